@@ -1,0 +1,77 @@
+#include "runtime/output.h"
+
+#include "file/base/filestat.h"
+#include "runtime/convert.h"
+#include "runtime/type_table.h"
+
+PyObject* t_output_helper(PyObject* result, PyObject* out) {
+  if (!result) return out;
+  if (result == Py_None) {
+    Py_DECREF(result);
+    return out;
+  }
+  if (!PyTuple_Check(result)) {
+    PyObject* single = PyTuple_New(1);
+    PyTuple_SetItem(single, 0, result);
+    result = single;
+  }
+  PyObject* tail = PyTuple_New(1);
+  PyTuple_SetItem(tail, 0, out);
+  PyObject* joined = PySequence_Concat(result, tail);
+  Py_DECREF(result);
+  Py_DECREF(tail);
+  return joined;
+}
+
+PyObject* FromFileStat(const FileStat& stat) {
+  return SWIG_Python_NewPointerObj(new FileStat(stat), pq::TypeOf<FileStat>(), 1);
+}
+
+PyObject* FromFile(File* file) { return SWIG_Python_NewPointerObj(file, pq::TypeOf<File>(), 1); }
+
+namespace pq {
+
+PyObject* ListFromStrings(const vector<::string>& v) {
+  return list_output_helper(&v, PyString_FromUnqualifiedCXXString);
+}
+
+PyObject* ListFromBools(const vector<bool>& v) {
+  return list_output_helper(&v, [](bool b) { return PyInt_FromLong(b); });
+}
+
+PyObject* ListFromFileStats(const vector<FileStat>& v) {
+  return vector_output_helper(&v, FromFileStat);
+}
+
+PyObject* ListFromFiles(const vector<File*>& v) { return vector_output_helper(&v, FromFile); }
+
+bool AsStringVector(PyObject* obj, vector<::string>* local, vector<::string>** result) {
+  const bool is_tuple = PyTuple_Check(obj);
+  if (is_tuple || PyList_Check(obj)) {
+    Py_ssize_t n = is_tuple ? PyTuple_Size(obj) : PyList_Size(obj);
+    local->assign(static_cast<size_t>(n), ::string());
+    for (Py_ssize_t i = 0; i < n; ++i) {
+      PyObject* item = PySequence_GetItem(obj, i);
+      if (!item || !PyString_Check(item)) {
+        Py_XDECREF(item);
+        PyErr_SetString(PyExc_TypeError, "vector<::string> expected");
+        return false;
+      }
+      (*local)[i] = SwigString_AsUnqualifiedString(item);
+      Py_DECREF(item);
+    }
+    *result = local;
+    return true;
+  }
+  void* p = nullptr;
+  // A null vector (None, "NULL") cannot stand for a list either.
+  if (SWIG_Python_ConvertPtr(obj, &p, TypeOf<vector<::string>>(), SWIG_POINTER_EXCEPTION) == -1 ||
+      !p) {
+    PyErr_SetString(PyExc_TypeError, "vector<::string> expected");
+    return false;
+  }
+  *result = static_cast<vector<::string>*>(p);
+  return true;
+}
+
+}  // namespace pq

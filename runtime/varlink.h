@@ -1,0 +1,24 @@
+// The global-variable link object: attribute reads and writes on it call the
+// linked variable's reader and writer.
+#ifndef RUNTIME_VARLINK_H_
+#define RUNTIME_VARLINK_H_
+
+#include "runtime/python.h"
+
+struct swig_globalvar {
+  char* name;
+  PyObject* (*get_attr)();
+  int (*set_attr)(PyObject*);
+  swig_globalvar* next;
+};
+
+struct swig_varlinkobject {
+  PyObject_HEAD
+  swig_globalvar* vars;
+};
+
+PyObject* SWIG_Python_newvarlink();
+void SWIG_Python_addvarlink(PyObject* p, const char* name, PyObject* (*get_attr)(),
+                            int (*set_attr)(PyObject*));
+
+#endif  // RUNTIME_VARLINK_H_
