@@ -1,0 +1,365 @@
+// Argument conversion by parameter type.
+//
+// A wrapper's parameters are the library call's parameters (or marker types
+// below). Each Param<P> knows which format letters may feed it, how to turn
+// the parsed slot into a P (with the interpreter lock held, before the call),
+// and how an overload dispatcher tests a candidate argument for it.
+#ifndef WRAPPERS_ARGUMENTS_H_
+#define WRAPPERS_ARGUMENTS_H_
+
+#include <sys/types.h>
+
+#include <cstring>
+#include <type_traits>
+
+#include "file/base/base_types.h"
+#include "runtime/convert.h"
+#include "runtime/output.h"
+#include "runtime/type_table.h"
+
+namespace pq {
+
+// One parsed argument, written by PyArg_ParseTuple through its letter.
+union Slot {
+  PyObject* o;
+  const char* s;
+  int i;
+  long l;  // NOLINT
+  char c;
+  double d;
+};
+
+// ---- parameter markers -------------------------------------------------------
+
+// An output argument: supplied by the wrapper, returned after the result.
+template <class T>
+struct Out {
+  T value{};
+  operator T*() { return &value; }  // NOLINT
+};
+
+// A pointer whose ownership passes to the library: its proxy is disowned.
+template <class P>
+struct Disown {
+  P ptr = nullptr;
+  operator P() const { return ptr; }  // NOLINT
+};
+
+// A pointer of an explicitly named type slot (for C++ types that two pointer
+// types share).
+template <class Tag, class P>
+struct Tagged {
+  P ptr = nullptr;
+  operator P() const { return ptr; }  // NOLINT
+};
+
+// A caller's Python string lent to the library as a writable buffer of at
+// most its own length plus the terminating NUL.
+struct WritableText {
+  char* data = nullptr;
+  size_t capacity = 0;
+};
+
+// A string output parameter that the caller must pass as a str, whose
+// library-written value is deliberately dropped.
+struct DiscardedString {
+  ::string value;
+  operator ::string*() { return &value; }  // NOLINT
+};
+
+// ---- how overload dispatchers test an argument -------------------------------
+enum class Candidate { kPointer, kString, kInteger, kAny };
+
+namespace detail {
+
+template <class T>
+constexpr bool kIsStringVector = std::is_same_v<std::remove_cvref_t<T>, vector<::string>>;
+
+inline bool Fail(const char* message) {
+  PyErr_SetString(PyExc_TypeError, message);
+  return false;
+}
+
+inline bool LoadPointer(PyObject* o, void** out, swig_type_info* type, int flags) {
+  return SWIG_Python_ConvertPtr(o, out, type, flags) != -1;
+}
+
+}  // namespace detail
+
+template <class P, class Enable = void>
+struct Param;
+
+// Wrapped pointers: "O", None is null.
+template <class T>
+  requires Wrapped<std::remove_cv_t<T>>
+struct Param<T*> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION); }
+  T* Get() { return static_cast<T*>(ptr); }
+};
+
+template <class P>
+struct Param<Disown<P>> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return Param<P>::Type(); }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) {
+    return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION | SWIG_POINTER_DISOWN);
+  }
+  Disown<P> Get() { return Disown<P>{static_cast<P>(ptr)}; }
+};
+
+template <class Tag, class P>
+struct Param<Tagged<Tag, P>> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return swig_types[TypeSlot<Tag>::value]; }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION); }
+  Tagged<Tag, P> Get() { return Tagged<Tag, P>{static_cast<P>(ptr)}; }
+};
+
+// Untyped buffers: any pointer text.
+template <class V>
+  requires std::is_void_v<V>
+struct Param<V*> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return nullptr; }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, nullptr, SWIG_POINTER_EXCEPTION); }
+  V* Get() { return ptr; }
+};
+
+// References to wrapped classes: a null pointer is refused.
+template <class T>
+  requires(Wrapped<std::remove_cv_t<T>> && !detail::kIsStringVector<T>)
+struct Param<T&> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) {
+    if (!detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION)) return false;
+    return ptr ? true : detail::Fail("null reference");
+  }
+  T& Get() { return *static_cast<T*>(ptr); }
+};
+
+// Wrapped classes by value: copied from the pointed object. A null pointer
+// is refused rather than read.
+template <class T>
+  requires(Wrapped<T> && std::is_class_v<T> && !detail::kIsStringVector<T>)
+struct Param<T> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return TypeOf<T>(); }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) {
+    if (!detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION)) return false;
+    return ptr ? true : detail::Fail("null reference");
+  }
+  T Get() { return *static_cast<T*>(ptr); }
+};
+
+// Truth values: any object the integer conversion accepts; non-zero is true.
+template <>
+struct Param<bool> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kInteger;
+  static constexpr bool Accepts(char c) { return c == 'O' || c == 'i'; }
+  bool value = false;
+  char letter = 'O';
+  bool Load(const Slot& slot, char c) {
+    if (c == 'i') {
+      value = slot.i != 0;
+      return true;
+    }
+    if (!slot.o) return true;  // optional, not given
+    value = PyInt_AsLong(slot.o) != 0;
+    return !PyErr_Occurred();
+  }
+  bool Get() { return value; }
+};
+
+// int, unsigned int and enumerations: "i" parsed by the interpreter, or "O"
+// through PyInt_AsLong.
+template <class I>
+  requires((std::is_integral_v<I> && sizeof(I) == 4) || std::is_enum_v<I>)
+struct Param<I> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kInteger;
+  static constexpr bool Accepts(char c) { return c == 'O' || c == 'i'; }
+  I value{};
+  bool Load(const Slot& slot, char c) {
+    if (c == 'i') {
+      value = static_cast<I>(slot.i);
+      return true;
+    }
+    if (!slot.o) return true;
+    value = static_cast<I>(PyInt_AsLong(slot.o));
+    return !PyErr_Occurred();
+  }
+  I Get() { return value; }
+};
+
+template <>
+struct Param<long> {  // NOLINT
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kInteger;
+  static constexpr bool Accepts(char c) { return c == 'l'; }
+  long value = 0;  // NOLINT
+  bool Load(const Slot& slot) {
+    value = slot.l;
+    return true;
+  }
+  long Get() { return value; }  // NOLINT
+};
+
+template <>
+struct Param<char> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kAny;
+  static constexpr bool Accepts(char c) { return c == 'c'; }
+  char value = 0;
+  bool Load(const Slot& slot) {
+    value = slot.c;
+    return true;
+  }
+  char Get() { return value; }
+};
+
+template <>
+struct Param<double> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kAny;
+  static constexpr bool Accepts(char c) { return c == 'd'; }
+  double value = 0;
+  bool Load(const Slot& slot) {
+    value = slot.d;
+    return true;
+  }
+  double Get() { return value; }
+};
+
+template <>
+struct Param<int64> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kInteger;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  int64 value = 0;
+  bool Load(const Slot& slot) {
+    if (!slot.o) return true;
+    value = AsInt64(slot.o);
+    return !PyErr_Occurred();
+  }
+  int64 Get() { return value; }
+};
+
+template <>
+struct Param<uint64> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kInteger;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  uint64 value = 0;
+  bool Load(const Slot& slot) {
+    if (!slot.o) return true;
+    value = AsUInt64(slot.o);
+    return !PyErr_Occurred();
+  }
+  uint64 Get() { return value; }
+};
+
+template <>
+struct Param<const char*> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kString;
+  static constexpr bool Accepts(char c) { return c == 's'; }
+  const char* value = nullptr;
+  bool Load(const Slot& slot) {
+    value = slot.s;
+    return true;
+  }
+  const char* Get() { return value; }
+};
+
+template <>
+struct Param<WritableText> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kString;
+  static constexpr bool Accepts(char c) { return c == 's'; }
+  WritableText value;
+  bool Load(const Slot& slot) {
+    // "s" refuses strings with NUL bytes, so the text's length is the
+    // object's length.
+    value.data = const_cast<char*>(slot.s);
+    value.capacity = std::strlen(slot.s) + 1;
+    return true;
+  }
+  WritableText Get() { return value; }
+};
+
+// Library strings: exact bytes, NULs kept, copied before the call.
+struct StringParam {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kString;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  ::string value;
+  bool Load(const Slot& slot) {
+    char* data;
+    Py_ssize_t length;
+    if (PyString_AsStringAndSize(slot.o, &data, &length) == -1) return false;
+    value.assign(data, static_cast<size_t>(length));
+    return true;
+  }
+};
+template <>
+struct Param<::string> : StringParam {
+  ::string Get() { return std::move(value); }
+};
+template <>
+struct Param<const ::string&> : StringParam {
+  const ::string& Get() { return value; }
+};
+template <>
+struct Param<const ::string*> : StringParam {
+  const ::string* Get() { return &value; }
+};
+template <>
+struct Param<DiscardedString> : StringParam {
+  DiscardedString Get() { return DiscardedString{value}; }
+};
+
+// Name lists: a tuple or list of str, or a vector<string> pointer object.
+template <>
+struct Param<const vector<::string>&> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kAny;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  vector<::string> local;
+  vector<::string>* ptr = nullptr;
+  bool Load(const Slot& slot) { return AsStringVector(slot.o, &local, &ptr); }
+  const vector<::string>& Get() { return *ptr; }
+};
+
+// Output arguments take no Python argument.
+template <class T>
+struct Param<Out<T>> {
+  static constexpr int kSlots = 0;
+  static constexpr Candidate kTest = Candidate::kAny;
+  static constexpr bool Accepts(char) { return false; }
+};
+
+}  // namespace pq
+
+#endif  // WRAPPERS_ARGUMENTS_H_

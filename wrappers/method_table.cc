@@ -1,0 +1,39 @@
+#include "wrappers/method_table.h"
+
+#include <vector>
+
+#include "wrappers/calling.h"
+
+namespace pq {
+
+// Each family's rows, named in the order they stand in the table.
+extern const MethodList kHelperMethods;
+extern const MethodList kAsyncMethods;
+extern const MethodList kRecordMethods;
+extern const MethodList kVersionMethods;
+
+namespace {
+
+const MethodList* const kFamilies[] = {
+    &kHelperMethods,
+    &kAsyncMethods,
+    &kRecordMethods,
+    &kVersionMethods,
+};
+
+std::vector<PyMethodDef>& Table() {
+  static std::vector<PyMethodDef>* table = [] {
+    auto* t = new std::vector<PyMethodDef>();
+    for (const MethodList* family : kFamilies) t->insert(t->end(), family->rows, family->rows + family->count);
+    t->push_back(PyMethodDef{nullptr, nullptr, 0, nullptr});
+    return t;
+  }();
+  return *table;
+}
+
+}  // namespace
+
+PyMethodDef* MethodTable() { return Table().data(); }
+size_t MethodCount() { return Table().size() - 1; }
+
+}  // namespace pq
