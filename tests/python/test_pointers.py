@@ -1,0 +1,120 @@
+"""Pointer text, type checks and proxies, seen through ordinary wrappers."""
+import pqtest
+from pqtest import m
+
+
+class PointerTextTest(pqtest.TestCase):
+    """Runs before any proxy class is registered for FileStat (own process)."""
+
+    def test_results_are_tagged_text_without_a_proxy(self):
+        s = m.new_FileStat()
+        self.assertTrue(pqtest.is_pointer_text(s, '_p_FileStat'), s)
+        self.assertLongResult(m.FileStat_length_get(s), -1)
+        m.delete_FileStat(s)
+
+    def test_bytes_are_written_in_memory_order(self):
+        s = m.new_FileVersion()
+        address = int(''.join(reversed([s[1 + 2 * i:3 + 2 * i] for i in range(8)])), 16)
+        self.assertNotEqual(address, 0)
+        self.assertEqual(address % 8, 0)  # heap objects are aligned
+        m.delete_FileVersion(s)
+
+    def test_wrong_type_names_both_types(self):
+        a = m.new_Attr_t()
+        self.assertTypeError('Type error. Got _p_Attr_t, expected _p_FileStat', m.FileStat_length_get, a)
+        self.assertTypeError('Type error. Got _p_Attr_t, expected _p_FileStat', m.FileStat_length_set, a, 1)
+        self.assertTypeError('Type error. Got bogus, expected _p_FileStat', m.FileStat_length_get, 'bogus')
+        m.delete_Attr_t(a)
+
+    def test_objects_without_pointer_text(self):
+        for bad in (5, 2.5, [], object()):
+            self.assertTypeError('Expected a pointer', m.FileStat_length_get, bad)
+
+        class NotText(object):
+            this = 7
+        self.assertTypeError('Expected a pointer', m.FileStat_length_get, NotText())
+
+    def test_null_pointers(self):
+        # None and "NULL" are null: setters leave a null object alone, the
+        # reference-taking getters refuse it.
+        for null in (None, 'NULL', '_0000000000000000_p_FileStat'):
+            self.assertIs(m.FileStat_length_set(null, 5), None)
+            self.assertTypeError('null reference', m.FileStat_length_get, null)
+        self.assertIs(m.delete_FileStat(None), None)
+
+    def test_short_and_malformed_texts_do_not_crash(self):
+        for text in ('_', '_12', '_zz_p_FileStat', '_' + 'f' * 40):
+            self.assertRaises(TypeError, m.FileStat_length_get, text)
+
+    def test_upper_case_digits_are_misread(self):
+        s = m.new_FileStat()
+        m.FileStat_length_set(s, 42)
+        digits = s[1:17]
+        upper = '_' + digits.upper() + s[17:]
+        if digits != digits.upper():
+            # The carried-over nibble makes it another address; it must not be
+            # taken as the same object.
+            self.assertNotEqual(upper, s)
+        m.delete_FileStat(s)
+
+    def test_subclass_pointers_are_accepted_for_their_base(self):
+        w = m.new_AsyncIOWatcher()
+        m.AsyncIO_Finish(w, 0, 10)
+        self.assertIntResult(m.AsyncIOWatcher_IsFinished(w), 1)
+        self.assertLongResult(m.AsyncIOWatcher_Bytes(w), 10)
+        self.assertIntResult(m.AsyncIOWatcher_Error(w), 0)
+        m.delete_AsyncIOWatcher(w)
+
+    def test_base_pointer_is_refused_for_a_subclass(self):
+        w = m.new_AsyncIOWatcher()
+        as_base = w[:17] + '_p_AsyncIO'
+        self.assertTypeError('Type error. Got _p_AsyncIO, expected _p_AsyncIOWatcher',
+                             m.AsyncIOWatcher_IsFinished, as_base)
+        m.delete_AsyncIOWatcher(w)
+
+
+class ProxyTest(pqtest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.Attr = pqtest.register_proxy('Attr_t')
+        cls.Stat = pqtest.register_proxy('FileStat')
+        cls.Options = pqtest.register_proxy('FileOpenOptions')
+
+    def test_constructors_return_owned_proxies(self):
+        a = m.new_Attr_t(5)
+        self.assertIsInstance(a, self.Attr)
+        self.assertEqual(a.thisown, 1)
+        self.assertTrue(pqtest.is_pointer_text(a.this, '_p_Attr_t'))
+        self.assertIntResult(m.Attr_t_attr_get(a), 5)
+
+    def test_aliasing_results_are_not_owned(self):
+        s = m.new_FileStat()
+        attrs = m.FileStat_attributes_get(s)
+        self.assertIsInstance(attrs, self.Attr)
+        self.assertEqual(attrs.thisown, 0)
+        m.Attr_t_attr_set(attrs, 4)
+        self.assertIntResult(m.Attr_t_attr_get(m.FileStat_attributes_get(s)), 4)
+
+    def test_proxy_of_the_wrong_class(self):
+        self.assertTypeError('Type error. Got _p_FileStat, expected _p_Attr_t',
+                             m.Attr_t_attr_get, m.new_FileStat())
+
+    def test_failing_proxy_class_call_raises_its_error(self):
+        class Broken(object):
+            def __init__(self, this):
+                raise ValueError('no proxies today')
+        m.FileOpenOptions_swigregister(Broken)
+        try:
+            self.assertRaises(ValueError, m.new_FileOpenOptions)
+        finally:
+            m.FileOpenOptions_swigregister(self.Options)
+        self.assertIsInstance(m.new_FileOpenOptions(), self.Options)
+
+    def test_registration_returns_none_and_checks_arguments(self):
+        self.assertIs(m.FileStat_swigregister(self.Stat), None)
+        self.assertRaises(TypeError, m.FileStat_swigregister)
+        self.assertRaises(TypeError, m.FileStat_swigregister, 1, 2)
+
+
+if __name__ == '__main__':
+    pqtest.main()

@@ -1,0 +1,47 @@
+// Starts the interpreter and registers the module's types once, then runs
+// the tests.
+#include "tests/runtime/interpreter.h"
+
+#include "runtime/type_table.h"
+
+namespace pq_test {
+
+PyObject* Eval(const char* expression) {
+  static PyObject* globals = [] {
+    PyObject* g = PyDict_New();
+    PyDict_SetItemString(g, "__builtins__", PyEval_GetBuiltins());
+    return g;
+  }();
+  PyObject* result = PyRun_String(expression, Py_eval_input, globals, globals);
+  if (!result) {
+    ADD_FAILURE() << "evaluating " << expression << " raised " << TakeError();
+  }
+  return result;
+}
+
+std::string TakeError() {
+  if (!PyErr_Occurred()) return "";
+  PyObject *type, *value, *trace;
+  PyErr_Fetch(&type, &value, &trace);
+  PyErr_NormalizeException(&type, &value, &trace);
+  std::string text = reinterpret_cast<PyTypeObject*>(type)->tp_name;
+  if (text.rfind("exceptions.", 0) == 0) text.erase(0, 11);
+  if (value) {
+    PyObject* s = PyObject_Str(value);
+    if (s) text += std::string(": ") + PyString_AsString(s);
+    Py_XDECREF(s);
+  }
+  Py_XDECREF(type);
+  Py_XDECREF(value);
+  Py_XDECREF(trace);
+  return text;
+}
+
+}  // namespace pq_test
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  Py_InitializeEx(0);
+  for (int i = 0; swig_types_initial[i]; ++i) swig_types[i] = SWIG_Python_TypeRegister(swig_types_initial[i]);
+  return RUN_ALL_TESTS();
+}
