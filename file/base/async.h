@@ -35,6 +35,7 @@ class AsyncIOWatcher : public AsyncIO {
   // every waiter; Finish records the outcome and then calls it.
   virtual void HandleFinish();
 
+  // Both waits also return once the watcher is abandoned.
   void Wait();
   // Waits at most timeout_ms milliseconds (negative: forever); true if the
   // operation finished.
@@ -54,6 +55,10 @@ class AsyncIOWatcher : public AsyncIO {
   // itself when finished (at once if it already is); the abandon callback does
   // not run.
   void Detach();
+
+ protected:
+  // Threads currently blocked in Wait or WaitWithTimeout.
+  int NumWaiters() const;
 
  private:
   void FinishLocked(std::unique_lock<std::mutex>& lock);

@@ -1,0 +1,152 @@
+// The per-call operation record: deadlines, errors, status texts, copying.
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "file/base/operation.h"
+
+namespace {
+
+TEST(OperationTest, FreshOperationIsClean) {
+  file::Operation op;
+  EXPECT_TRUE(op.ok());
+  EXPECT_EQ(op.error(), file::OK);
+  EXPECT_FALSE(op.HasDeadline());
+  EXPECT_EQ(op.GetDeadline(), 0);
+  EXPECT_FALSE(op.DeadlineExceeded());
+  EXPECT_EQ(op.Status(), "OK");
+  EXPECT_TRUE(op.ToStatus().ok());
+}
+
+TEST(OperationTest, Deadlines) {
+  file::Operation op;
+  WallTime before = WallTime_Now();
+  op.SetDeadlineLength(100);
+  EXPECT_TRUE(op.HasDeadline());
+  EXPECT_GE(op.GetDeadline(), before + 100);
+  EXPECT_LE(op.GetDeadline(), WallTime_Now() + 100);
+  EXPECT_FALSE(op.DeadlineExceeded());
+
+  op.SetDeadlineLength(-0.001);
+  EXPECT_TRUE(op.DeadlineExceeded());
+
+  op.SetAbsoluteDeadline(12345.5);
+  EXPECT_EQ(op.GetDeadline(), 12345.5);
+  EXPECT_TRUE(op.DeadlineExceeded());
+
+  op.ClearDeadline();
+  EXPECT_FALSE(op.HasDeadline());
+  EXPECT_EQ(op.GetDeadline(), 0);
+  EXPECT_FALSE(op.DeadlineExceeded());
+}
+
+TEST(OperationTest, ErrorsAndStatusTexts) {
+  file::Operation op;
+  op.SetError(file::ERROR_NOT_FOUND, StringPiece("no such file /x/y"));
+  EXPECT_FALSE(op.ok());
+  EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(op.message(), "no such file /x/y");
+  EXPECT_EQ(op.Status(), "not found: no such file /x/y");
+  util::Status status = op.ToStatus();
+  EXPECT_EQ(status.error_code(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(status.error_space(), file::ErrorSpace());
+  EXPECT_EQ(status.ToString(), "file::not found: no such file /x/y");
+
+  // Bytes after a NUL are part of the message.
+  op.SetError(file::ERROR_WRONG_TYPE, StringPiece("a\0b", 3));
+  EXPECT_EQ(op.message().size(), 3u);
+
+  op.ClearError();
+  EXPECT_TRUE(op.ok());
+  EXPECT_EQ(op.message(), "");
+  EXPECT_EQ(op.Status(), "OK");
+
+  op.SetError(file::OK, StringPiece("ignored"));
+  EXPECT_EQ(op.message(), "");
+}
+
+TEST(OperationTest, FailRecordsOnlyWhenGivenAnOperation) {
+  EXPECT_FALSE(file::Fail(nullptr, file::ERROR_NO_SPACE, "disk full"));
+  file::Operation op;
+  EXPECT_FALSE(file::Fail(&op, file::ERROR_NO_SPACE, "disk full"));
+  EXPECT_EQ(op.Status(), "no space: disk full");
+}
+
+TEST(OperationTest, CopyFromCopiesEveryField) {
+  file::Operation source;
+  source.SetError(file::ERROR_TEMPORARY, "try again");
+  source.SetAbsoluteDeadline(4242.25);
+  source.set_priority(util::Priority(7));
+  source.set_retry(true);
+  source.set_resource_user("batch");
+  source.set_traffic_class(net_base::OptionalTrafficClass(3));
+  source.InternalStart("Open", "/mem/a");
+  std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  source.InternalFinish();
+
+  file::Operation copy;
+  copy.CopyFrom(source);
+  EXPECT_EQ(copy.error(), file::ERROR_TEMPORARY);
+  EXPECT_EQ(copy.message(), "try again");
+  EXPECT_TRUE(copy.HasDeadline());
+  EXPECT_EQ(copy.GetDeadline(), 4242.25);
+  EXPECT_EQ(copy.priority().level(), 7);
+  EXPECT_TRUE(copy.retry());
+  EXPECT_EQ(copy.resource_user(), "batch");
+  EXPECT_TRUE(copy.traffic_class() == net_base::OptionalTrafficClass(3));
+  EXPECT_EQ(copy.descriptor(), "Open(/mem/a)");
+  EXPECT_EQ(copy.elapsed_seconds(), source.elapsed_seconds());
+
+  // Copying a clean operation clears everything again.
+  file::Operation clean;
+  copy.CopyFrom(clean);
+  EXPECT_TRUE(copy.ok());
+  EXPECT_FALSE(copy.HasDeadline());
+  EXPECT_FALSE(copy.retry());
+  EXPECT_EQ(copy.descriptor(), "");
+
+  source.CopyFrom(source);  // must neither deadlock nor change anything
+  EXPECT_EQ(source.resource_user(), "batch");
+}
+
+TEST(OperationTest, InternalStartAndFinishBracketTheWork) {
+  file::Operation op;
+  op.InternalFinish();  // never started: nothing to measure
+  EXPECT_EQ(op.elapsed_seconds(), 0);
+  op.InternalStart("Stat", StringPiece("/tmp/x"));
+  EXPECT_EQ(op.descriptor(), "Stat(/tmp/x)");
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  op.InternalFinish();
+  EXPECT_GE(op.elapsed_seconds(), 0.019);
+  EXPECT_LT(op.elapsed_seconds(), 10);
+}
+
+TEST(OperationTest, SharedBetweenThreads) {
+  file::Operation op;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&op, t] {
+      for (int i = 0; i < 1000; ++i) {
+        op.SetError(file::ERROR_TEMPORARY, "thread " + std::to_string(t));
+        ::string status = op.Status();
+        // Code and message always change together.
+        EXPECT_EQ(status.rfind("temporary error: thread ", 0), 0u) << status;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+}
+
+TEST(OperationDeathTest, CheckSuccessDiesOnlyOnFailure) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  file::Operation op;
+  op.CheckSuccess();
+  op.SetError(file::ERROR_PERMISSION_DENIED, "nope");
+  EXPECT_DEATH(op.CheckSuccess(),
+               "F .*operation\\.cc:[0-9]+\\] Check failed: operation succeeded: "
+               "permission denied: nope");
+}
+
+}  // namespace
