@@ -1,0 +1,148 @@
+#include "file/base/sharded.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include "file/base/glob.h"
+
+namespace file_base {
+namespace {
+
+TEST(ShardedNamesTest, GenerateOneName) {
+  EXPECT_EQ(GenerateShardedFilename("a/b", 0, 3), "a/b-00000-of-00003");
+  EXPECT_EQ(GenerateShardedFilename("b", 99999, 100000), "b-099999-of-100000");
+  EXPECT_EQ(GenerateShardedFilename("b", 7, 123456), "b-000007-of-123456");
+  EXPECT_EQ(GenerateShardedFilename("b", 3, 3), "");
+  EXPECT_EQ(GenerateShardedFilename("b", -1, 3), "");
+  EXPECT_EQ(GenerateShardedFilename("b", 0, 0), "");
+}
+
+TEST(ShardedNamesTest, GenerateTheSet) {
+  vector<::string> names{"stale"};
+  ASSERT_TRUE(GenerateShardedFilenames("dir/x@3", &names));
+  EXPECT_EQ(names, (vector<::string>{"dir/x-00000-of-00003", "dir/x-00001-of-00003",
+                                     "dir/x-00002-of-00003"}));
+  ASSERT_TRUE(GenerateShardedFilenames("user@host@2", &names));  // the last "@" counts
+  EXPECT_EQ(names[1], "user@host-00001-of-00002");
+
+  for (const char* not_a_set : {"x", "x@0", "x@-1", "x@*", "x@", "@3", "dir/@3", "x@3/y", "x@3a",
+                                "x@ 3", "x@99999999999", "x@2000000"}) {
+    names = {"stale"};
+    EXPECT_FALSE(GenerateShardedFilenames(not_a_set, &names)) << not_a_set;
+    EXPECT_TRUE(names.empty()) << not_a_set;
+  }
+}
+
+TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
+  EXPECT_EQ(GenerateShardedFilePattern("a/b", 3), "a/b-?????" "-of-00003");
+  const ::string any = GenerateShardedFilePattern("a/b", 0);
+  EXPECT_TRUE(file::GlobMatchPath(any, "a/b-00001-of-00003"));
+  EXPECT_TRUE(file::GlobMatchPath(any, "a/b-000001-of-123456"));
+  EXPECT_FALSE(file::GlobMatchPath(any, "a/b-0001-of-00003"));
+  EXPECT_FALSE(file::GlobMatchPath(any, "a/bc-00001-of-00003"));
+  // The base is literal even with glob characters in it.
+  const ::string odd = GenerateShardedFilePattern("w[1]*{a,b}", 2);
+  EXPECT_TRUE(file::GlobMatchPath(odd, "w[1]*{a,b}-00001-of-00002"));
+  EXPECT_FALSE(file::GlobMatchPath(odd, "w1xa-00001-of-00002"));
+
+  ::string pattern;
+  ASSERT_TRUE(ShardSpecToPattern("a/b@3", &pattern));
+  EXPECT_EQ(pattern, "a/b-?????" "-of-00003");
+  ASSERT_TRUE(ShardSpecToPattern("a/b@*", &pattern));
+  EXPECT_EQ(pattern, any);
+  EXPECT_FALSE(ShardSpecToPattern("a/b", &pattern));
+}
+
+TEST(ShardedNamesTest, TakeAShardNameApart) {
+  int shard = -1, count = -1, digits = -1;
+  const char* set = ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits);
+  ASSERT_NE(set, nullptr);
+  EXPECT_STREQ(set, "dir/b@3");
+  EXPECT_EQ(shard, 1);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(digits, 5);
+  EXPECT_STREQ(ShardedBasenameWithNumShards("b-000007-of-123456", nullptr, nullptr, nullptr),
+               "b@123456");
+  // The result round-trips through the set expansion.
+  vector<::string> names;
+  ASSERT_TRUE(GenerateShardedFilenames(
+      ShardedBasenameWithNumShards("x.y-00004-of-00010", nullptr, nullptr, nullptr), &names));
+  EXPECT_EQ(names[4], "x.y-00004-of-00010");
+
+  shard = count = digits = -1;
+  for (const char* not_a_shard : {"b-0001-of-00003", "b-00003-of-00003", "b-00001-of-00000",
+                                  "b-000001-of-000003", "b-00001-of-0003", "-00001-of-00003",
+                                  "dir/-00001-of-00003", "b-00001-of-00003x", "b_00001-of-00003",
+                                  "b-0000a-of-00003", "-of-", "", "b-99999999999-of-99999999999"}) {
+    EXPECT_EQ(ShardedBasenameWithNumShards(not_a_shard, &shard, &count, &digits), nullptr)
+        << not_a_shard;
+  }
+  EXPECT_EQ(shard, -1);
+  EXPECT_EQ(ShardedBasenameWithNumShards(nullptr, &shard, &count, &digits), nullptr);
+}
+
+class DetectShardsTest : public ::testing::Test {
+ protected:
+  void TearDown() override { SetShardMatchFunction(nullptr); }
+
+  // Installs a matcher over a fixed list of existing names.
+  void Existing(vector<::string> names) {
+    SetShardMatchFunction([names](const ::string& pattern, vector<::string>* out) {
+      out->clear();
+      for (const ::string& name : names) {
+        if (file::GlobMatchPath(pattern, name)) out->push_back(name);
+      }
+      return true;
+    });
+  }
+};
+
+TEST_F(DetectShardsTest, CountComesFromTheExistingFiles) {
+  Existing({"d/x-00000-of-00004", "d/x-00002-of-00004", "d/xy-00000-of-00002", "d/x-1-of-2"});
+  for (const char* spec : {"d/x", "d/x@*", "d/x@4"}) {
+    int count = 0;
+    EXPECT_TRUE(DetectNumberOfShards(spec, &count)) << spec;
+    EXPECT_EQ(count, 4) << spec;
+  }
+  int count = 77;
+  EXPECT_FALSE(DetectNumberOfShards("d/x@5", &count));
+  EXPECT_FALSE(DetectNumberOfShards("d/none", &count));
+  EXPECT_EQ(count, 77);
+  EXPECT_TRUE(DetectNumberOfShards("d/xy", nullptr));
+}
+
+TEST_F(DetectShardsTest, DisagreeingCountsOrFailedSearchGiveFalse) {
+  Existing({"x-00000-of-00002", "x-00000-of-00003"});
+  int count = 0;
+  EXPECT_FALSE(DetectNumberOfShards("x@*", &count));
+  EXPECT_TRUE(DetectNumberOfShards("x@3", &count));  // the pattern for 3 sees only that set
+  EXPECT_EQ(count, 3);
+  SetShardMatchFunction([](const ::string&, vector<::string>*) { return false; });
+  EXPECT_FALSE(DetectNumberOfShards("x@*", &count));
+}
+
+TEST_F(DetectShardsTest, DefaultSearchesTheLocalDisk) {
+  const char* base = getenv("PQ_TEST_TMP");
+  std::string root = base != nullptr && *base ? base : "/tmp";
+  mkdir(root.c_str(), 0755);
+  std::string dir = root + "/sharded_test.XXXXXX";
+  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  vector<::string> names;
+  ASSERT_TRUE(GenerateShardedFilenames(dir + "/part@2", &names));
+  for (const ::string& name : names) std::ofstream(name).put('x');
+
+  int count = 0;
+  EXPECT_TRUE(DetectNumberOfShards(dir + "/part@*", &count));
+  EXPECT_EQ(count, 2);
+  for (const ::string& name : names) unlink(name.c_str());
+  EXPECT_FALSE(DetectNumberOfShards(dir + "/part@*", &count));
+  rmdir(dir.c_str());
+}
+
+}  // namespace
+}  // namespace file_base
