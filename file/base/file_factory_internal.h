@@ -1,0 +1,77 @@
+// Helpers shared by the File and FileFactory implementation files; not part
+// of the library's interface.
+#ifndef FILE_BASE_FILE_FACTORY_INTERNAL_H_
+#define FILE_BASE_FILE_FACTORY_INTERNAL_H_
+
+#include <functional>
+
+#include "file/base/base_types.h"
+#include "file/base/errors.h"
+#include "file/base/forward.h"
+#include "file/base/operation.h"
+
+namespace file_internal {
+
+// How many library operations the current thread is inside. Only the
+// outermost one clears and tags the caller's Operation, so an operation
+// built from others reports under its own name.
+class OpNesting {
+ public:
+  OpNesting() { ++depth_; }
+  ~OpNesting() { --depth_; }
+  OpNesting(const OpNesting&) = delete;
+  OpNesting& operator=(const OpNesting&) = delete;
+  // True for the outermost operation (checked after construction).
+  static bool outermost() { return depth_ == 1; }
+
+ private:
+  static thread_local int depth_;
+};
+
+// Brackets one by-name operation: supplies a scratch Operation when the
+// caller gave none (so primitives can always record into one), refuses
+// passed deadlines and empty names, and tags the Operation.
+class NamedOp {
+ public:
+  NamedOp(file::Operation* caller, const char* what, const char* name);
+  ~NamedOp();
+  NamedOp(const NamedOp&) = delete;
+  NamedOp& operator=(const NamedOp&) = delete;
+
+  // False (failure recorded) when the operation must not run. `name` is the
+  // argument to validate (null or empty is refused).
+  bool Begin(const char* name);
+  // Records "<what> <name>: <reason>"; returns false.
+  bool Fail(file::ErrorCode code, const char* reason);
+  file::Operation* op() { return op_; }
+
+ private:
+  OpNesting nesting_;
+  file::Operation scratch_;
+  file::Operation* const op_;
+  const char* const what_;
+  const ::string name_;
+  bool started_ = false;
+};
+
+// Copies a failure into `to` (when not null and not the same); false.
+bool CopyFailure(const file::Operation& from, file::Operation* to);
+
+// Runs `work` on the worker pool with a fresh Operation and reports to
+// `done`: OK and the (non-negative) result, or the recorded error and 0.
+bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work);
+
+// Runs `one` for each name with its own Operation (carrying the caller's
+// deadline); fills one flag per name in order, copies the first failure
+// into `op` and returns true when all succeeded.
+bool RunBulk(const vector<::string>& names, file::Operation* op, vector<bool>* results,
+             const std::function<bool(const char*, file::Operation*)>& one);
+
+// Copies the bytes of `from` (served by `source`) into `to` (served by
+// `target`, created or truncated), honouring `limit` when not null.
+bool CopyFileBytes(FileFactory* source, const ::string& from, FileFactory* target,
+                   const ::string& to, BandwidthLimit* limit, file::Operation* op);
+
+}  // namespace file_internal
+
+#endif  // FILE_BASE_FILE_FACTORY_INTERNAL_H_

@@ -1,0 +1,167 @@
+// The running checksum: the CRC itself, chunking, history, rewinding and the
+// record text.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "file/base/checksum.h"
+
+namespace {
+
+std::string RandomBytes(size_t n, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes) c = static_cast<char>(gen());
+  return bytes;
+}
+
+ChecksumState StateOf(const std::string& bytes) {
+  ChecksumState state;
+  state.Add(bytes.data(), bytes.size());
+  return state;
+}
+
+constexpr int64 kBlock = ChecksumState::kBlockSize;
+
+TEST(ChecksumStateTest, FreshStateIsEmpty) {
+  ChecksumState state;
+  EXPECT_EQ(state.Length(), 0);
+  EXPECT_EQ(state.Checksum(), 0u);
+  EXPECT_EQ(state.AlignedChecksum(), 0u);
+  EXPECT_EQ(state.HistoryLength(), 0);
+  EXPECT_EQ(state.PostAlignData().size(), 0u);
+}
+
+TEST(ChecksumStateTest, IsCrc64Xz) {
+  // The published check value of CRC-64/XZ.
+  EXPECT_EQ(StateOf("123456789").Checksum(), 0x995DC9BBDF1939FAull);
+}
+
+TEST(ChecksumStateTest, SplittingDoesNotMatter) {
+  const std::string data = RandomBytes(1000, 1);
+  const ChecksumState whole = StateOf(data);
+  for (size_t piece : {1u, 7u, 127u, 128u, 129u, 500u}) {
+    ChecksumState pieces;
+    for (size_t at = 0; at < data.size(); at += piece) {
+      pieces.Add(data.data() + at, std::min(piece, data.size() - at));
+    }
+    EXPECT_TRUE(pieces == whole) << "pieces of " << piece;
+    EXPECT_EQ(pieces.Checksum(), whole.Checksum());
+  }
+  // 1000 = 7 whole chunks + 104 pending bytes.
+  EXPECT_EQ(whole.Length(), 1000);
+  EXPECT_EQ(whole.PostAlignData().size(), 104u);
+  EXPECT_EQ(whole.AlignedChecksum(), StateOf(data.substr(0, 896)).Checksum());
+  EXPECT_EQ(std::string(whole.PostAlignData().data(), 104), data.substr(896));
+}
+
+TEST(ChecksumStateTest, HistoryMarksEachBlock) {
+  const std::string data = RandomBytes(3 * kBlock + kBlock / 2, 2);
+  const ChecksumState state = StateOf(data);
+  ASSERT_EQ(state.HistoryLength(), 3);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(state.History(i), StateOf(data.substr(0, (i + 1) * kBlock)).Checksum()) << i;
+  }
+  EXPECT_EQ(state.History(-1), 0u);
+  EXPECT_EQ(state.History(3), 0u);
+  // Exactly on a boundary the last entry is the aligned checksum.
+  const ChecksumState two = StateOf(data.substr(0, 2 * kBlock));
+  ASSERT_EQ(two.HistoryLength(), 2);
+  EXPECT_EQ(two.History(1), two.AlignedChecksum());
+}
+
+TEST(ChecksumStateTest, EqualsExplainsTheDifference) {
+  const ChecksumState a = StateOf("hello world");
+  ChecksumState copy(a);
+  ::string why;
+  EXPECT_TRUE(a.Equals(&copy, &why));
+  EXPECT_TRUE(a == copy);
+
+  const ChecksumState shorter = StateOf("hello");
+  EXPECT_FALSE(a.Equals(&shorter, &why));
+  EXPECT_EQ(why, "lengths differ: 11 vs 5");
+  const ChecksumState changed = StateOf("hello_world");
+  EXPECT_FALSE(a.Equals(&changed, &why));
+  EXPECT_EQ(why, "bytes after the last whole chunk differ");
+  EXPECT_TRUE(a != changed);
+  EXPECT_FALSE(a.Equals(nullptr, &why));
+
+  const std::string data = RandomBytes(300, 3);
+  std::string other = data;
+  other[5] ^= 1;
+  const ChecksumState flipped = StateOf(other);
+  EXPECT_FALSE(StateOf(data).Equals(&flipped, &why));
+  EXPECT_EQ(why, "aligned checksums differ");
+}
+
+TEST(ChecksumStateTest, ClearAndBadInput) {
+  ChecksumState state = StateOf(RandomBytes(kBlock + 5, 4));
+  state.Add(nullptr, 10);  // ignored rather than read
+  EXPECT_EQ(state.Length(), kBlock + 5);
+  state.Clear();
+  EXPECT_TRUE(state == ChecksumState());
+  EXPECT_EQ(state.HistoryLength(), 0);
+}
+
+TEST(ChecksumStateTest, RewindToABlockBoundaryAndReplay) {
+  const std::string data = RandomBytes(3 * kBlock + 1000, 5);
+  const ChecksumState full = StateOf(data);
+
+  ChecksumState state = full;
+  EXPECT_EQ(state.RewindTo(2 * kBlock + kBlock / 2), 2 * kBlock);
+  EXPECT_EQ(state.Length(), 2 * kBlock);
+  EXPECT_EQ(state.HistoryLength(), 2);
+  EXPECT_TRUE(state == StateOf(data.substr(0, 2 * kBlock)));
+  state.Add(data.data() + 2 * kBlock, data.size() - 2 * kBlock);
+  EXPECT_TRUE(state == full);
+
+  EXPECT_EQ(state.RewindTo(full.Length()), full.Length());  // nothing to cut
+  EXPECT_TRUE(state == full);
+  EXPECT_EQ(state.RewindTo(kBlock - 1), 0);
+  EXPECT_TRUE(state == ChecksumState());
+  state = full;
+  EXPECT_EQ(state.RewindTo(-5), 0);
+  EXPECT_TRUE(state == ChecksumState());
+}
+
+TEST(ChecksumStateTest, RecordTextRoundTrips) {
+  for (size_t n : {size_t{0}, size_t{5}, size_t{128}, size_t(kBlock), size_t(2 * kBlock + 77)}) {
+    const ChecksumState state = StateOf(RandomBytes(n, 6));
+    const ::string text = state.ToRecordText();
+    EXPECT_EQ(text.find('\n'), ::string::npos);
+    ChecksumState parsed;
+    ASSERT_TRUE(ChecksumState::FromRecordText(text, &parsed)) << text;
+    EXPECT_TRUE(parsed == state) << n;
+    EXPECT_EQ(parsed.Checksum(), state.Checksum());
+  }
+  EXPECT_EQ(ChecksumState().ToRecordText(), "0 0 - -");
+  EXPECT_EQ(StateOf("ab").ToRecordText(), "0 0 6162 -");
+}
+
+TEST(ChecksumStateTest, DamagedRecordTextIsRefused) {
+  const ChecksumState original = StateOf("keep me");
+  for (const char* bad : {
+           "", "0 0 -", "0 0 - - x", "0 0 -  -", "0  0 - -",  // field count and spacing
+           "zz 0 - -", "0 0 6 -", "0 0 6g -", "0 0 - 1,",      // bad hex
+           "40 0 - -",                                        // not whole chunks
+           "0 5 - -",                                         // checksum of nothing
+           "100000 1 - -",                                    // a block without history
+           "0 0 - 1",                                         // history without a block
+           "100000 1 - 2",                                    // history disagrees
+       }) {
+    ChecksumState state = original;
+    EXPECT_FALSE(ChecksumState::FromRecordText(bad, &state)) << "'" << bad << "'";
+    EXPECT_TRUE(state == original) << bad;
+  }
+  // 128 pending bytes would have been a whole chunk.
+  EXPECT_FALSE(ChecksumState::FromRecordText("0 0 " + std::string(256, 'a') + " -", nullptr));
+  ChecksumState state;
+  EXPECT_FALSE(ChecksumState::FromRecordText("0 0 " + std::string(256, 'a') + " -", &state));
+  EXPECT_TRUE(ChecksumState::FromRecordText("0 0 " + std::string(254, 'a') + " -", &state));
+  EXPECT_EQ(state.Length(), 127);
+  EXPECT_TRUE(ChecksumState::FromRecordText("100000 1 - 1", &state));
+}
+
+}  // namespace
