@@ -10,6 +10,10 @@ namespace pq {
 extern const MethodList kHelperMethods;
 extern const MethodList kAsyncMethods;
 extern const MethodList kRecordMethods;
+extern const MethodList kFileOpenMethods;
+extern const MethodList kFileIoMethods;
+extern const MethodList kFileNameMethods;
+extern const MethodList kFilePathMethods;
 extern const MethodList kVersionMethods;
 
 namespace {
@@ -18,6 +22,10 @@ const MethodList* const kFamilies[] = {
     &kHelperMethods,
     &kAsyncMethods,
     &kRecordMethods,
+    &kFileOpenMethods,
+    &kFileIoMethods,
+    &kFileNameMethods,
+    &kFilePathMethods,
     &kVersionMethods,
 };
 
