@@ -13,6 +13,7 @@
 #include "file/base/glob.h"
 #include "file/base/operation.h"
 #include "file/base/path.h"
+#include "file/base/stat_attribute_cache.h"
 
 namespace file_internal {
 
@@ -169,15 +170,20 @@ bool FileFactory::ReadFileToString(const ::string& name, ::string* contents,
   NamedOp op(caller, "ReadFileToString", name.c_str());
   if (!op.Begin(name.c_str())) return false;
   if (contents == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "no output string");
+  return DoReadWholeFile(name, contents, op.op());
+}
+
+bool FileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
+                                  file::Operation* op) {
   File* f = CreateWithOptions(name.c_str(), "r", FileOpenOptions());
-  if (f == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "bad file name");
-  if (!f->OpenWithOp(op.op())) {
+  if (f == nullptr) return FailWith(op, file::ERROR_INVALID_ARGUMENT, "ReadFileToString", name.c_str(), "bad file name");
+  if (!f->OpenWithOp(op)) {
     f->Close();
     return false;
   }
   const bool read = f->ReadToString(contents, -1) >= 0;
-  if (!read) op.op()->SetError(static_cast<file::ErrorCode>(f->GetCurrentErrorCode()),
-                               f->GetCurrentErrorMessage());
+  if (!read) op->SetError(static_cast<file::ErrorCode>(f->GetCurrentErrorCode()),
+                          f->GetCurrentErrorMessage());
   f->Close();
   return read;
 }
@@ -264,7 +270,9 @@ bool FileFactory::StatWithOp(const char* name, FileStat* stat, file::Operation* 
   stat->Clear();
   if (!DoStat(name, stat, op.op())) return false;
   ++File::opstats()->stats;
-  return GetAttributes(name, &stat->attributes, op.op());
+  return file::CachedStatAttributes(this, name, &stat->attributes, [&](Attr_t* attr) {
+    return GetAttributes(name, attr, op.op());
+  });
 }
 
 bool FileFactory::StatLocked(const char* name, LockInfo* lock, FileStat* stat) {

@@ -226,6 +226,10 @@ class FileFactory {
   virtual bool DoStatfs(const char* name, int64* total, int64* free_bytes,
                         int64* available, file::Operation* op) = 0;
   virtual bool DoReadable(const char* name, file::Operation* op) = 0;
+  // Reads a whole file. The default opens a handle; file systems with a
+  // cheaper route override it (attribute records are read on every stat).
+  virtual bool DoReadWholeFile(const ::string& name, ::string* contents,
+                               file::Operation* op);
   virtual bool DoAcquireLock(const ::string& name, const LockInfo& lock,
                              std::unique_ptr<file::HeldLock>* held,
                              file::Operation* op) = 0;

@@ -3,6 +3,7 @@
 #include <linux/fs.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -139,6 +140,31 @@ bool LocalFileFactory::DoStatfs(const char* name, int64* total, int64* free_byte
 
 bool LocalFileFactory::DoReadable(const char* name, file::Operation* op) {
   if (access(name, R_OK) != 0) return FailWithErrno(op, "Readable", name, errno);
+  return true;
+}
+
+bool LocalFileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
+                                       file::Operation* op) {
+  const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return FailWithErrno(op, "ReadFileToString", name, errno);
+  contents->clear();
+  struct stat st;
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
+    contents->reserve(static_cast<size_t>(st.st_size));
+  }
+  char buffer[1 << 16];
+  for (;;) {
+    const ssize_t n = read(fd, buffer, sizeof(buffer));
+    if (n == 0) break;
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      const int error = errno;
+      close(fd);
+      return FailWithErrno(op, "ReadFileToString", name, error);
+    }
+    contents->append(buffer, static_cast<size_t>(n));
+  }
+  close(fd);
   return true;
 }
 

@@ -69,6 +69,9 @@ class LocalFileFactory : public FileFactory {
   bool DoStatfs(const char* name, int64* total, int64* free_bytes,
                 int64* available, file::Operation* op) override;
   bool DoReadable(const char* name, file::Operation* op) override;
+  // open/read/close directly, without a handle.
+  bool DoReadWholeFile(const ::string& name, ::string* contents,
+                       file::Operation* op) override;
   bool DoAcquireLock(const ::string& name, const LockInfo& lock,
                      std::unique_ptr<file::HeldLock>* held,
                      file::Operation* op) override;

@@ -3,7 +3,10 @@
 #include <pwd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <mutex>
+#include <unordered_map>
 #include <vector>
 
 #include "file/base/local_file.h"
@@ -38,7 +41,35 @@ bool ParseId(const char* text, unsigned long* id) {  // NOLINT
   return *end == '\0' && errno == 0;
 }
 
-::string UserName(uid_t uid) {
+// Names by id, remembered for a while: every stat names its owner and group,
+// and the system's lookup reads the account databases each time.
+class NameCache {
+ public:
+  template <typename Lookup>
+  ::string Get(unsigned id, Lookup lookup) {
+    const auto now = std::chrono::steady_clock::now();
+    {
+      std::lock_guard<std::mutex> lock(mu_);
+      auto it = names_.find(id);
+      if (it != names_.end() && now - it->second.when < kLifetime) return it->second.name;
+    }
+    ::string name = lookup(id);
+    std::lock_guard<std::mutex> lock(mu_);
+    names_[id] = Entry{name, now};
+    return name;
+  }
+
+ private:
+  static constexpr std::chrono::seconds kLifetime{30};
+  struct Entry {
+    ::string name;
+    std::chrono::steady_clock::time_point when;
+  };
+  std::mutex mu_;
+  std::unordered_map<unsigned, Entry> names_;
+};
+
+::string LookUpUserName(uid_t uid) {
   ::string name(std::to_string(uid));
   WithEntry<struct passwd>(
       [uid](struct passwd* e, char* buf, size_t len, struct passwd** out) {
@@ -48,7 +79,7 @@ bool ParseId(const char* text, unsigned long* id) {  // NOLINT
   return name;
 }
 
-::string GroupName(gid_t gid) {
+::string LookUpGroupName(gid_t gid) {
   ::string name(std::to_string(gid));
   WithEntry<struct group>(
       [gid](struct group* e, char* buf, size_t len, struct group** out) {
@@ -56,6 +87,16 @@ bool ParseId(const char* text, unsigned long* id) {  // NOLINT
       },
       [&name](const struct group& e) { name = e.gr_name; });
   return name;
+}
+
+::string UserName(uid_t uid) {
+  static NameCache* cache = new NameCache();
+  return cache->Get(uid, [](unsigned id) { return LookUpUserName(id); });
+}
+
+::string GroupName(gid_t gid) {
+  static NameCache* cache = new NameCache();
+  return cache->Get(gid, [](unsigned id) { return LookUpGroupName(id); });
 }
 
 }  // namespace
