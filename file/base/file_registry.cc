@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "file/base/file.h"
+#include "file/base/filename.h"
 #include "file/base/glob.h"
 #include "file/base/path.h"
 #include "file/base/sharded.h"
@@ -64,6 +65,9 @@ void RegisterBuiltins(Registry* registry) {
   file_base::SetShardMatchFunction([](const ::string& pattern, vector<::string>* out) {
     return File::Match(pattern.c_str(), out);
   });
+  // A parsed name is under a registered prefix when the registry says so.
+  FileName::SetRegisteredPrefixHook(
+      [](const char* name) { return FileFactory::FindPrefixFactory(name) != nullptr; });
 }
 
 // Built on first use, so that assignments to the name variables made before
