@@ -10,7 +10,8 @@
 //   unique node number (FileStat::identifier). Permission bits are enforced
 //   as for an unprivileged process (owner, group, others; a privileged
 //   process passes), on opens, Readable, and on the directories whose
-//   entries change. The process umask applies to new files and directories.
+//   entries change; search permission along a name is not checked. The
+//   process umask applies to new files and directories.
 // - An open handle holds its file's bytes: deleting or renaming the name
 //   does not disturb it (like an unlinked file on disk).
 // - Reads and writes copy straight between the caller's buffer and the
@@ -102,6 +103,10 @@ class MemFileFactory : public FileFactory {
   bool DoStatfs(const char* name, int64* total, int64* free_bytes,
                 int64* available, Operation* op) override;
   bool DoReadable(const char* name, Operation* op) override;
+  // Straight from the pages into *contents, without a handle: attribute
+  // records are read this way on every stat.
+  bool DoReadWholeFile(const ::string& name, ::string* contents,
+                       Operation* op) override;
   bool DoAcquireLock(const ::string& name, const LockInfo& lock,
                      std::unique_ptr<HeldLock>* held,
                      Operation* op) override;

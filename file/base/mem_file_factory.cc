@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 #include <optional>
 #include <shared_mutex>
 
@@ -25,8 +26,9 @@ bool FailUnknown(Operation* op, const char* what, const char* name,
                                reason.c_str());
 }
 
-int64 PagesInBytes(int which) {
-  const long pages = sysconf(which);       // NOLINT
+// The sysconf page count `which` (_SC_PHYS_PAGES, ...) in bytes.
+int64 PagesToBytes(int which) {
+  const long pages = sysconf(which);             // NOLINT
   const long page_size = sysconf(_SC_PAGESIZE);  // NOLINT
   return pages > 0 && page_size > 0 ? int64{pages} * page_size : 0;
 }
@@ -106,8 +108,8 @@ bool MemFileFactory::DoStatfs(const char* name, int64* total,
   if (!Check(Namespace::Get().Lookup(name, &node), op, "Statfs", name)) {
     return false;
   }
-  const int64 physical = PagesInBytes(_SC_PHYS_PAGES);
-  const int64 unused = PagesInBytes(_SC_AVPHYS_PAGES);
+  const int64 physical = PagesToBytes(_SC_PHYS_PAGES);
+  const int64 unused = PagesToBytes(_SC_AVPHYS_PAGES);
   if (total != nullptr) *total = physical;
   if (free_bytes != nullptr) *free_bytes = unused;
   if (available != nullptr) *available = unused;
@@ -116,6 +118,26 @@ bool MemFileFactory::DoStatfs(const char* name, int64* total,
 
 bool MemFileFactory::DoReadable(const char* name, Operation* op) {
   return Check(Namespace::Get().CheckReadable(name), op, "Readable", name);
+}
+
+bool MemFileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
+                                     Operation* op) {
+  OpenRequest request;
+  request.read = true;
+  NodePtr node;
+  if (!Check(Namespace::Get().OpenFile(name, request, &node), op,
+             "ReadFileToString", name)) {
+    return false;
+  }
+  std::shared_lock<std::shared_mutex> lock(node->mu);
+  const int64 size = node->bytes.size();
+  try {
+    contents->resize(static_cast<size_t>(size));
+  } catch (const std::bad_alloc&) {
+    return FailWithErrno(op, "ReadFileToString", name, ENOMEM);
+  }
+  node->bytes.Read(0, contents->data(), size);
+  return true;
 }
 
 bool MemFileFactory::DoAcquireLock(const ::string& name, const LockInfo& lock,

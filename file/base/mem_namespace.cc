@@ -125,7 +125,7 @@ int Namespace::Resolve(const ::string& name, Resolved* out) const {
       continue;
     }
     const Node& dir = *out->ancestors.back();
-    auto it = dir.children.find(::string(part));
+    auto it = dir.children.find(part);
     NodePtr child = it == dir.children.end() ? nullptr : it->second;
     if (i + 1 == parts.size()) {
       out->parent = out->ancestors.back();

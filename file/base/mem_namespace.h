@@ -14,6 +14,7 @@
 #ifndef FILE_BASE_MEM_NAMESPACE_H_
 #define FILE_BASE_MEM_NAMESPACE_H_
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <shared_mutex>
@@ -43,7 +44,8 @@ struct Node {
   long mtime;  // NOLINT: seconds, as FileStat keeps it
 
   // Directories: entry name -> node. Guarded by the tree lock, not by mu.
-  std::map<::string, std::shared_ptr<Node>> children;
+  // std::less<> lets a walk look names up without copying them.
+  std::map<::string, std::shared_ptr<Node>, std::less<>> children;
 
   // Requires mu (shared is enough).
   void FillStat(FileStat* stat) const;

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -329,6 +330,49 @@ TEST_F(MemFs, DirectIoIsRefusedAndHandlesAreNotLocal) {
   EXPECT_TRUE(plain->SetAccessPattern(file::SEQUENTIAL, file::UNCACHED));
   EXPECT_FALSE(plain->SetAccessPattern(7, file::CACHED));
   EXPECT_TRUE(plain->Close());
+}
+
+TEST_F(MemFs, OwnerGroupAndPermissionBits) {
+  const auto who = file::mem::CurrentIdentity();
+  const ::string name = Path("f");
+  ASSERT_TRUE(File::WriteStringToFile("x", name));
+  EXPECT_TRUE(File::SetOwner(name.c_str(), who->user.c_str()));
+  EXPECT_TRUE(File::SetGroup(name.c_str(), std::to_string(getegid()).c_str()));
+  FileStat stat;
+  ASSERT_TRUE(File::Stat(name.c_str(), &stat));
+  EXPECT_EQ(stat.group, who->group);  // ids are stored as names
+  file::Operation op;
+  EXPECT_FALSE(File::SetGroupWithOp(name.c_str(), "no such group here", &op));
+  EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(op.message(), "SetGroup " + name + ": unknown group no such group here");
+  File* created = File::OpenFullySpecified(Path("g").c_str(), "w", Attr_t(), 0600,
+                                           "no such group here");
+  EXPECT_EQ(created, nullptr);
+  EXPECT_FALSE(File::Exists(Path("g").c_str()));
+  // Bits that shut everyone out stop only unprivileged processes.
+  ASSERT_TRUE(File::SetMode(name.c_str(), 0));
+  EXPECT_EQ(File::Readable(name.c_str()), who->privileged);
+  File* f = File::Open(name.c_str(), "r");
+  EXPECT_EQ(f != nullptr, who->privileged);
+  if (f != nullptr) f->Close();
+}
+
+TEST_F(MemFs, CopiesCrossToTheLocalDiskAndBack) {
+  const char* tmp = std::getenv("PQ_TEST_TMP");
+  ::string local_dir = ::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
+                       "/memfs_test.XXXXXX";
+  ASSERT_NE(mkdtemp(local_dir.data()), nullptr);
+  const std::string data("cross\0over", 10);
+  ASSERT_TRUE(File::WriteStringToFile(data, Path("m")));
+  const ::string local = local_dir + "/l";
+  EXPECT_TRUE(File::Copy(Path("m").c_str(), local.c_str(), false));
+  EXPECT_TRUE(File::Copy(local.c_str(), Path("back").c_str(), false));
+  EXPECT_EQ(Contents(Path("back")), data);
+  EXPECT_FALSE(File::Rename(Path("m").c_str(), (local_dir + "/r").c_str(), false));
+  int files = 0;
+  int dirs = 0;
+  File::DeleteRecursively(local_dir, &files, &dirs);
+  EXPECT_EQ(files, 1);
 }
 
 TEST_F(MemFs, LocksConflictInProcessAndReleaseOnClose) {
