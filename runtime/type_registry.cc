@@ -38,7 +38,14 @@ inline int NextChar(const char*& c) {
   return d;
 }
 
-void SetTypeError(const char* got, const swig_type_info* expected) {
+// Raises the conversion's TypeError when asked to: the two type names when
+// both are known, else "Expected a pointer".
+void ReportTypeFailure(int flags, const swig_type_info* expected, const char* got) {
+  if (!(flags & SWIG_POINTER_EXCEPTION)) return;
+  if (!expected || !got) {
+    PyErr_SetString(PyExc_TypeError, "Expected a pointer");
+    return;
+  }
   size_t n = std::strlen(got) + std::strlen(expected->name) + 64;
   char* msg = static_cast<char*>(std::malloc(n));
   std::snprintf(msg, n, "Type error. Got %s, expected %s", got, expected->name);
@@ -176,9 +183,7 @@ int SWIG_Python_ConvertPtr(PyObject* obj, void** ptr, swig_type_info* ty, int fl
     text_obj = PyObject_GetAttr(obj, ThisName());
     if (!text_obj || !PyString_Check(text_obj)) {
       Py_XDECREF(text_obj);
-      if (flags & SWIG_POINTER_EXCEPTION) {
-        PyErr_SetString(PyExc_TypeError, "Expected a pointer");
-      }
+      ReportTypeFailure(flags, nullptr, nullptr);
       return -1;
     }
     c = PyString_AS_STRING(text_obj);
@@ -206,13 +211,7 @@ int SWIG_Python_ConvertPtr(PyObject* obj, void** ptr, swig_type_info* ty, int fl
   return 0;
 
 type_error:
-  if (flags & SWIG_POINTER_EXCEPTION) {
-    if (ty && c) {
-      SetTypeError(c, ty);
-    } else {
-      PyErr_SetString(PyExc_TypeError, "Expected a pointer");
-    }
-  }
+  ReportTypeFailure(flags, ty, c);
   Py_XDECREF(text_obj);
   return -1;
 }
@@ -235,13 +234,7 @@ int SWIG_Python_ConvertPacked(PyObject* obj, void* ptr, int sz, swig_type_info* 
   return 0;
 
 type_error:
-  if (flags & SWIG_POINTER_EXCEPTION) {
-    if (ty && c) {
-      SetTypeError(c, ty);
-    } else {
-      PyErr_SetString(PyExc_TypeError, "Expected a pointer");
-    }
-  }
+  ReportTypeFailure(flags, ty, c);
   return -1;
 }
 

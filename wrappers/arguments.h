@@ -213,44 +213,25 @@ struct Param<I> {
   I Get() { return value; }
 };
 
-template <>
-struct Param<long> {  // NOLINT
+// Values the interpreter's own letter already converted.
+template <class T, char Letter, T Slot::*Field, Candidate Test>
+struct ParsedParam {
   static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kInteger;
-  static constexpr bool Accepts(char c) { return c == 'l'; }
-  long value = 0;  // NOLINT
+  static constexpr Candidate kTest = Test;
+  static constexpr bool Accepts(char c) { return c == Letter; }
+  T value{};
   bool Load(const Slot& slot) {
-    value = slot.l;
+    value = slot.*Field;
     return true;
   }
-  long Get() { return value; }  // NOLINT
+  T Get() { return value; }
 };
-
 template <>
-struct Param<char> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kAny;
-  static constexpr bool Accepts(char c) { return c == 'c'; }
-  char value = 0;
-  bool Load(const Slot& slot) {
-    value = slot.c;
-    return true;
-  }
-  char Get() { return value; }
-};
-
+struct Param<long> : ParsedParam<long, 'l', &Slot::l, Candidate::kInteger> {};  // NOLINT
 template <>
-struct Param<double> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kAny;
-  static constexpr bool Accepts(char c) { return c == 'd'; }
-  double value = 0;
-  bool Load(const Slot& slot) {
-    value = slot.d;
-    return true;
-  }
-  double Get() { return value; }
-};
+struct Param<char> : ParsedParam<char, 'c', &Slot::c, Candidate::kAny> {};
+template <>
+struct Param<double> : ParsedParam<double, 'd', &Slot::d, Candidate::kAny> {};
 
 template <>
 struct Param<int64> {
@@ -281,17 +262,7 @@ struct Param<uint64> {
 };
 
 template <>
-struct Param<const char*> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kString;
-  static constexpr bool Accepts(char c) { return c == 's'; }
-  const char* value = nullptr;
-  bool Load(const Slot& slot) {
-    value = slot.s;
-    return true;
-  }
-  const char* Get() { return value; }
-};
+struct Param<const char*> : ParsedParam<const char*, 's', &Slot::s, Candidate::kString> {};
 
 template <>
 struct Param<WritableText> {

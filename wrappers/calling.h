@@ -128,7 +128,7 @@ struct Wrapper {
   template <size_t I>
   using P = std::tuple_element_t<I, Params>;
 
-  static constexpr auto kFormat = JoinColon<Fmt, Name>::value;
+  static constexpr auto kFormat = kParseFormat<Fmt, Name>;
   static constexpr bool kHoldLock = (std::is_same_v<Policies, HoldLock> || ...);
   static constexpr bool kOwn = (std::is_same_v<Policies, OwnResult> || ...) || IsConstructorName<Name>();
 

@@ -23,22 +23,6 @@ struct Op {
   static constexpr auto kFn = Fn;
 };
 
-// prefix + suffix, as a template-usable text.
-template <Text A, Text B>
-struct Concat {
-  static constexpr auto make() {
-    struct Buffer {
-      char s[A.size() + B.size() + 1];
-    } out{};
-    size_t k = 0;
-    for (size_t i = 0; i < A.size(); ++i) out.s[k++] = A.s[i];
-    for (size_t i = 0; i < B.size(); ++i) out.s[k++] = B.s[i];
-    out.s[k] = 0;
-    return out;
-  }
-  static constexpr Text<A.size() + B.size() + 1> value{make().s};
-};
-
 // A receiver reached through a holder object: converts the holder pointer and
 // yields its held handle. An absent holder or an empty one is refused
 // ("null reference") before the library is reached.

@@ -15,22 +15,25 @@ struct Text {
   static constexpr size_t size() { return N - 1; }
 };
 
-// a + ":" + b, as used in argument-parsing formats.
+// a + b, as a template-usable text.
 template <Text A, Text B>
-struct JoinColon {
-  static constexpr auto make() {
+struct Concat {
+  static constexpr auto Make() {
     struct Buffer {
-      char s[A.size() + B.size() + 2];
+      char s[A.size() + B.size() + 1];
     } out{};
     size_t k = 0;
     for (size_t i = 0; i < A.size(); ++i) out.s[k++] = A.s[i];
-    out.s[k++] = ':';
     for (size_t i = 0; i < B.size(); ++i) out.s[k++] = B.s[i];
     out.s[k] = 0;
     return out;
   }
-  static constexpr auto value = make();
+  static constexpr Text<A.size() + B.size() + 1> value{Make().s};
 };
+
+// An argument-parsing format: letters + ":" + the function's name.
+template <Text Letters, Text Name>
+constexpr auto kParseFormat = Concat<Concat<Letters, ":">::value, Name>::value;
 
 }  // namespace pq
 
