@@ -67,12 +67,12 @@ void EraseFileAttr(AttributeRecord* record) {
 
 class RecordCache {
  public:
-  // True when the cache knows `name`; then *stored tells whether a FileAttr
-  // is stored, and *attr holds it.
-  bool Lookup(const ::string& name, bool* stored, FileAttr* attr) {
+  // True when the cache knows the record under `key` (factory and name);
+  // then *stored tells whether a FileAttr is stored, and *attr holds it.
+  bool Lookup(const ::string& key, bool* stored, FileAttr* attr) {
     std::lock_guard<std::mutex> lock(mu_);
     if (!CurrentLocked()) return false;
-    const auto it = entries_.find(name);
+    const auto it = entries_.find(key);
     if (it == entries_.end()) return false;
     *stored = it->second.stored;
     *attr = it->second.attr;
@@ -81,11 +81,11 @@ class RecordCache {
 
   // `generation` is the one read before the record was: a record changed
   // since may be stale and is not kept.
-  void Insert(const ::string& name, uint64 generation, bool stored, const FileAttr& attr) {
+  void Insert(const ::string& key, uint64 generation, bool stored, const FileAttr& attr) {
     std::lock_guard<std::mutex> lock(mu_);
     if (!CurrentLocked() || generation != generation_) return;
     if (entries_.size() >= kMaxEntries) entries_.clear();
-    entries_[name] = Entry{stored, attr};
+    entries_[key] = Entry{stored, attr};
   }
 
   void Clear() {
@@ -129,7 +129,9 @@ constexpr int64 kReadChunk = 1 << 20;
 bool AddFileBytes(FileFactory* factory, const char* name, int64 offset, int64 length,
                   ChecksumState* state, file::Operation* op) {
   File* f = factory->CreateWithOptions(name, "r", FileOpenOptions());
-  if (f == nullptr) return FileFactory::FailWith(op, file::ERROR_INVALID_ARGUMENT, "Read", name, "bad file name");
+  if (f == nullptr) {
+    return FileFactory::FailWith(op, file::ERROR_INVALID_ARGUMENT, "Read", name, "bad file name");
+  }
   if (!f->OpenWithOp(op)) {
     f->Close();
     return false;
@@ -144,7 +146,9 @@ bool AddFileBytes(FileFactory* factory, const char* name, int64 offset, int64 le
       break;
     }
     if (got == 0) {
-      if (length >= 0) ok = FileFactory::FailWith(op, file::ERROR_PAST_EOF, "Read", name, "file is shorter than its record");
+      if (length >= 0) {
+        ok = FileFactory::FailWith(op, file::ERROR_PAST_EOF, "Read", name, "file ends too soon");
+      }
       break;
     }
     state->Add(buffer.get(), static_cast<size_t>(got));
@@ -182,16 +186,21 @@ bool FileAttributes::Load(const char* name, FileAttr* attr) {
   if (attr == nullptr) return false;
   attr->Clear();
   if (name == nullptr || *name == '\0') return false;
+  const shared_ptr<FileFactory> factory = FileFactory::ForName(name);
+  // The same name may belong to another file system once prefixes change.
+  const FileFactory* const serving = factory.get();
+  ::string key(reinterpret_cast<const char*>(&serving), sizeof(serving));
+  key += name;
   bool stored = false;
-  if (Cache().Lookup(name, &stored, attr)) return stored;
+  if (Cache().Lookup(key, &stored, attr)) return stored;
 
   const uint64 generation = file::AttributeRecordGeneration();
   file::Operation op;
   AttributeRecord record;
-  if (!file::LoadAttributeRecord(FileFactory::ForName(name).get(), name, &record, &op)) return false;
+  if (!file::LoadAttributeRecord(factory.get(), name, &record, &op)) return false;
   FileAttr loaded;
   stored = ReadFileAttr(record, &loaded);
-  Cache().Insert(name, generation, stored, loaded);
+  Cache().Insert(key, generation, stored, loaded);
   if (stored) *attr = loaded;
   return stored;
 }
@@ -230,13 +239,13 @@ bool FileAttributes::LoadPrefix(const char* name, int64 length, FileAttr* attr) 
     // bytes used can be checked against what the record says of them.
     const int64 end = std::min(start + ChecksumState::kBlockSize, full.Length());
     file::Operation op;
-    FileFactory* factory = FileFactory::ForName(name).get();
-    if (!AddFileBytes(factory, name, start, length - start, &prefix, &op)) return false;
+    const shared_ptr<FileFactory> factory = FileFactory::ForName(name);
+    if (!AddFileBytes(factory.get(), name, start, length - start, &prefix, &op)) return false;
     ChecksumState check = prefix;
-    if (!AddFileBytes(factory, name, length, end - length, &check, &op)) return false;
-    const bool matches = end == full.Length()
-                             ? check == full
-                             : check.AlignedChecksum() == full.History(static_cast<int>(start / ChecksumState::kBlockSize));
+    if (!AddFileBytes(factory.get(), name, length, end - length, &check, &op)) return false;
+    const int block = static_cast<int>(start / ChecksumState::kBlockSize);
+    const bool matches = end == full.Length() ? check == full
+                                              : check.AlignedChecksum() == full.History(block);
     if (!matches) return false;
   }
   attr->checksum = prefix;

@@ -31,7 +31,7 @@ ChecksumState StateOf(const std::string& bytes) {
 
 // Each test gets a fresh directory under the parameter's root: "local" (a
 // temporary directory) or "mem".
-class FileAttributesTest : public ::testing::TestWithParam<std::string> {
+class FileAttributeStoreTest : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
     if (GetParam() == "mem") {
@@ -74,7 +74,7 @@ class FileAttributesTest : public ::testing::TestWithParam<std::string> {
   FileAttributes store_;
 };
 
-TEST_P(FileAttributesTest, StoreThenLoadInTheAttributeRecord) {
+TEST_P(FileAttributeStoreTest, StoreThenLoadInTheAttributeRecord) {
   const ::string name = Put("a", "contents");
   FileAttr attr;
   attr.version = FileVersion(7, 1);
@@ -98,7 +98,7 @@ TEST_P(FileAttributesTest, StoreThenLoadInTheAttributeRecord) {
   EXPECT_NE(text.find("finalized 0\n"), ::string::npos) << text;
 }
 
-TEST_P(FileAttributesTest, StoreNeedsAnExistingFile) {
+TEST_P(FileAttributeStoreTest, StoreNeedsAnExistingFile) {
   const FileAttr attr = Record("", 1);
   EXPECT_FALSE(store_.Store(P("missing").c_str(), &attr));
   EXPECT_FALSE(store_.Store(dir_.c_str(), &attr)) << "directories carry no checksum";
@@ -107,7 +107,7 @@ TEST_P(FileAttributesTest, StoreNeedsAnExistingFile) {
   EXPECT_FALSE(store_.Store(Put("a", "x").c_str(), nullptr));
 }
 
-TEST_P(FileAttributesTest, FileSystemAttributesAndRecordLiveSideBySide) {
+TEST_P(FileAttributeStoreTest, FileSystemAttributesAndRecordLiveSideBySide) {
   const ::string name = Put("a", "data");
   ASSERT_TRUE(File::SetAttributes(name.c_str(), Attr_t(Attr_t::APPEND)));
   const FileAttr stored = Record("data", 5);
@@ -135,7 +135,7 @@ TEST_P(FileAttributesTest, FileSystemAttributesAndRecordLiveSideBySide) {
   EXPECT_FALSE(File::Exists(P(".a.attr").c_str()));
 }
 
-TEST_P(FileAttributesTest, DeleteWithOpRecordsItsFailures) {
+TEST_P(FileAttributeStoreTest, DeleteWithOpRecordsItsFailures) {
   const ::string name = Put("a", "data");
   const FileAttr stored = Record("data", 5);
   ASSERT_TRUE(store_.Store(name.c_str(), &stored));
@@ -155,7 +155,7 @@ TEST_P(FileAttributesTest, DeleteWithOpRecordsItsFailures) {
   EXPECT_FALSE(store_.Load(name.c_str(), &loaded));
 }
 
-TEST_P(FileAttributesTest, BulkDeleteGivesOneFlagPerName) {
+TEST_P(FileAttributeStoreTest, BulkDeleteGivesOneFlagPerName) {
   const ::string a = Put("a", "1"), b = Put("b", "2");
   const FileAttr stored = Record("1", 5);
   ASSERT_TRUE(store_.Store(a.c_str(), &stored));
@@ -172,7 +172,7 @@ TEST_P(FileAttributesTest, BulkDeleteGivesOneFlagPerName) {
   EXPECT_EQ(results, (vector<bool>{true, true}));
 }
 
-TEST_P(FileAttributesTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
+TEST_P(FileAttributeStoreTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   const std::string data = RandomBytes(kBlock + 300, 1);
   const ::string name = Put("f", data);
   ASSERT_TRUE(store_.Finalize(name.c_str()));
@@ -197,7 +197,7 @@ TEST_P(FileAttributesTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   EXPECT_TRUE(attr.checksum == StateOf(data));
 }
 
-TEST_P(FileAttributesTest, FinalizeKeepsAMatchingRecordAndRefusesAStaleOne) {
+TEST_P(FileAttributeStoreTest, FinalizeKeepsAMatchingRecordAndRefusesAStaleOne) {
   const ::string good = Put("good", "abc");
   const FileAttr stored = Record("abc", 77);
   ASSERT_TRUE(store_.Store(good.c_str(), &stored));
@@ -219,7 +219,7 @@ TEST_P(FileAttributesTest, FinalizeKeepsAMatchingRecordAndRefusesAStaleOne) {
   EXPECT_FALSE(store_.Finalize(dir_.c_str()));
 }
 
-TEST_P(FileAttributesTest, LoadPrefixRebuildsTheChecksumOfTheFirstBytes) {
+TEST_P(FileAttributeStoreTest, LoadPrefixRebuildsTheChecksumOfTheFirstBytes) {
   const std::string data = RandomBytes(2 * kBlock + kBlock / 2 + 100, 2);
   const ::string name = Put("p", data);
   FileAttr stored = Record(data, 3);
@@ -246,7 +246,7 @@ TEST_P(FileAttributesTest, LoadPrefixRebuildsTheChecksumOfTheFirstBytes) {
       << "only the block being rebuilt is read";
 }
 
-TEST_P(FileAttributesTest, CacheFollowsThisProcessAndClearCacheTheRest) {
+TEST_P(FileAttributeStoreTest, CacheFollowsThisProcessAndClearCacheTheRest) {
   const ::string name = Put("c", "x");
   const FileAttr first = Record("x", 1000);
   ASSERT_TRUE(store_.Store(name.c_str(), &first));
@@ -279,7 +279,7 @@ TEST_P(FileAttributesTest, CacheFollowsThisProcessAndClearCacheTheRest) {
   EXPECT_FALSE(store_.Load(name.c_str(), &attr)) << "deleting the file drops its record";
 }
 
-TEST_P(FileAttributesTest, DamagedRecordLoadsAsNothing) {
+TEST_P(FileAttributeStoreTest, DamagedRecordLoadsAsNothing) {
   const ::string name = Put("d", "x");
   ASSERT_TRUE(File::WriteStringToFile(::string("checksum 0 0 zz -\nversion v1.0000000000000001\nfinalized 0\n"),
                                       P(".d.attr")));
@@ -287,7 +287,7 @@ TEST_P(FileAttributesTest, DamagedRecordLoadsAsNothing) {
   EXPECT_FALSE(store_.Load(name.c_str(), &attr));
 }
 
-INSTANTIATE_TEST_SUITE_P(Roots, FileAttributesTest, ::testing::Values("local", "mem"));
+INSTANTIATE_TEST_SUITE_P(Roots, FileAttributeStoreTest, ::testing::Values("local", "mem"));
 
 TEST(FileAttributesVersionTest, VersionsIncreaseAndNameTheProcess) {
   FileAttributes store;
