@@ -7,7 +7,6 @@
 #include <mutex>
 #include <string_view>
 
-#include "file/base/filename.h"
 #include "file/base/name_forms.h"
 
 namespace file {
@@ -133,7 +132,11 @@ void CanonicalizeFileNameList(vector<::string>* out, const vector<::string>& in)
   return split.rest.empty() ? ::string("/") : ::string(split.rest);
 }
 
-bool IsReplicatedFileName(const char* name) { return FileName(name).is_replicated(); }
+bool IsReplicatedFileName(const char* name) {
+  SplitName split;
+  return name != nullptr && SplitSpecialName(name, &split) == SplitResult::kSpecial &&
+         split.form->kind == NameKind::kReplicated;
+}
 
 // --- Data directory --------------------------------------------------------
 

@@ -1,9 +1,9 @@
 // Pure string operations on path names, plus the process-wide data directory.
 //
 // Nothing here touches a file system except CanonicalizeFileName (reads the
-// working directory), InitWithDatadirFrom (asks whether its argument is a
-// directory) and IsReplicatedFileName (parses the name's grammar, see
-// file/base/filename.h). All functions accept any bytes and never fail hard:
+// working directory) and InitWithDatadirFrom (asks whether its argument is a
+// directory). IsReplicatedFileName and RemoveHosts follow the name grammar
+// of docs/names.md. All functions accept any bytes and never fail hard:
 // a null or empty input gives the documented empty result.
 #ifndef FILE_BASE_PATH_H_
 #define FILE_BASE_PATH_H_

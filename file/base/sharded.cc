@@ -35,16 +35,16 @@ bool ParseCount(std::string_view text, int* value) {
 }
 
 // "name@N" or "name@*": the base, and N (0 for "*"). False for other names.
-bool ParseSetSpec(std::string_view spec, std::string_view* base, int* num_shards) {
-  size_t at = spec.rfind('@');
-  if (at == std::string_view::npos || at == 0 || spec[at - 1] == '/') return false;
-  size_t slash = spec.rfind('/');
+bool ParseSetName(std::string_view set_name, std::string_view* base, int* num_shards) {
+  size_t at = set_name.rfind('@');
+  if (at == std::string_view::npos || at == 0 || set_name[at - 1] == '/') return false;
+  size_t slash = set_name.rfind('/');
   if (slash != std::string_view::npos && slash > at) return false;
-  std::string_view count_text = spec.substr(at + 1);
+  std::string_view count_text = set_name.substr(at + 1);
   int count = 0;
   if (count_text != "*" && (!ParseCount(count_text, &count) || count <= 0)) return false;
   *num_shards = count;
-  *base = spec.substr(0, at);
+  *base = set_name.substr(0, at);
   return true;
 }
 
@@ -129,11 +129,11 @@ bool MatchExisting(const ::string& pattern, vector<::string>* out) {
   return name;
 }
 
-bool GenerateShardedFilenames(const ::string& spec, vector<::string>* out) {
+bool GenerateShardedFilenames(const ::string& set_name, vector<::string>* out) {
   out->clear();
   std::string_view base;
   int num_shards = 0;
-  if (!ParseSetSpec(spec, &base, &num_shards) || num_shards == 0 ||
+  if (!ParseSetName(set_name, &base, &num_shards) || num_shards == 0 ||
       num_shards > kMaxExpandedShards) {
     return false;
   }
@@ -162,20 +162,20 @@ bool GenerateShardedFilenames(const ::string& spec, vector<::string>* out) {
   return pattern;
 }
 
-bool ShardSpecToPattern(const ::string& spec, ::string* pattern) {
+bool ShardSetToPattern(const ::string& set_name, ::string* pattern) {
   std::string_view base;
   int num_shards = 0;
-  if (!ParseSetSpec(spec, &base, &num_shards)) return false;
+  if (!ParseSetName(set_name, &base, &num_shards)) return false;
   *pattern = GenerateShardedFilePattern(::string(base), num_shards);
   return true;
 }
 
 void SetShardMatchFunction(ShardMatchFn fn) { MatchHook().Set(std::move(fn)); }
 
-bool DetectNumberOfShards(const ::string& spec, int* num_shards) {
-  std::string_view base = spec;
+bool DetectNumberOfShards(const ::string& set_name, int* num_shards) {
+  std::string_view base = set_name;
   int wanted = 0;
-  ParseSetSpec(spec, &base, &wanted);  // a plain name is its own base
+  ParseSetName(set_name, &base, &wanted);  // a plain name is its own base
   if (base.empty()) return false;
 
   vector<::string> matches;
@@ -202,14 +202,14 @@ const char* ShardedBasenameWithNumShards(const char* name, int* shard, int* num_
   if (name == nullptr) return nullptr;
   ShardName parsed;
   if (!ParseShardName(name, &parsed)) return nullptr;
-  thread_local ::string set_spec;
-  set_spec.assign(parsed.base);
-  set_spec += '@';
-  set_spec += std::to_string(parsed.num_shards);
+  thread_local ::string set_name;
+  set_name.assign(parsed.base);
+  set_name += '@';
+  set_name += std::to_string(parsed.num_shards);
   if (shard != nullptr) *shard = parsed.shard;
   if (num_shards != nullptr) *num_shards = parsed.num_shards;
   if (digits != nullptr) *digits = parsed.digits;
-  return set_spec.c_str();
+  return set_name.c_str();
 }
 
 }  // namespace file_base

@@ -1,6 +1,6 @@
 // Sharded file names: a set of N files written in parallel, one per shard.
 //
-//   name@N        the set spec: stands for name-00000-of-0000N ... the shard
+//   name@N        the set name: stands for name-00000-of-0000N ... the shard
 //                 files are "<name>-<shard>-of-<N>" with both numbers padded
 //                 with zeros to the same width, five digits or more when N
 //                 needs them (name@123456 -> name-000000-of-123456 ...)
@@ -25,7 +25,7 @@ constexpr int kMaxExpandedShards = 1 << 20;
 // Replaces `*out` with the N shard names of "name@N". False, with `*out`
 // empty, for anything else: no "@", "@*", a count that is not a plain
 // positive decimal, or a count above kMaxExpandedShards.
-bool GenerateShardedFilenames(const ::string& spec, vector<::string>* out);
+bool GenerateShardedFilenames(const ::string& set_name, vector<::string>* out);
 
 // "<base>-<shard>-of-<num_shards>" padded as above; "" unless
 // 0 <= shard < num_shards.
@@ -38,9 +38,9 @@ bool GenerateShardedFilenames(const ::string& spec, vector<::string>* out);
 // non-canonical look-alikes; ShardedBasenameWithNumShards tells them apart.
 ::string GenerateShardedFilePattern(const ::string& base, int num_shards);
 
-// The glob for a set spec: "name@N" -> GenerateShardedFilePattern(name, N),
+// The glob for a set name: "name@N" -> GenerateShardedFilePattern(name, N),
 // "name@*" -> GenerateShardedFilePattern(name, 0). False for other names.
-bool ShardSpecToPattern(const ::string& spec, ::string* pattern);
+bool ShardSetToPattern(const ::string& set_name, ::string* pattern);
 
 // Lists the existing names matching a glob; installed by the file layer so
 // that every file system is searched. The default searches the local file
@@ -49,16 +49,16 @@ using ShardMatchFn = std::function<bool(const ::string& pattern, vector<::string
 // Installs `fn` (an empty function restores the default). Thread-safe.
 void SetShardMatchFunction(ShardMatchFn fn);
 
-// Finds the shard count of a set from the files that exist. `spec` is
+// Finds the shard count of a set from the files that exist. `set_name` is
 // "name", "name@*" or "name@N". The existing canonical shard files of "name"
 // must all carry one count M (and M == N when N is given); then `*num_shards`
 // = M and the result is true. Not every shard needs to exist. False, leaving
 // `*num_shards` alone, when no shard file exists, counts disagree, or the
 // search fails. `num_shards` may be null.
-bool DetectNumberOfShards(const ::string& spec, int* num_shards);
+bool DetectNumberOfShards(const ::string& set_name, int* num_shards);
 
 // Takes a shard name apart: for "dir/base-00003-of-00010" returns the set
-// spec "dir/base@10" and stores 3, 10 and the digit width 5 through `shard`,
+// name "dir/base@10" and stores 3, 10 and the digit width 5 through `shard`,
 // `num_shards` and `digits` (null pointers are skipped). Returns null, storing
 // nothing, when `name` is null or not a canonical shard name. The text lives
 // in a thread-local buffer, valid until the next call in the same thread.

@@ -51,11 +51,11 @@ TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
   EXPECT_FALSE(file::GlobMatchPath(odd, "w1xa-00001-of-00002"));
 
   ::string pattern;
-  ASSERT_TRUE(ShardSpecToPattern("a/b@3", &pattern));
+  ASSERT_TRUE(ShardSetToPattern("a/b@3", &pattern));
   EXPECT_EQ(pattern, "a/b-?????" "-of-00003");
-  ASSERT_TRUE(ShardSpecToPattern("a/b@*", &pattern));
+  ASSERT_TRUE(ShardSetToPattern("a/b@*", &pattern));
   EXPECT_EQ(pattern, any);
-  EXPECT_FALSE(ShardSpecToPattern("a/b", &pattern));
+  EXPECT_FALSE(ShardSetToPattern("a/b", &pattern));
 }
 
 TEST(ShardedNamesTest, TakeAShardNameApart) {
@@ -104,10 +104,10 @@ class DetectShardsTest : public ::testing::Test {
 
 TEST_F(DetectShardsTest, CountComesFromTheExistingFiles) {
   Existing({"d/x-00000-of-00004", "d/x-00002-of-00004", "d/xy-00000-of-00002", "d/x-1-of-2"});
-  for (const char* spec : {"d/x", "d/x@*", "d/x@4"}) {
+  for (const char* set_name : {"d/x", "d/x@*", "d/x@4"}) {
     int count = 0;
-    EXPECT_TRUE(DetectNumberOfShards(spec, &count)) << spec;
-    EXPECT_EQ(count, 4) << spec;
+    EXPECT_TRUE(DetectNumberOfShards(set_name, &count)) << set_name;
+    EXPECT_EQ(count, 4) << set_name;
   }
   int count = 77;
   EXPECT_FALSE(DetectNumberOfShards("d/x@5", &count));
