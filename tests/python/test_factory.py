@@ -1,0 +1,374 @@
+"""The FileFactory rows: the registry, the factory-name variables and one factory driven directly.
+
+No row hands Python a factory's raw pointer, a wrapped vector<string> it can
+read, or an int it can pass by pointer, so this suite makes them with ctypes:
+- a factory pointer is the first word of the shared handle a look-up returns
+  (the platform's shared_ptr keeps its element pointer there);
+- a wrapped vector<string> is a stringVector (the same C++ type) under the
+  other tag, read back as begin/end pointers over 32-byte strings that start
+  with their data pointer and size;
+- int and int64 counters are ctypes numbers passed by address.
+tests/runtime/factory_handles_test.cc pins these layouts down.
+"""
+import binascii
+import ctypes
+import grp
+import os
+import pwd
+import struct
+
+import file_roots
+import pqtest
+from pqtest import m
+
+WORD = struct.calcsize('P')
+STRING_SIZE = 4 * WORD
+NAMES = ('tarn', 'cached', 'autocache', 'readahead', 'replicated', 'remote', 'wicket_remote', 'big', 'striped',
+         'lock_server', 'local', 'mem', 'storage_server', 'zip', 'managed_replicated', 'namespace', 'fern',
+         'kelp', 'loom', 'brisk', 'spindle_resource', 'quill', 'inline', 'fastwrite', 'encrypted')
+
+
+def address_of(text):
+    return struct.unpack('P', binascii.unhexlify(text[1:1 + 2 * WORD]))[0]
+
+
+def pointer_text(address, mangled):
+    return '_' + binascii.hexlify(struct.pack('P', address)) + mangled
+
+
+def factory_of(shared):
+    """The factory a shared handle holds, as a _p_FileFactory text (null when empty)."""
+    return '_' + binascii.hexlify(ctypes.string_at(address_of(shared), WORD)) + '_p_FileFactory'
+
+
+def is_empty(shared):
+    return factory_of(shared) == pointer_text(0, '_p_FileFactory')
+
+
+def by_name(kind):
+    return factory_of(m.FileFactory_Find(getattr(m.cvar, 'FileFactory_%s_file' % kind)))
+
+
+def name_vector(case, names=()):
+    """A wrapped vector<string> holding names, freed when the test ends."""
+    v = m.new_stringVector()
+    case.addCleanup(m.delete_stringVector, v)
+    wrapped = v[:1 + 2 * WORD] + '_p_vectorTstring_t'
+    if names:
+        m.File_CanonicalizeFileNameList(wrapped, list(names))
+    return wrapped
+
+
+def read_names(wrapped):
+    begin, end = struct.unpack('PP', ctypes.string_at(address_of(wrapped), 2 * WORD))
+    names = []
+    for at in range(begin, end, STRING_SIZE):
+        data, size = struct.unpack('PP', ctypes.string_at(at, 2 * WORD))
+        names.append(ctypes.string_at(data, size))
+    return names
+
+
+def by_address(number, mangled):
+    return pointer_text(ctypes.addressof(number), mangled)
+
+
+class HelperTest(pqtest.TestCase):
+    def test_vector_reader_sees_what_the_library_wrote(self):
+        v = name_vector(self, ['/b', '/a/./c', '/' + 'x' * 40])
+        self.assertEqual(read_names(v), ['/b', '/a/c', '/' + 'x' * 40])
+        self.assertEqual(read_names(name_vector(self)), [])
+
+
+class RegistryTest(pqtest.TestCase):
+    def test_look_ups_return_shared_handles(self):
+        local, mem = by_name('local'), by_name('mem')
+        for f in (local, mem):
+            self.assertTrue(pqtest.is_pointer_text(f, '_p_FileFactory'), f)
+        self.assertNotEqual(local, mem)
+        # Each look-up is a fresh copy of the handle, holding the same factory.
+        a, b = m.FileFactory_Find('mem'), m.FileFactory_Find('mem')
+        self.assertTrue(pqtest.is_pointer_text(a, '_p_shared_ptrTFileFactory_t'), a)
+        self.assertNotEqual(a, b)
+        self.assertEqual(factory_of(a), factory_of(b))
+        unknown = m.FileFactory_Find('pqtest-no-such-kind')
+        self.assertTrue(pqtest.is_pointer_text(unknown, '_p_shared_ptrTFileFactory_t'))
+        self.assertTrue(is_empty(unknown))
+        self.assertRaises(TypeError, m.FileFactory_Find, None)
+
+    def test_factory_names_are_the_registered_names(self):
+        for kind in NAMES:
+            self.assertEqual(getattr(m.cvar, 'FileFactory_%s_file' % kind), kind)
+        self.assertEqual(factory_of(m.FileFactory_FindPrefixFactory('/mem/x')), by_name('mem'))
+        self.assertEqual(factory_of(m.FileFactory_FindBestFactory(['/plain/name'])), by_name('local'))
+        for kind in NAMES:
+            if kind not in ('local', 'mem'):
+                self.assertTrue(is_empty(m.FileFactory_Find(kind)), kind)
+
+    def test_assigned_name_is_the_librarys(self):
+        m.cvar.FileFactory_tarn_file = 'pqtest-tarn'
+        self.addCleanup(setattr, m.cvar, 'FileFactory_tarn_file', 'tarn')
+        self.assertEqual(m.cvar.FileFactory_tarn_file, 'pqtest-tarn')
+        # Before the registry is first used, the name is the one the
+        # built-in registers under.
+        status, out, err = pqtest.run_python('\n'.join([
+            'from pqtest import m',
+            'import test_factory as t',
+            'm.cvar.FileFactory_mem_file = "pqtest-mem"',
+            'print m.cvar.FileFactory_mem_file',
+            'print t.is_empty(m.FileFactory_Find("pqtest-mem")), t.is_empty(m.FileFactory_Find("mem"))',
+        ]))
+        self.assertEqual((status, err), (0, ''))
+        self.assertEqual(out, 'pqtest-mem\nFalse True\n')
+
+    def test_prefix_look_ups(self):
+        mem = by_name('mem')
+        self.assertEqual(factory_of(m.FileFactory_FindPrefixFactory('/mem')), mem)
+        self.assertTrue(is_empty(m.FileFactory_FindPrefixFactory('/memx/a')))
+        self.assertEqual(factory_of(m.FileFactory_FindPrefixFactoryAndPrefix('/mem/a', 'ignored')), mem)
+        self.assertTrue(is_empty(m.FileFactory_FindPrefixFactoryAndPrefix('/plain', '')))
+        self.assertRaises(TypeError, m.FileFactory_FindPrefixFactoryAndPrefix, '/mem/a', None)
+
+    def test_best_factory(self):
+        self.assertEqual(factory_of(m.FileFactory_FindBestFactory(('/mem/a', '/mem/b/c'))), by_name('mem'))
+        self.assertTrue(is_empty(m.FileFactory_FindBestFactory(['/mem/a', '/plain'])))
+        self.assertTrue(is_empty(m.FileFactory_FindBestFactory([])))
+        v = name_vector(self, ['/mem/a'])
+        self.assertEqual(factory_of(m.FileFactory_FindBestFactory(v)), by_name('mem'))
+        for bad in (['/mem/a', 5], '/mem/a', None, m.new_stringVector()):
+            self.assertTypeError('vector<::string> expected', m.FileFactory_FindBestFactory, bad)
+
+    def test_register_prefix_raw_and_shared(self):
+        # A local scratch directory handed to the memory factory: its names
+        # are then looked up in memory, where they do not exist.
+        directory = file_roots.scratch_dir(self)
+        name = directory + '/f'
+        self.assertIntResult(m.File_WriteStringToFile('x', name), 1)
+        mem = by_name('mem')
+        for handle in (mem, m.FileFactory_Find('mem')):
+            prefix = directory + '/'
+            self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(handle, prefix), 1)
+            self.assertEqual(factory_of(m.FileFactory_FindPrefixFactory(name)), mem)
+            self.assertIntResult(m.File_Exists(name), 0)
+            self.assertIntResult(m.FileFactory_UnRegisterFactoryPrefix(prefix), 1)
+            self.assertIntResult(m.FileFactory_UnRegisterFactoryPrefix(prefix), 0)
+            self.assertTrue(is_empty(m.FileFactory_FindPrefixFactory(name)))
+            self.assertIntResult(m.File_Exists(name), 1)
+
+    def test_register_prefix_refusals(self):
+        self.assertTypeError('null reference', m.FileFactory_RegisterFactoryPrefix,
+                             m.FileFactory_Find('pqtest-no-such-kind'), '/p/')
+        self.assertTypeError('null reference', m.FileFactory_RegisterFactoryPrefix,
+                             pointer_text(0, '_p_shared_ptrTFileFactory_t'), '/p/')
+        self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(None, '/p/'), 0)
+        self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(by_name('mem'), ''), 0)
+        for args in ((5, '/p/'), (by_name('mem'), 5), (m.new_FileStat(), '/p/'), (by_name('mem'),)):
+            self.assertTypeError("No matching function for overloaded 'FileFactory_RegisterFactoryPrefix'",
+                                 m.FileFactory_RegisterFactoryPrefix, *args)
+
+    def test_register_by_name(self):
+        self.assertIs(m.FileFactory_RegisterFactory(by_name('mem'), 'pqtest-alias'), None)
+        self.assertEqual(factory_of(m.FileFactory_Find('pqtest-alias')), by_name('mem'))
+        self.assertIs(m.FileFactory_RegisterFactory(None, 'pqtest-nothing'), None)
+        self.assertTrue(is_empty(m.FileFactory_Find('pqtest-nothing')))
+        self.assertRaises(TypeError, m.FileFactory_RegisterFactory, by_name('mem'), 5)
+        self.assertTypeError('Type error. Got _p_shared_ptrTFileFactory_t, expected _p_FileFactory',
+                             m.FileFactory_RegisterFactory, m.FileFactory_Find('mem'), 'x')
+
+    def test_filter_matches_in_place(self):
+        names = ['/d/b', '/d/.h', '/d/c~', '/d/a', '/d/b', '/d/.a.attr']
+        v = name_vector(self, names)
+        self.assertIs(m.FileFactory_FilterMatches('/d/*', v, m.File_MATCH_DEFAULT, 0), None)
+        self.assertEqual(read_names(v), ['/d/a', '/d/b'])
+        v = name_vector(self, names)
+        m.FileFactory_FilterMatches('/d/*', v, m.File_MATCH_ALL, 0)
+        self.assertEqual(read_names(v), ['/d/.h', '/d/a', '/d/b', '/d/c~'])
+        v = name_vector(self, names)
+        m.FileFactory_FilterMatches('/d/*', v, m.File_MATCH_ALL, 1)
+        self.assertEqual(read_names(v), sorted(set(names)))
+        self.assertIs(m.FileFactory_FilterMatches('/d/*', None, 0, 0), None)
+        self.assertTypeError('Type error. Got _p_std__vectorTstring_t, expected _p_vectorTstring_t',
+                             m.FileFactory_FilterMatches, '/d/*', m.new_stringVector(), 0, 0)
+        self.assertRaises(TypeError, m.FileFactory_FilterMatches, '/d/*', ['/d/a'], 0, 0)
+        self.assertRaises(TypeError, m.FileFactory_FilterMatches, '/d/*', v, '0', 0)
+
+
+@file_roots.on_each_file_system
+class FactoryOperationTest(file_roots.FileCases):
+    def setUp(self):
+        super(FactoryOperationTest, self).setUp()
+        self.f = by_name('mem' if self.root.startswith('/mem/') else 'local')
+        self.user = pwd.getpwuid(os.getuid()).pw_name
+        self.group = grp.getgrgid(os.getgid()).gr_name
+
+    def stat(self, name):
+        s = m.new_FileStat()
+        self.assertIntResult(m.File_StatWithOp(name, s, None), 1)
+        return s
+
+    def test_receivers_are_checked(self):
+        self.assertTypeError('null reference', m.FileFactory_Readable, None, self.root)
+        self.assertTypeError('null reference', m.FileFactory_Create, 'NULL', self.path('a'), 'w')
+        self.assertTypeError('null reference', m.FileFactory_BulkExist, None, [])
+        self.assertTypeError('Type error. Got _p_shared_ptrTFileFactory_t, expected _p_FileFactory',
+                             m.FileFactory_Stat, m.FileFactory_Find('mem'), self.root, None)
+        self.assertTypeError('null reference', m.FileFactory_CreateWithOptions, self.f, self.path('a'), 'w', None)
+        self.assertTypeError('null reference', m.FileFactory_RecursivelyCreateDirWithOptions,
+                             self.f, self.path('a'), None)
+
+    def test_create_forms_return_unopened_handles(self):
+        for create in (lambda n: m.FileFactory_Create(self.f, n, 'w'),
+                       lambda n: m.FileFactory_CreateWithOptions(self.f, n, 'w', m.new_FileOpenOptions()),
+                       lambda n: m.FileFactory_CreateFullySpecified(self.f, n, 'w', m.new_Attr_t(0), 0o600,
+                                                                    self.group)):
+            h = create(self.path('a'))
+            self.assertTrue(pqtest.is_pointer_text(h, '_p_File'), h)
+            self.assertIntResult(m.File_Exists(self.path('a')), 0)
+            self.assertIntResult(m.File_OpenThis(h), 1)
+            self.assertLongResult(m.File_WriteString(h, 'abc'), 3)
+            self.assertIntResult(m.File_Close(h), 1)
+            self.assertEqual(self.contents('a'), 'abc')
+            m.File_Delete(self.path('a'))
+        self.assertIs(m.FileFactory_Create(self.f, self.path('a'), 'bogus'), None)
+
+    def test_stat_and_readable_forms(self):
+        name = self.put('a', 'abcd')
+        for call in (lambda s: m.FileFactory_Stat(self.f, name, s),
+                     lambda s: m.FileFactory_StatWithOp(self.f, name, s, None),
+                     lambda s: m.FileFactory_StatLocked(self.f, name, None, s),
+                     lambda s: m.FileFactory_StatLockedWithOp(self.f, name, None, s, None)):
+            s = m.new_FileStat()
+            self.assertIntResult(call(s), 1)
+            self.assertLongResult(m.FileStat_length_get(s), 4)
+        self.assertIntResult(m.FileFactory_Stat(self.f, self.path('missing'), m.new_FileStat()), 0)
+        for call in (lambda s, w: m.FileFactory_StatAsync(self.f, name, s, w),
+                     lambda s, w: m.FileFactory_StatAsyncLocked(self.f, name, None, s, w)):
+            s, w = m.new_FileStat(), m.new_AsyncIOWatcher()
+            self.assertIntResult(call(s, w), 1)
+            m.AsyncIOWatcher_Wait(w)
+            self.assertEqual((m.AsyncIOWatcher_Error(w), m.FileStat_length_get(s)), (m.OK, 4))
+        self.assertIntResult(m.FileFactory_Readable(self.f, name), 1)
+        self.assertIntResult(m.FileFactory_ReadableWithOp(self.f, self.path('missing'), None), 0)
+        total, available = ctypes.c_longlong(-1), ctypes.c_longlong(-1)
+        self.assertIntResult(m.FileFactory_Statfs(self.f, self.root, by_address(total, '_p_int64'), None,
+                                                  by_address(available, '_p_int64')), 1)
+        self.assertGreater(total.value, 0)
+        self.assertGreaterEqual(available.value, 0)
+
+    def test_match_forms_fill_the_callers_vector(self):
+        for n in ('a', 'b', '.h'):
+            self.put(n, n)
+        pattern = self.path('*')
+        for call in (lambda v: m.FileFactory_Match(self.f, pattern, v, m.File_MATCH_DEFAULT),
+                     lambda v: m.FileFactory_MatchWithOp(self.f, pattern, v, m.File_MATCH_DEFAULT, None),
+                     lambda v: m.FileFactory_MatchLocked(self.f, pattern, None, v, m.File_MATCH_DEFAULT),
+                     lambda v: m.FileFactory_MatchLockedWithOp(self.f, pattern, None, v, 0, None)):
+            v = name_vector(self)
+            self.assertIntResult(call(v), 1)
+            self.assertEqual(read_names(v), [self.path('a'), self.path('b')])
+        v = name_vector(self)
+        self.assertIntResult(m.FileFactory_Match(self.f, pattern, v, m.File_MATCH_DOTFILES), 1)
+        self.assertEqual(read_names(v), [self.path('.h'), self.path('a'), self.path('b')])
+        for call in (lambda v, w: m.FileFactory_MatchAsync(self.f, pattern, v, 0, w),
+                     lambda v, w: m.FileFactory_MatchAsyncLocked(self.f, pattern, None, v, 0, w)):
+            v, w = name_vector(self), m.new_AsyncIOWatcher()
+            self.assertIntResult(call(v, w), 1)
+            m.AsyncIOWatcher_Wait(w)
+            self.assertEqual(read_names(v), [self.path('a'), self.path('b')])
+
+    def test_rename_and_snapshot(self):
+        self.put('a', 'abc')
+        self.assertIntResult(m.FileFactory_Rename(self.f, self.path('a'), self.path('b')), 1)
+        self.put('c', 'x')
+        # The factory's rename does not overwrite.
+        self.assertIntResult(m.FileFactory_RenameWithOp(self.f, self.path('b'), self.path('c'), None), 0)
+        self.assertEqual(self.contents('b'), 'abc')
+        self.assertIntResult(m.FileFactory_Snapshot(self.f, self.path('b'), self.path('d'),
+                                                    m.cvar.DEFAULT_FILE_MODE, m.cvar.DEFAULT_FILE_MODE), 1)
+        self.assertEqual(self.contents('d'), 'abc')
+
+    def test_directories(self):
+        f, p = self.f, self.path
+        self.assertIntResult(m.FileFactory_CreateDir(f, p('d1'), 0o755), 1)
+        self.assertIntResult(m.FileFactory_CreateDirWithOp(f, p('d2'), 0o755, None), 1)
+        self.assertIntResult(m.FileFactory_CreateDirFullySpecified(f, p('d3'), m.new_Attr_t(0), 0o750, self.group), 1)
+        self.assertIntResult(m.FileFactory_CreateDirFullySpecifiedWithOp(f, p('d4'), m.new_Attr_t(0), 0o700,
+                                                                         self.group, None), 1)
+        self.assertIntResult(m.FileFactory_CreateDir(f, p('d1'), 0o755), 0)
+        self.assertEqual(m.FileStat_mode_get(self.stat(p('d4'))) & 0o777, 0o700)
+        self.assertIntResult(m.FileFactory_DeleteDir(f, p('d1')), 1)
+        self.assertIntResult(m.FileFactory_DeleteDirWithOp(f, p('d2'), None), 1)
+        self.assertIntResult(m.FileFactory_DeleteDirWithOp(f, p('d2'), None), 0)
+        self.assertRaises(TypeError, m.FileFactory_DeleteDirWithOp, f, 5, None)
+        self.assertEqual(m.File_Match(self.path('*')), (1, [p('d3'), p('d4')]))
+
+    def test_delete_recursively_counts_into_the_callers_ints(self):
+        m.File_RecursivelyCreateDir(self.path('t/u'), 0o755)
+        self.put('t/f1', '')
+        self.put('t/u/f2', '')
+        files, dirs = ctypes.c_int(0), ctypes.c_int(0)
+        self.assertIs(m.FileFactory_DeleteRecursivelyWithOp(self.f, self.path('t'), by_address(files, '_p_int'),
+                                                            by_address(dirs, '_p_int'), None), None)
+        self.assertEqual((files.value, dirs.value), (2, 2))
+        self.assertIntResult(m.File_Exists(self.path('t')), 0)
+        self.assertTypeError('Type error. Got _p_int64, expected _p_int', m.FileFactory_DeleteRecursivelyWithOp,
+                             self.f, self.path('t'), pointer_text(8, '_p_int64'), None, None)
+
+    def test_ownership_mode_mtime_attributes(self):
+        f, name = self.f, self.put('a', 'x')
+        self.assertIntResult(m.FileFactory_SetOwner(f, name, self.user), 1)
+        self.assertIntResult(m.FileFactory_SetGroup(f, name, self.group), 1)
+        self.assertIntResult(m.FileFactory_SetGroupWithOp(f, name, self.group, None), 1)
+        self.assertEqual(m.FileStat_group_get(self.stat(name)), self.group)
+        self.assertIntResult(m.FileFactory_SetOwner(f, name, 'pqtest-no-such-user'), 0)
+        self.assertIntResult(m.FileFactory_SetMode(f, name, 0o640), 1)
+        self.assertEqual(m.FileStat_mode_get(self.stat(name)) & 0o777, 0o640)
+        self.assertIntResult(m.FileFactory_SetModeWithOp(f, name, 0o604, None), 1)
+        self.assertEqual(m.FileStat_mode_get(self.stat(name)) & 0o777, 0o604)
+        self.assertIntResult(m.FileFactory_SetMtime(f, name, 1000000000), 1)
+        self.assertEqual(m.FileStat_mtime_get(self.stat(name)), 1000000000)
+        self.assertIntResult(m.FileFactory_SetAttributes(f, name, m.new_Attr_t(m.Attr_t_PROTECTED)), 1)
+        self.assertIntResult(m.File_Delete(name), 0)
+        self.assertIntResult(m.FileFactory_SetAttributesWithOp(f, name, m.new_Attr_t(0), None), 1)
+        self.assertIntResult(m.File_Delete(name), 1)
+
+    def test_bulk_forms(self):
+        f = self.f
+        a, b, missing = self.put('a', 'aa'), self.put('b', 'b'), self.path('missing')
+        self.assertEqual(m.FileFactory_BulkExist(f, [a, missing]), (0, [1, 0]))
+        ok, flags, stats = m.FileFactory_BulkStat(f, (a, b))
+        self.assertEqual((ok, flags), (1, [1, 1]))
+        self.assertEqual([m.FileStat_length_get(s) for s in stats], [2, 1])
+        ok, flags, stats = m.FileFactory_BulkStatWithOp(f, [missing], None)
+        self.assertEqual((ok, flags, len(stats)), (0, [0], 1))
+        self.assertEqual(m.FileFactory_BulkSetMode(f, [a, b], 0o600), (1, [1, 1]))
+        self.assertEqual(m.FileFactory_BulkSetOwner(f, [a], self.user), (1, [1]))
+        self.assertEqual(m.FileFactory_BulkSetGroup(f, [a, missing], self.group), (0, [1, 0]))
+        self.assertEqual(m.FileFactory_BulkSetAttributes(f, [a], m.new_Attr_t(m.Attr_t_PROTECTED)), (1, [1]))
+        self.assertEqual(m.FileFactory_BulkDelete(f, [a, b]), (0, [0, 1]))
+        self.assertEqual(m.FileFactory_BulkSetAttributesWithOp(f, [a], m.new_Attr_t(0), None), (1, [1]))
+        self.assertEqual(m.FileFactory_BulkDeleteWithOp(f, [a], None), (1, [1]))
+        self.assertEqual(m.FileFactory_Archive(f, [a], 0, 4), (0, [0]))
+        m.File_CreateDir(self.path('d'), 0o755)
+        self.assertEqual(m.FileFactory_BulkDeleteDir(f, [self.path('d')]), (1, [1]))
+        self.assertTypeError('vector<::string> expected', m.FileFactory_BulkExist, f, a)
+
+    def test_bulk_open_and_rename(self):
+        f = self.f
+        a, b = self.put('a', 'x'), self.put('b', 'y')
+        ok, handles = m.FileFactory_BulkOpen(f, [a, b], 'r')
+        self.assertEqual((ok, len(handles)), (1, 2))
+        self.assertEqual([m.File_CreateFileName(h) for h in handles], [a, b])
+        for h in handles:
+            m.File_Close(h)
+        ok, handles = m.FileFactory_BulkOpenFullySpecified(f, [self.path('c'), self.path('no/such/d')], 'w',
+                                                           m.new_Attr_t(0), 0o600, self.group)
+        self.assertEqual(ok, 0)
+        self.assertIs(handles[1], None)
+        m.File_Close(handles[0])
+        self.assertIntResult(m.FileFactory_BulkRename(f, [a, b], [self.path('a2'), self.path('b2')], 0, None), 1)
+        self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('a2'), self.path('b2'), self.path('c')]))
+        self.assertIntResult(m.FileFactory_BulkRename(f, [self.path('a2')], [], 0, None), 0)
+
+
+if __name__ == '__main__':
+    pqtest.main()

@@ -1,0 +1,62 @@
+// Factory look-ups hand Python an owned copy of the shared handle, and the
+// memory layouts that tests/python/test_factory.py reads with ctypes.
+#include <cstring>
+#include <memory>
+
+#include "file/base/file.h"
+#include "runtime/type_table.h"
+#include "tests/runtime/interpreter.h"
+#include "wrappers/method_table.h"
+
+namespace {
+
+using pq_test::Eval;
+using pq_test::Ref;
+using pq_test::TakeError;
+
+PyCFunction Row(const char* name) {
+  for (PyMethodDef* row = pq::MethodTable(); row->ml_name != nullptr; ++row) {
+    if (std::strcmp(row->ml_name, name) == 0) return row->ml_meth;
+  }
+  ADD_FAILURE() << "no row " << name;
+  return nullptr;
+}
+
+TEST(FactoryHandles, LookUpsAreOwnedCopiesEvenWhenEmpty) {
+  swig_type_info* type = pq::TypeOf<shared_ptr<FileFactory>>();
+  Ref cls(Eval("type('Shared', (object,), {'__init__': lambda self, t: setattr(self, 'this', t)})"));
+  SWIG_Python_TypeClientData(type, cls);
+  for (const char* expression : {"('mem',)", "('pqtest-no-such-kind',)"}) {
+    Ref args(Eval(expression));
+    Ref found(Row("FileFactory_Find")(nullptr, args));
+    ASSERT_NE(found.get(), nullptr) << TakeError();
+    Ref own(PyObject_GetAttrString(found, "thisown"));
+    ASSERT_NE(own.get(), nullptr) << TakeError();
+    EXPECT_EQ(PyInt_AsLong(own), 1) << expression;
+    void* copy = nullptr;
+    ASSERT_EQ(SWIG_Python_ConvertPtr(found, &copy, type, 0), 0);
+    auto* handle = static_cast<shared_ptr<FileFactory>*>(copy);
+    EXPECT_EQ(*handle, FileFactory::Find(PyString_AsString(PyTuple_GetItem(args, 0))));
+    delete handle;  // no proxy layer here to do it
+  }
+  SWIG_Python_TypeClientData(type, nullptr);
+}
+
+TEST(FactoryHandles, LayoutsTheScriptTestsRead) {
+  const shared_ptr<FileFactory> mem = FileFactory::Find("mem");
+  ASSERT_NE(mem, nullptr);
+  EXPECT_EQ(*reinterpret_cast<FileFactory* const*>(&mem), mem.get());
+
+  const vector<::string> names = {"short", ::string(40, 'x')};
+  const auto* words = reinterpret_cast<const ::string* const*>(&names);
+  EXPECT_EQ(words[0], names.data());
+  EXPECT_EQ(words[1], names.data() + names.size());
+  EXPECT_EQ(sizeof(::string), 4 * sizeof(void*));
+  for (const ::string& name : names) {
+    const auto* fields = reinterpret_cast<const void* const*>(&name);
+    EXPECT_EQ(fields[0], static_cast<const void*>(name.data()));
+    EXPECT_EQ(reinterpret_cast<const size_t*>(fields)[1], name.size());
+  }
+}
+
+}  // namespace
