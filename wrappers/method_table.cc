@@ -14,7 +14,18 @@ extern const MethodList kFileOpenMethods;
 extern const MethodList kFileIoMethods;
 extern const MethodList kFileNameMethods;
 extern const MethodList kFilePathMethods;
+extern const MethodList kFileCloserMethods;
+extern const MethodList kFileDeleterMethods;
+extern const MethodList kNameFunctionMethods;
+extern const MethodList kFileNameClassMethods;
+extern const MethodList kFileFactoryMethods;
+extern const MethodList kIsUInt64Methods;
+extern const MethodList kOperationMethods;
+extern const MethodList kErrorFunctionMethods;
+extern const MethodList kShardedFunctionMethods;
 extern const MethodList kVersionMethods;
+extern const MethodList kFileAttrMethods;
+extern const MethodList kFileAttributesMethods;
 
 namespace {
 
@@ -26,7 +37,18 @@ const MethodList* const kFamilies[] = {
     &kFileIoMethods,
     &kFileNameMethods,
     &kFilePathMethods,
+    &kFileCloserMethods,
+    &kFileDeleterMethods,
+    &kNameFunctionMethods,
+    &kFileNameClassMethods,
+    &kFileFactoryMethods,
+    &kIsUInt64Methods,
+    &kOperationMethods,
+    &kErrorFunctionMethods,
+    &kShardedFunctionMethods,
     &kVersionMethods,
+    &kFileAttrMethods,
+    &kFileAttributesMethods,
 };
 
 std::vector<PyMethodDef>& Table() {

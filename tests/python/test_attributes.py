@@ -1,0 +1,162 @@
+"""FileAttr records and the FileAttributes store, locally and under /mem/."""
+import file_roots
+import pqtest
+from pqtest import m
+
+VersionProxy = pqtest.register_proxy('FileVersion')
+AttrProxy = pqtest.register_proxy('FileAttr')
+StoreProxy = pqtest.register_proxy('FileAttributes')
+
+
+def version(time, creator):
+    v = m.new_FileVersion()
+    m.FileVersion_time_set(v, time)
+    m.FileVersion_creator_set(v, creator)
+    return v
+
+
+def attr_with_version(time, creator=7):
+    a = m.new_FileAttr()
+    m.FileAttr_version_set(a, version(time, creator))
+    return a
+
+
+class FileAttrTest(pqtest.TestCase):
+    def test_fresh_record(self):
+        a = m.new_FileAttr()
+        self.assertIsInstance(a, AttrProxy)
+        self.assertEqual(a.thisown, 1)
+        self.assertIntResult(m.FileAttr_finalized_get(a), 0)
+        self.assertIntResult(m.FileVersion_IsEmpty(m.FileAttr_version_get(a)), 1)
+        self.assertTrue(pqtest.is_pointer_text(m.FileAttr_checksum_get(a), '_p_ChecksumState'))
+        self.assertIs(m.delete_FileAttr(a), None)
+
+    def test_getters_point_into_the_record(self):
+        a = m.new_FileAttr()
+        v = m.FileAttr_version_get(a)
+        self.assertIsInstance(v, VersionProxy)
+        self.assertEqual(v.thisown, 0)
+        m.FileVersion_time_set(v, 99)
+        self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(a)), 99)
+        self.assertEqual(m.FileAttr_checksum_get(a), m.FileAttr_checksum_get(a))
+
+    def test_setters_copy(self):
+        a, b = m.new_FileAttr(), m.new_FileAttr()
+        source = version(5, 2 ** 63)
+        self.assertIs(m.FileAttr_version_set(a, source), None)
+        self.assertEqual(source.thisown, 1)
+        m.FileVersion_time_set(source, 6)
+        self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(a)), 5)
+        self.assertLongResult(m.FileVersion_creator_get(m.FileAttr_version_get(a)), 2 ** 63)
+        m.FileAttr_checksum_set(b, m.FileAttr_checksum_get(a))
+        self.assertTypeError('null reference', m.FileAttr_checksum_set, a, None)
+        self.assertTypeError('null reference', m.FileAttr_version_set, a, None)
+        self.assertTypeError('Type error. Got _p_FileAttr, expected _p_FileVersion',
+                             m.FileAttr_version_set, a, b)
+
+    def test_finalized_flag_and_clear(self):
+        a = attr_with_version(5)
+        m.FileAttr_finalized_set(a, 5)
+        self.assertIntResult(m.FileAttr_finalized_get(a), 1)
+        self.assertRaises(TypeError, m.FileAttr_finalized_set, a, 'yes')
+        self.assertIntResult(m.FileAttr_finalized_get(a), 1)
+        self.assertIs(m.FileAttr_Clear(a), None)
+        self.assertIntResult(m.FileAttr_finalized_get(a), 0)
+        self.assertIntResult(m.FileVersion_IsEmpty(m.FileAttr_version_get(a)), 1)
+        self.assertIs(m.FileAttr_finalized_set(None, 1), None)  # setters skip a null record
+        self.assertTypeError('null reference', m.FileAttr_Clear, None)
+
+
+class StoreTest(pqtest.TestCase):
+    def test_global_store_and_names(self):
+        store = m.cvar.file_attributes
+        self.assertIsInstance(store, StoreProxy)
+        self.assertEqual(store.thisown, 0)
+        self.assertEqual(m.FileAttributes_GetAttributeFileName('dir/name'), 'dir/.name.attr')
+        self.assertEqual(m.FileAttributes_GetAttributeFileName('dir/'), '')
+        self.assertIs(m.FileAttributes_ClearCache(store), None)
+
+    def test_versions_are_owned_and_increase(self):
+        store = m.new_FileAttributes()
+        first = m.FileAttributes_CreateVersion(store)
+        second = m.FileAttributes_CreateVersion(m.cvar.file_attributes)
+        self.assertIsInstance(first, VersionProxy)
+        self.assertEqual(first.thisown, 1)
+        self.assertIntResult(m.FileVersion___lt__(first, second), 1)
+        self.assertGreater(m.FileVersion_time_get(first), 1500000000 * 10 ** 6)
+        self.assertIs(m.delete_FileAttributes(store), None)
+
+    def test_name_lists_must_be_strings(self):
+        store = m.new_FileAttributes()
+        self.assertTypeError('vector<::string> expected', m.FileAttributes_BulkDelete, store, ['a', 1])
+        self.assertTypeError('vector<::string> expected', m.FileAttributes_BulkDelete, store, 'a')
+        self.assertTypeError('null reference', m.FileAttributes_Load, None, 'x', m.new_FileAttr())
+
+
+@file_roots.on_each_file_system
+class StoreCases(file_roots.FileCases):
+    def setUp(self):
+        file_roots.FileCases.setUp(self)
+        self.store = m.new_FileAttributes()
+
+    def test_store_then_load(self):
+        name = self.put('a', 'contents')
+        loaded = m.new_FileAttr()
+        self.assertIntResult(m.FileAttributes_Load(self.store, name, loaded), 0)
+        self.assertIntResult(m.FileAttributes_Store(self.store, name, attr_with_version(123)), 1)
+        self.assertIntResult(m.File_Exists(m.FileAttributes_GetAttributeFileName(name)), 1)
+        self.assertIntResult(m.FileAttributes_Load(m.cvar.file_attributes, name, loaded), 1)
+        self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(loaded)), 123)
+        self.assertIntResult(m.FileAttributes_Load(self.store, name, None), 0)
+        self.assertIntResult(m.FileAttributes_Store(self.store, name, None), 0)
+        self.assertIntResult(m.FileAttributes_Store(self.store, self.path('missing'), attr_with_version(1)), 0)
+
+    def test_load_prefix_takes_a_64_bit_length(self):
+        name = self.put('p', 'abcdef')
+        self.assertIntResult(m.FileAttributes_Finalize(self.store, name), 1)
+        prefix = m.new_FileAttr()
+        self.assertIntResult(m.FileAttributes_LoadPrefix(self.store, name, 3L, prefix), 1)
+        self.assertIntResult(m.FileAttr_finalized_get(prefix), 1)
+        self.assertIntResult(m.FileAttributes_LoadPrefix(self.store, name, 7, prefix), 0)
+        self.assertRaises(TypeError, m.FileAttributes_LoadPrefix, self.store, name, 'x', prefix)
+        self.assertRaises(OverflowError, m.FileAttributes_LoadPrefix, self.store, name, 2 ** 63, prefix)
+
+    def test_delete_forms(self):
+        a, b = self.put('a', '1'), self.put('b', '2')
+        for name in (a, b):
+            self.assertIntResult(m.FileAttributes_Store(self.store, name, attr_with_version(1)), 1)
+        op = m.new_Operation()
+        m.Operation_SetDeadlineLength(op, -1.0)
+        self.assertIntResult(m.FileAttributes_DeleteWithOp(self.store, a, op), 0)
+        self.assertIntResult(m.Operation_error(op), m.ERROR_DEADLINE_EXCEEDED)
+        m.Operation_ClearDeadline(op)
+        self.assertIntResult(m.FileAttributes_DeleteWithOp(self.store, a, op), 1)
+        self.assertIntResult(m.Operation_ok(op), 1)
+        self.assertIntResult(m.FileAttributes_Delete(self.store, a), 1)
+
+        self.assertEqual(m.FileAttributes_BulkDeleteWithOp(self.store, (a, '', b), op), (0, [1, 0, 1]))
+        self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
+        self.assertIntResult(m.FileAttributes_Load(self.store, b, m.new_FileAttr()), 0)
+        self.assertEqual(m.FileAttributes_BulkDelete(self.store, [a, b]), (1, [1, 1]))
+        self.assertIntResult(m.File_Exists(m.FileAttributes_GetAttributeFileName(a)), 0)
+
+    def test_finalize_forbids_writing(self):
+        name = self.put('f', 'final words')
+        self.assertIntResult(m.FileAttributes_Finalize(self.store, name), 1)
+        self.assertIs(m.File_Open(name, 'w'), None)
+        self.assertIs(m.File_Open(name, 'a'), None)
+        f = m.File_Open(name, 'r')
+        self.assertIsNotNone(f)
+        m.File_Close(f)
+        self.assertEqual(self.contents('f'), 'final words')
+        loaded = m.new_FileAttr()
+        self.assertIntResult(m.FileAttributes_Load(self.store, name, loaded), 1)
+        self.assertIntResult(m.FileAttr_finalized_get(loaded), 1)
+        self.assertIntResult(m.FileVersion_IsEmpty(m.FileAttr_version_get(loaded)), 0)
+        self.assertIntResult(m.FileAttributes_Store(self.store, name, attr_with_version(1)), 0)
+        self.assertIntResult(m.FileAttributes_Finalize(self.store, name), 1)
+        self.assertIntResult(m.FileAttributes_Finalize(self.store, self.path('missing')), 0)
+
+
+if __name__ == '__main__':
+    pqtest.main()
