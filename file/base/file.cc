@@ -43,7 +43,7 @@ File* File::OpenWithOptions(const char* name, const char* mode, const FileOpenOp
   File* f = CreateWithOptions(name, mode, options);
   if (f == nullptr) return nullptr;
   if (!f->OpenWithOp(options.operation())) {
-    f->Close();  // frees the handle
+    file::CloseAndDelete(f);
     return nullptr;
   }
   return f;

@@ -3,9 +3,10 @@
 //
 // Handles
 // - File::Open and friends return a handle that the caller owns. Close()
-//   closes the file AND frees the handle (it ends with `delete this`), so a
-//   handle must not be used after Close, whatever Close returned. Deleting a
-//   handle that was never closed closes it first.
+//   closes the file but keeps the handle: later operations on it fail with
+//   a clear error (closing again succeeds and does nothing), and holders may
+//   keep holding it. Deleting the handle frees it, closing it first if it is
+//   still open; file::CloseAndDelete does both and reports Close's result.
 // - Every handle keeps the error of its last failed operation
 //   (GetCurrentErrorCode/Message, IsSoftError) until ClearError; a ...WithOp
 //   call also records its failure in the Operation. An operation whose
@@ -70,7 +71,8 @@ class File {
   virtual bool AccessWithLock(LockInfo* lock);
   virtual bool SupportsHaspLockedAccess();
   virtual bool SupportsConcurrentAppenders();
-  // Closes and frees the handle (see above). True if the close succeeded.
+  // Closes the file; the handle stays valid until deleted (see above). True
+  // if the close succeeded or the handle was not open.
   virtual bool Close();
   // Deletes the file by name; the handle stays open.
   virtual bool Delete();
@@ -616,7 +618,11 @@ class File {
   uint64 error_seq_ = 0;  // counts errors, so a scope can tell its own
 };
 
+namespace file {
+// Closes and frees a handle; returns Close's result.
+bool CloseAndDelete(File* f);
+}  // namespace file
+
 #include "file/base/file_factory.h"  // NOLINT: FileFactory needs File first
 
 #endif  // FILE_BASE_FILE_H_
-// interface complete

@@ -133,7 +133,7 @@ bool AddFileBytes(FileFactory* factory, const char* name, int64 offset, int64 le
     return FileFactory::FailWith(op, file::ERROR_INVALID_ARGUMENT, "Read", name, "bad file name");
   }
   if (!f->OpenWithOp(op)) {
-    f->Close();
+    file::CloseAndDelete(f);
     return false;
   }
   std::unique_ptr<char[]> buffer(new char[kReadChunk]);
@@ -154,7 +154,7 @@ bool AddFileBytes(FileFactory* factory, const char* name, int64 offset, int64 le
     state->Add(buffer.get(), static_cast<size_t>(got));
     done += got;
   }
-  f->Close();
+  file::CloseAndDelete(f);
   return ok;
 }
 

@@ -10,10 +10,10 @@ namespace {
 
 constexpr int64 kCopyChunk = 1 << 20;
 
-// Closes (and frees) a handle when it goes out of scope.
+// Closes and frees a handle when it goes out of scope.
 struct HandleCloser {
   void operator()(File* f) const {
-    if (f != nullptr) f->Close();
+    if (f != nullptr) file::CloseAndDelete(f);
   }
 };
 using ScopedHandle = std::unique_ptr<File, HandleCloser>;
@@ -103,7 +103,7 @@ bool CopyByName(const char* from, const char* to, const CopySettings& settings,
   if (target == nullptr || !target->OpenWithOp(op)) return false;
   if (!CopyStream(source.get(), target.get(), -1, settings.limit, op)) return false;
   if (settings.sync_destination && !target->Sync()) return FailFromHandle(target.get(), op);
-  if (!target.release()->Close()) {
+  if (!file::CloseAndDelete(target.release())) {
     return FileFactory::FailWith(op, file::ERROR_UNKNOWN, "Copy", to, "close failed");
   }
   if (settings.preserve_mtime && !target_fs->SetMtime(to, source_stat.mtime)) {
@@ -124,7 +124,7 @@ bool CopyFileBytes(FileFactory* source_fs, const ::string& from, FileFactory* ta
   ScopedHandle target(target_fs->Create(to.c_str(), "w"));
   if (target == nullptr || !target->OpenWithOp(op)) return false;
   if (!CopyStream(source.get(), target.get(), -1, limit, op)) return false;
-  if (!target.release()->Close()) {
+  if (!file::CloseAndDelete(target.release())) {
     return FileFactory::FailWith(op, file::ERROR_UNKNOWN, "Copy", to, "close failed");
   }
   return true;

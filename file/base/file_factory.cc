@@ -154,7 +154,7 @@ bool FileFactory::BulkOpenFullySpecified(const vector<::string>& names, const ch
   for (const ::string& name : names) {
     File* f = CreateFullySpecified(name.c_str(), mode, attr, permissions, group);
     if (f != nullptr && !f->Open()) {
-      f->Close();  // frees the unopened handle
+      file::CloseAndDelete(f);
       f = nullptr;
     }
     if (f == nullptr) all_ok = false;
@@ -178,13 +178,13 @@ bool FileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
   File* f = CreateWithOptions(name.c_str(), "r", FileOpenOptions());
   if (f == nullptr) return FailWith(op, file::ERROR_INVALID_ARGUMENT, "ReadFileToString", name.c_str(), "bad file name");
   if (!f->OpenWithOp(op)) {
-    f->Close();
+    file::CloseAndDelete(f);
     return false;
   }
   const bool read = f->ReadToString(contents, -1) >= 0;
   if (!read) op->SetError(static_cast<file::ErrorCode>(f->GetCurrentErrorCode()),
                           f->GetCurrentErrorMessage());
-  f->Close();
+  file::CloseAndDelete(f);
   return read;
 }
 
@@ -195,7 +195,7 @@ bool FileFactory::WriteStringToFile(const ::string& name, const ::string& conten
   File* f = CreateWithOptions(name.c_str(), append ? "a" : "w", FileOpenOptions());
   if (f == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "bad file name");
   if (!f->OpenWithOp(op.op())) {
-    f->Close();
+    file::CloseAndDelete(f);
     return false;
   }
   const int64 written = f->Write(contents.data(), contents.size());
@@ -209,7 +209,7 @@ bool FileFactory::WriteStringToFile(const ::string& name, const ::string& conten
     }
   }
   // A failed close can lose data, so it fails the whole write.
-  if (!f->Close() && ok) ok = op.Fail(file::ERROR_UNKNOWN, "close failed");
+  if (!file::CloseAndDelete(f) && ok) ok = op.Fail(file::ERROR_UNKNOWN, "close failed");
   return ok;
 }
 

@@ -330,11 +330,15 @@ bool File::CloseInternal() {
   return closed;
 }
 
-bool File::Close() {
-  const bool closed = CloseInternal();
-  delete this;
+bool File::Close() { return CloseInternal(); }
+
+namespace file {
+bool CloseAndDelete(File* f) {
+  const bool closed = f->Close();
+  delete f;
   return closed;
 }
+}  // namespace file
 
 bool File::OpenAsync(AsyncIO* done) {
   return QueueHandleWork(done, nullptr, [this](file::Operation* op) {

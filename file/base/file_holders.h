@@ -11,16 +11,14 @@
 // the destructor is reset(nullptr). Results of Close() and Delete() are not
 // reported.
 //
-// File::Close() closes the file AND frees the handle (it ends with
-// `delete this`). Two consequences follow:
-// - reset() does not compare p with the held pointer, so reset(get())
-//   closes (and frees) the held handle and then keeps holding the freed
-//   pointer. The caller must release() that pointer before anything else
-//   touches the holder, its destructor included.
-// - Closing the held handle directly (holder->Close()) leaves the holder
-//   in the same state; release() first, then close.
-// The holders never `delete` a File themselves: Close() is the one way a
-// handle ends.
+// File::Close() closes the file and keeps the handle, so:
+// - reset() does not compare p with the held pointer: reset(get()) closes
+//   the held file and keeps holding the closed handle (closing it again
+//   later does nothing).
+// - Closing the held handle directly (holder->Close()) is harmless; the
+//   holder's own close then does nothing.
+// The holders never `delete` a File: the handle object stays with whoever
+// owns it (delete it, or use file::CloseAndDelete, once the holder is done).
 #ifndef FILE_BASE_FILE_HOLDERS_H_
 #define FILE_BASE_FILE_HOLDERS_H_
 
@@ -65,7 +63,7 @@ struct CloseFile {
   static void Finish(File* file) { file->Close(); }
 };
 
-// Delete works on the open handle; Close comes last because it frees it.
+// Delete works on the open handle, so Close comes last.
 struct DeleteThenCloseFile {
   static void Finish(File* file) {
     file->Delete();

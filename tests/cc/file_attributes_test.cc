@@ -189,7 +189,7 @@ TEST_P(FileAttributeStoreTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   EXPECT_EQ(File::Open(name.c_str(), "a"), nullptr);
   File* reader = File::Open(name.c_str(), "r");
   ASSERT_NE(reader, nullptr);
-  EXPECT_TRUE(reader->Close());
+  EXPECT_TRUE(file::CloseAndDelete(reader));
   const FileAttr other = Record("other", 9);
   EXPECT_FALSE(store_.Store(name.c_str(), &other)) << "a finalized record is final";
   EXPECT_TRUE(store_.Finalize(name.c_str())) << "finalizing twice is fine";
@@ -213,7 +213,7 @@ TEST_P(FileAttributeStoreTest, FinalizeKeepsAMatchingRecordAndRefusesAStaleOne) 
   EXPECT_FALSE(attr.finalized);
   File* writer = File::Open(stale.c_str(), "a");
   ASSERT_NE(writer, nullptr) << "a refused finalisation leaves the file writable";
-  EXPECT_TRUE(writer->Close());
+  EXPECT_TRUE(file::CloseAndDelete(writer));
 
   EXPECT_FALSE(store_.Finalize(P("missing").c_str()));
   EXPECT_FALSE(store_.Finalize(dir_.c_str()));

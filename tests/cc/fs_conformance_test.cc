@@ -18,7 +18,7 @@ std::atomic<int> test_dir_counter{0};
 // Closes (and frees) a handle at the end of a scope.
 struct Closer {
   void operator()(File* f) const {
-    if (f != nullptr) f->Close();
+    if (f != nullptr) file::CloseAndDelete(f);
   }
 };
 using Handle = std::unique_ptr<File, Closer>;
@@ -91,7 +91,7 @@ TEST_P(FsConformance, OpenMissingForReadFailsWithNotFound) {
   EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
   EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_NOT_FOUND);
   EXPECT_TRUE(Contains(f->GetCurrentErrorMessage(), name)) << f->GetCurrentErrorMessage();
-  f->Close();
+  file::CloseAndDelete(f);
   EXPECT_EQ(File::Open(P("r-plus-missing").c_str(), "r+"), nullptr);
 }
 
@@ -163,7 +163,7 @@ TEST_P(FsConformance, DirectoriesCannotBeOpenedAsFiles) {
   ASSERT_NE(f, nullptr);
   EXPECT_FALSE(f->Open());
   EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_WRONG_TYPE);
-  f->Close();
+  file::CloseAndDelete(f);
 }
 
 TEST_P(FsConformance, UnopenedHandleRefusesIo) {
@@ -172,7 +172,7 @@ TEST_P(FsConformance, UnopenedHandleRefusesIo) {
   EXPECT_EQ(f->Write("x", 1), -1);
   EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_INVALID_ARGUMENT);
   EXPECT_EQ(f->CreateFileName(), P("f"));
-  EXPECT_TRUE(f->Close());
+  EXPECT_TRUE(file::CloseAndDelete(f));
   EXPECT_FALSE(File::Exists(P("f").c_str()));
 }
 
@@ -534,7 +534,7 @@ TEST_P(FsConformance, FinalizedAndFrozenFilesRefuseWriting) {
       ASSERT_NE(f, nullptr);
       EXPECT_FALSE(f->Open()) << mode;
       EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_PERMISSION_DENIED) << mode;
-      f->Close();
+      file::CloseAndDelete(f);
     }
     { Handle reader = OpenOrFail(P("f"), "r"); }
     EXPECT_EQ(Get("f"), "final");
@@ -680,7 +680,7 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
   EXPECT_EQ(files[1], nullptr);
   EXPECT_NE(files[2], nullptr);
   for (File* f : files) {
-    if (f != nullptr) f->Close();
+    if (f != nullptr) file::CloseAndDelete(f);
   }
   file::Operation op;
   EXPECT_FALSE(File::BulkDeleteWithOp(names, &op, &flags));
@@ -764,7 +764,7 @@ TEST_P(FsConformance, AsyncOpenOfMissingFileReportsThroughWatcher) {
   ASSERT_NE(f, nullptr);
   done.Wait();
   EXPECT_EQ(done.Error(), file::ERROR_NOT_FOUND);
-  f->Close();
+  file::CloseAndDelete(f);
 }
 
 // ---- Operations and deadlines -----------------------------------------------------------------
@@ -808,14 +808,14 @@ TEST_P(FsConformance, LockedOpensConflict) {
   EXPECT_TRUE(second->IsSoftError());
   FileStat st;
   EXPECT_FALSE(File::StatLocked(P("f").c_str(), &shared, &st));
-  holder->Close();  // releases the lock
+  file::CloseAndDelete(holder);  // releases the lock
   EXPECT_TRUE(second->AccessWithLock(&shared));
   File* third = File::OpenLocked(P("f").c_str(), "r", &shared);
   EXPECT_NE(third, nullptr);  // shared holders coexist
   EXPECT_EQ(File::OpenLocked(P("f").c_str(), "r", &exclusive), nullptr);
   EXPECT_TRUE(File::StatLocked(P("f").c_str(), &shared, &st));
-  second->Close();
-  if (third != nullptr) third->Close();
+  file::CloseAndDelete(second);
+  if (third != nullptr) file::CloseAndDelete(third);
   Handle last(File::OpenLocked(P("f").c_str(), "r", &exclusive));
   EXPECT_NE(last, nullptr);
 }
@@ -828,7 +828,7 @@ TEST_P(FsConformance, OpenHandlesAreListedUntilClosed) {
   ASSERT_NE(f, nullptr);
   const ::string line = P("f") + " r\n";
   EXPECT_TRUE(Contains(File::GetOpenFiles(), line));
-  EXPECT_TRUE(f->Close());
+  EXPECT_TRUE(file::CloseAndDelete(f));
   EXPECT_FALSE(Contains(File::GetOpenFiles(), line));
   File* unclosed = File::Open(P("f").c_str(), "r");
   ASSERT_NE(unclosed, nullptr);

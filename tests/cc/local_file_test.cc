@@ -19,7 +19,7 @@ namespace {
 
 struct Closer {
   void operator()(File* f) const {
-    if (f != nullptr) f->Close();
+    if (f != nullptr) file::CloseAndDelete(f);
   }
 };
 using Handle = std::unique_ptr<File, Closer>;
@@ -200,8 +200,8 @@ TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
   ASSERT_NE(unknown_group, nullptr);
   EXPECT_FALSE(unknown_group->Open());
   EXPECT_EQ(unknown_group->GetCurrentErrorCode(), file::ERROR_NOT_FOUND);
-  unknown_group->Close();
-  bad->Close();
+  file::CloseAndDelete(unknown_group);
+  file::CloseAndDelete(bad);
   EXPECT_TRUE(File::SetOwner(P("g").c_str(), st.owner.c_str()));
   EXPECT_FALSE(File::SetOwner(P("g").c_str(), "no-such-user-pq"));
 }
@@ -214,7 +214,7 @@ TEST_F(LocalFileTest, DirectIoOpensOrSaysWhyNot) {
   if (!f->Open()) {
     EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_UNIMPLEMENTED) << f->GetCurrentErrorMessage();
   }
-  f->Close();
+  file::CloseAndDelete(f);
 }
 
 TEST_F(LocalFileTest, ErrorMessagesNameTheOperationAndFile) {
@@ -222,7 +222,7 @@ TEST_F(LocalFileTest, ErrorMessagesNameTheOperationAndFile) {
   ASSERT_NE(f, nullptr);
   EXPECT_FALSE(f->Open());
   EXPECT_EQ(f->GetCurrentErrorMessage(), "Open " + P("missing") + ": No such file or directory");
-  f->Close();
+  file::CloseAndDelete(f);
 }
 
 TEST_F(LocalFileTest, SyncAndHintsOnLocalHandles) {

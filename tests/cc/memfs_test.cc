@@ -197,7 +197,7 @@ TEST_F(MemFs, OpenHandleKeepsDataAfterUnlink) {
   // A new file under the old name is a different file.
   ASSERT_TRUE(File::WriteStringToFile("new", name));
   EXPECT_EQ(f->Size(), 12);
-  EXPECT_TRUE(f->Close());
+  EXPECT_TRUE(file::CloseAndDelete(f));
   EXPECT_EQ(Contents(name), "new");
 }
 
@@ -210,7 +210,7 @@ TEST_F(MemFs, RenameKeepsIdentityAndOpenHandles) {
   ASSERT_TRUE(File::Stat(from.c_str(), &before));
   ASSERT_TRUE(File::Rename(from.c_str(), to.c_str(), false));
   ASSERT_EQ(f->Write("moved", 5), 5);
-  ASSERT_TRUE(f->Close());
+  ASSERT_TRUE(file::CloseAndDelete(f));
   FileStat after;
   ASSERT_TRUE(File::Stat(to.c_str(), &after));
   EXPECT_EQ(after.identifier, before.identifier);
@@ -253,7 +253,7 @@ TEST_F(MemFs, SparseWritesAndLargeSequentialFiles) {
   char probe[3];
   ASSERT_EQ(f->PRead(int64{4095} * 4099 + 10, probe, 3), 3);
   EXPECT_EQ(probe[0], static_cast<char>(4095 + 10));
-  EXPECT_TRUE(f->Close());
+  EXPECT_TRUE(file::CloseAndDelete(f));
 }
 
 TEST_F(MemFs, BlocksAndSnapshotsArePointInTime) {
@@ -276,7 +276,7 @@ TEST_F(MemFs, BlocksAndSnapshotsArePointInTime) {
   EXPECT_EQ(Contents(Path("snap")), text);
   ASSERT_TRUE(File::AppendStringToFile("more", Path("snap")));
   EXPECT_EQ(f->Size(), static_cast<int64>(text.size()));
-  EXPECT_TRUE(f->Close());
+  EXPECT_TRUE(file::CloseAndDelete(f));
   FileStat snap;
   ASSERT_TRUE(File::Stat(Path("snap").c_str(), &snap));
   EXPECT_EQ(snap.mode & 07777, 0644u);
@@ -322,14 +322,14 @@ TEST_F(MemFs, DirectIoIsRefusedAndHandlesAreNotLocal) {
   file::Operation op;
   EXPECT_FALSE(f->OpenWithOp(&op));
   EXPECT_EQ(op.error(), file::ERROR_UNIMPLEMENTED);
-  f->Close();
+  file::CloseAndDelete(f);
   File* plain = File::Open(Path("p").c_str(), "w");
   ASSERT_NE(plain, nullptr);
   EXPECT_FALSE(plain->IsLocalFile());
   EXPECT_TRUE(plain->Sync());
   EXPECT_TRUE(plain->SetAccessPattern(file::SEQUENTIAL, file::UNCACHED));
   EXPECT_FALSE(plain->SetAccessPattern(7, file::CACHED));
-  EXPECT_TRUE(plain->Close());
+  EXPECT_TRUE(file::CloseAndDelete(plain));
 }
 
 TEST_F(MemFs, OwnerGroupAndPermissionBits) {
@@ -354,7 +354,7 @@ TEST_F(MemFs, OwnerGroupAndPermissionBits) {
   EXPECT_EQ(File::Readable(name.c_str()), who->privileged);
   File* f = File::Open(name.c_str(), "r");
   EXPECT_EQ(f != nullptr, who->privileged);
-  if (f != nullptr) f->Close();
+  if (f != nullptr) file::CloseAndDelete(f);
 }
 
 TEST_F(MemFs, CopiesCrossToTheLocalDiskAndBack) {
@@ -385,8 +385,8 @@ TEST_F(MemFs, LocksConflictInProcessAndReleaseOnClose) {
   ASSERT_NE(first, nullptr);
   ASSERT_NE(second, nullptr);
   EXPECT_EQ(File::OpenLocked(name.c_str(), "r", &exclusive), nullptr);
-  first->Close();
-  second->Close();
+  file::CloseAndDelete(first);
+  file::CloseAndDelete(second);
   File* owner = File::OpenLocked(name.c_str(), "r", &exclusive);
   ASSERT_NE(owner, nullptr);
   // A blocking request waits until the holder lets go.
@@ -395,11 +395,11 @@ TEST_F(MemFs, LocksConflictInProcessAndReleaseOnClose) {
     LockInfo blocking(LockInfo::EXCLUSIVE, /*blocking=*/true);
     File* f = File::OpenLocked(name.c_str(), "r", &blocking);
     acquired = f != nullptr;
-    if (f != nullptr) f->Close();
+    if (f != nullptr) file::CloseAndDelete(f);
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_FALSE(acquired);
-  owner->Close();
+  file::CloseAndDelete(owner);
   waiter.join();
   EXPECT_TRUE(acquired);
 }
@@ -420,8 +420,8 @@ TEST_F(MemFs, ConcurrentWritersOnDifferentFilesAndOneAppendTarget) {
         own->Write(record.data(), record.size());
         log->Write(record.data(), record.size());
       }
-      own->Close();
-      log->Close();
+      file::CloseAndDelete(own);
+      file::CloseAndDelete(log);
     });
   }
   for (auto& thread : threads) thread.join();

@@ -59,10 +59,10 @@ class FileCases(object):
         return data
 
     def handle(self, name, mode):
-        """An open handle, closed when the test ends."""
+        """An open handle, closed and freed when the test ends."""
         f = m.File_Open(self.path(name), mode)
         self.assertIsNotNone(f, name)
-        self.addCleanup(m.File_Close, f)
+        self.addCleanup(m.delete_File, f)  # closes it first if still open
         return f
 
 

@@ -67,6 +67,17 @@ class HandleBasicsTest(file_roots.FileCases):
     def test_close_is_an_int(self):
         f = m.File_Open(self.path('c'), 'w')
         self.assertIntResult(m.File_Close(f), 1)
+        m.delete_File(f)
+
+    def test_a_closed_handle_refuses_work_until_it_is_deleted(self):
+        f = m.File_Open(self.path('c'), 'w')
+        self.assertIntResult(m.File_Close(f), 1)
+        self.assertIntResult(m.File_Close(f), 1)  # closing twice is harmless
+        self.assertLongResult(m.File_WriteString(f, 'late'), -1)
+        self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
+        self.assertIs(m.File_PReadStringWithOp(f, 0, 4, None), None)
+        self.assertIs(m.delete_File(f), None)
+        self.assertEqual(self.contents('c'), '')
 
 
 @file_roots.on_each_file_system

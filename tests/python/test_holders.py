@@ -110,13 +110,15 @@ class LifecycleTest(file_roots.FileCases):
         self.assertIs(m.FileDeleter_get(d), None)
         m.delete_FileDeleter(d)
 
-    def test_closing_through_the_holder_then_releasing(self):
-        # Close frees the handle, so the holder must give the stale pointer up.
-        c = m.new_FileCloser(self.open_new('a'))
+    def test_closing_through_the_holder_then_dropping_it(self):
+        # Close keeps the handle: the holder's own close later does nothing.
+        f = self.open_new('a')
+        c = m.new_FileCloser(f)
         self.assertIntResult(m.FileCloser_Close(c), 1)
         self.assertFalse(is_open(self.path('a')))
-        self.assertIsNotNone(m.FileCloser_release(c))
+        self.assertLongResult(m.FileCloser_Size(c), -1)
         m.delete_FileCloser(c)
+        m.delete_File(f)
 
 
 class ConstructionTest(pqtest.TestCase):
