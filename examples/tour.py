@@ -80,8 +80,6 @@ def async_completion():
 
 
 def files(root):
-    if not hasattr(m, 'File_Open'):
-        return
     section('Files under %s' % root)
     proxy_class('File')
     name = root + '/hello.txt'
@@ -90,6 +88,7 @@ def files(root):
     f = m.File_Open(name, 'r')
     print 'open', f, 'size', m.File_Size(f), 'pread', repr(m.File_PReadStringWithOp(f, 6, 5, None))
     m.File_Close(f)
+    m.delete_File(f)  # single opens are not owned by their proxy
     for i in range(3):
         m.File_WriteStringToFile('x' * i, '%s/part-%d' % (root, i))
     print 'match', m.File_Match(root + '/part-*')
@@ -98,6 +97,42 @@ def files(root):
     print 'bulk exist', m.File_BulkExist([name, root + '/missing'])
     print 'open of a missing file:', m.File_Open(root + '/missing', 'r')
 
+    scratch = root + '/scratch.tmp'
+    handle = m.File_Open(scratch, 'w')
+    m.File_WriteString(handle, 'temporary')
+    holder = m.new_FileDeleter(handle)
+    print 'a FileDeleter holds %s (size %d through the holder)' % (os.path.basename(scratch),
+                                                                  m.FileDeleter_Size(holder)),
+    m.delete_FileDeleter(holder)  # deletes the file, then closes the handle
+    m.delete_File(handle)
+    print '- exists after the holder went:', m.File_Exists(scratch)
+
+    shards = m.GenerateShardedFilenames(root + '/set@3')
+    for shard in shards[1]:
+        m.File_WriteStringToFile('shard', shard)
+    print 'sharded set', [os.path.basename(n) for n in shards[1]]
+    print '  pattern', os.path.basename(m.GenerateShardedFilePattern(root + '/set', 3)),
+    print 'matches', len(m.File_Match(m.GenerateShardedFilePattern(root + '/set', 3))[1])
+
+    record = m.new_FileAttr()
+    version = m.FileAttributes_CreateVersion(m.cvar.file_attributes)
+    m.FileAttr_version_set(record, version)
+    print 'attribute record stored:', m.FileAttributes_Store(m.cvar.file_attributes, name, record),
+    loaded = m.new_FileAttr()
+    m.FileAttributes_Load(m.cvar.file_attributes, name, loaded)
+    print 'loaded version', m.FileVersion_ToString(m.FileAttr_version_get(loaded)),
+    print 'same:', m.FileVersion___eq__(m.FileAttr_version_get(loaded), version)
+    print 'record file', os.path.basename(m.FileAttributes_GetAttributeFileName(name))
+    print 'removed', m.File_DeleteRecursively(root), '(files, directories)'
+
+
+def factories():
+    section('Factories')
+    print 'registered names: local %r, memory %r' % (m.cvar.FileFactory_local_file, m.cvar.FileFactory_mem_file)
+    found = m.FileFactory_Find(m.cvar.FileFactory_mem_file)
+    print 'Find(mem) hands back an owned shared factory:', found[:8] + '...'
+    print 'FindPrefixFactory("/mem/x"):', m.FileFactory_FindPrefixFactory('/mem/x')[:8] + '...'
+
 
 def main():
     values()
@@ -105,10 +140,10 @@ def main():
     async_completion()
     local = tempfile.mkdtemp(prefix='pq-tour-')
     files(local)
-    if hasattr(m, 'File_RecursivelyCreateDir'):
-        mem = '/mem/tour-%d' % os.getpid()
-        m.File_RecursivelyCreateDir(mem, 0o755)
-        files(mem)
+    mem = '/mem/tour-%d' % os.getpid()
+    m.File_RecursivelyCreateDir(mem, 0o755)
+    files(mem)
+    factories()
     print
     print 'tour done'
 
