@@ -60,6 +60,14 @@ struct WritableText {
   size_t capacity = 0;
 };
 
+// A caller's str lent read-only for the call, without a copy: the argument
+// tuple keeps the (immutable) object alive until the wrapper returns. For
+// library calls that take a pointer and a length.
+struct Bytes {
+  const char* data = nullptr;
+  size_t size = 0;
+};
+
 // A string output parameter that the caller must pass as a str, whose
 // library-written value is deliberately dropped.
 struct DiscardedString {
@@ -309,6 +317,22 @@ struct Param<const ::string*> : StringParam {
 template <>
 struct Param<DiscardedString> : StringParam {
   DiscardedString Get() { return DiscardedString{value}; }
+};
+
+template <>
+struct Param<Bytes> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kString;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  Bytes value;
+  bool Load(const Slot& slot) {
+    char* data;
+    Py_ssize_t length;
+    if (PyString_AsStringAndSize(slot.o, &data, &length) == -1) return false;
+    value = Bytes{data, static_cast<size_t>(length)};
+    return true;
+  }
+  Bytes Get() { return value; }
 };
 
 // Name lists: a tuple or list of str, or a vector<string> pointer object.

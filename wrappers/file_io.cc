@@ -34,11 +34,11 @@ PyObject* PReadStringWithOp(File& f, int64 offset, int64 size, file::Operation* 
   return bytes;
 }
 
-PyObject* PWriteStringWithOp(File& f, int64 offset, const ::string* data, file::Operation* op) {
+PyObject* PWriteStringWithOp(File& f, int64 offset, Bytes data, file::Operation* op) {
   int64 written;
   {
     Unlocked unlocked;
-    written = f.PWriteWithOp(offset, data->data(), static_cast<int64>(data->size()), op);
+    written = f.PWriteWithOp(offset, data.data, static_cast<int64>(data.size), op);
   }
   return PyLong_FromLongLong(written);
 }
@@ -134,6 +134,6 @@ PQ_METHOD_LIST(kFileIoMethods,
   row<"File_", ops::ReadToString>(),
   def<"File_PReadStringWithOp", "OOOO", &PReadStringWithOp, HoldLock>(),
   def<"File_PWriteStringWithOp", "OOOO", &PWriteStringWithOp, HoldLock>(),
-  def<"File_WriteString", "OO", [](File& f, const ::string& data) { return f.Write(data.data(), data.size()); }>(),
+  def<"File_WriteString", "OO", [](File& f, Bytes data) { return f.Write(data.data, data.size); }>(),
   overload<"File_Stat", form<"s|O", &StatByName, HoldLock>>()
 )
