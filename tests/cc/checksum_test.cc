@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "file/base/checksum.h"
 
@@ -25,18 +26,21 @@ ChecksumState StateOf(const std::string& bytes) {
 
 constexpr int64 kBlock = ChecksumState::kBlockSize;
 
-TEST(ChecksumStateTest, FreshStateIsEmpty) {
+TEST(ChecksumStateTest, IsCrc64XzStartingEmpty) {
+  EXPECT_EQ(StateOf("123456789").Checksum(), 0x995DC9BBDF1939FAull);  // the published check
   ChecksumState state;
-  EXPECT_EQ(state.Length(), 0);
   EXPECT_EQ(state.Checksum(), 0u);
   EXPECT_EQ(state.AlignedChecksum(), 0u);
+  EXPECT_TRUE(state == StateOf(""));
+
+  // Clear empties a state; a null pointer is ignored rather than read.
+  state = StateOf(RandomBytes(kBlock + 5, 4));
+  state.Add(nullptr, 10);
+  EXPECT_EQ(state.Length(), kBlock + 5);
+  state.Clear();
+  EXPECT_TRUE(state == ChecksumState());
   EXPECT_EQ(state.HistoryLength(), 0);
   EXPECT_EQ(state.PostAlignData().size(), 0u);
-}
-
-TEST(ChecksumStateTest, IsCrc64Xz) {
-  // The published check value of CRC-64/XZ.
-  EXPECT_EQ(StateOf("123456789").Checksum(), 0x995DC9BBDF1939FAull);
 }
 
 TEST(ChecksumStateTest, SplittingDoesNotMatter) {
@@ -52,9 +56,9 @@ TEST(ChecksumStateTest, SplittingDoesNotMatter) {
   }
   // 1000 = 7 whole chunks + 104 pending bytes.
   EXPECT_EQ(whole.Length(), 1000);
-  EXPECT_EQ(whole.PostAlignData().size(), 104u);
   EXPECT_EQ(whole.AlignedChecksum(), StateOf(data.substr(0, 896)).Checksum());
-  EXPECT_EQ(std::string(whole.PostAlignData().data(), 104), data.substr(896));
+  EXPECT_EQ(std::string(whole.PostAlignData().data(), whole.PostAlignData().size()),
+            data.substr(896));
 }
 
 TEST(ChecksumStateTest, HistoryMarksEachBlock) {
@@ -72,43 +76,30 @@ TEST(ChecksumStateTest, HistoryMarksEachBlock) {
   EXPECT_EQ(two.History(1), two.AlignedChecksum());
 }
 
-TEST(ChecksumStateTest, EqualsExplainsTheDifference) {
-  const ChecksumState a = StateOf("hello world");
-  ChecksumState copy(a);
+TEST(ChecksumStateTest, EqualsExplainsTheFirstDifference) {
+  const ChecksumState a = StateOf("hello world"), copy(a);
   ::string why;
   EXPECT_TRUE(a.Equals(&copy, &why));
-  EXPECT_TRUE(a == copy);
-
-  const ChecksumState shorter = StateOf("hello");
-  EXPECT_FALSE(a.Equals(&shorter, &why));
-  EXPECT_EQ(why, "lengths differ: 11 vs 5");
-  const ChecksumState changed = StateOf("hello_world");
-  EXPECT_FALSE(a.Equals(&changed, &why));
-  EXPECT_EQ(why, "bytes after the last whole chunk differ");
-  EXPECT_TRUE(a != changed);
+  EXPECT_FALSE(a != copy);
   EXPECT_FALSE(a.Equals(nullptr, &why));
-
-  const std::string data = RandomBytes(300, 3);
-  std::string other = data;
-  other[5] ^= 1;
-  const ChecksumState flipped = StateOf(other);
-  EXPECT_FALSE(StateOf(data).Equals(&flipped, &why));
-  EXPECT_EQ(why, "aligned checksums differ");
-}
-
-TEST(ChecksumStateTest, ClearAndBadInput) {
-  ChecksumState state = StateOf(RandomBytes(kBlock + 5, 4));
-  state.Add(nullptr, 10);  // ignored rather than read
-  EXPECT_EQ(state.Length(), kBlock + 5);
-  state.Clear();
-  EXPECT_TRUE(state == ChecksumState());
-  EXPECT_EQ(state.HistoryLength(), 0);
+  std::string data = RandomBytes(300, 3);
+  const ChecksumState original = StateOf(data);
+  data[5] ^= 1;
+  const struct { ChecksumState left, right; const char* why; } cases[] = {
+      {a, StateOf("hello"), "lengths differ: 11 vs 5"},
+      {a, StateOf("hello_world"), "bytes after the last whole chunk differ"},
+      {original, StateOf(data), "aligned checksums differ"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_FALSE(c.left.Equals(&c.right, &why));
+    EXPECT_EQ(why, c.why);
+    EXPECT_TRUE(c.left != c.right);
+  }
 }
 
 TEST(ChecksumStateTest, RewindToABlockBoundaryAndReplay) {
   const std::string data = RandomBytes(3 * kBlock + 1000, 5);
   const ChecksumState full = StateOf(data);
-
   ChecksumState state = full;
   EXPECT_EQ(state.RewindTo(2 * kBlock + kBlock / 2), 2 * kBlock);
   EXPECT_EQ(state.Length(), 2 * kBlock);
@@ -119,14 +110,14 @@ TEST(ChecksumStateTest, RewindToABlockBoundaryAndReplay) {
 
   EXPECT_EQ(state.RewindTo(full.Length()), full.Length());  // nothing to cut
   EXPECT_TRUE(state == full);
-  EXPECT_EQ(state.RewindTo(kBlock - 1), 0);
-  EXPECT_TRUE(state == ChecksumState());
-  state = full;
-  EXPECT_EQ(state.RewindTo(-5), 0);
-  EXPECT_TRUE(state == ChecksumState());
+  for (int64 position : {kBlock - 1, int64{-5}}) {
+    state = full;
+    EXPECT_EQ(state.RewindTo(position), 0) << position;
+    EXPECT_TRUE(state == ChecksumState()) << position;
+  }
 }
 
-TEST(ChecksumStateTest, RecordTextRoundTrips) {
+TEST(ChecksumStateTest, RecordTextRoundTripsAndRefusesDamage) {
   for (size_t n : {size_t{0}, size_t{5}, size_t{128}, size_t(kBlock), size_t(2 * kBlock + 77)}) {
     const ChecksumState state = StateOf(RandomBytes(n, 6));
     const ::string text = state.ToRecordText();
@@ -138,11 +129,10 @@ TEST(ChecksumStateTest, RecordTextRoundTrips) {
   }
   EXPECT_EQ(ChecksumState().ToRecordText(), "0 0 - -");
   EXPECT_EQ(StateOf("ab").ToRecordText(), "0 0 6162 -");
-}
 
-TEST(ChecksumStateTest, DamagedRecordTextIsRefused) {
   const ChecksumState original = StateOf("keep me");
-  for (const char* bad : {
+  const std::string a256(256, 'a');  // 128 pending bytes would have been a whole chunk
+  for (const std::string& bad : std::vector<std::string>{
            "", "0 0 -", "0 0 - - x", "0 0 -  -", "0  0 - -",  // field count and spacing
            "zz 0 - -", "0 0 6 -", "0 0 6g -", "0 0 - 1,",      // bad hex
            "40 0 - -",                                        // not whole chunks
@@ -150,15 +140,13 @@ TEST(ChecksumStateTest, DamagedRecordTextIsRefused) {
            "100000 1 - -",                                    // a block without history
            "0 0 - 1",                                         // history without a block
            "100000 1 - 2",                                    // history disagrees
-       }) {
+           "0 0 " + a256 + " -"}) {
     ChecksumState state = original;
     EXPECT_FALSE(ChecksumState::FromRecordText(bad, &state)) << "'" << bad << "'";
     EXPECT_TRUE(state == original) << bad;
   }
-  // 128 pending bytes would have been a whole chunk.
-  EXPECT_FALSE(ChecksumState::FromRecordText("0 0 " + std::string(256, 'a') + " -", nullptr));
+  EXPECT_FALSE(ChecksumState::FromRecordText("0 0 " + a256 + " -", nullptr));
   ChecksumState state;
-  EXPECT_FALSE(ChecksumState::FromRecordText("0 0 " + std::string(256, 'a') + " -", &state));
   EXPECT_TRUE(ChecksumState::FromRecordText("0 0 " + std::string(254, 'a') + " -", &state));
   EXPECT_EQ(state.Length(), 127);
   EXPECT_TRUE(ChecksumState::FromRecordText("100000 1 - 1", &state));

@@ -15,133 +15,85 @@
 
 namespace {
 
-// The indexes of the flags that are set, in layout order.
-std::vector<int> SetFlags(const FileName& n) {
+// "<set flags>|host|cell|prefix|rest", the flags as indexes in layout order.
+// The flags are also the first 16 bytes of the object, in that order.
+std::string Describe(const FileName& n) {
+  static_assert(std::is_standard_layout_v<FileName>);
   const bool flags[16] = {
       n.is_replicated(), n.is_simple(),       n.is_remote(),      n.is_wicket_remote(),
       n.is_bigfile(),    n.is_striped(),      n.is_tarn(),        n.is_tarn_shadow(),
       n.is_cached(),     n.is_cached_check(), n.is_lock_server(), n.is_namespace(),
       n.is_fern(),       n.is_kelp(),         n.is_quill(),       n.is_registered_prefix(),
   };
-  std::vector<int> set;
+  std::string set;
   for (int i = 0; i < 16; ++i) {
-    if (flags[i]) set.push_back(i);
+    if (flags[i]) set += (set.empty() ? "" : ",") + std::to_string(i);
+    EXPECT_EQ(reinterpret_cast<const bool*>(&n)[i], flags[i]) << i;
   }
-  return set;
+  return set + "|" + n.host() + "|" + n.cellname() + "|" + n.prefix() + "|" + n.rest();
 }
 
 void ExpectEmpty(const FileName& name, const std::string& context) {
-  EXPECT_EQ(SetFlags(name), std::vector<int>{}) << context;
-  EXPECT_EQ(name.host(), "") << context;
-  EXPECT_EQ(name.cellname(), "") << context;
-  EXPECT_EQ(name.directory_noslash(), "") << context;
-  EXPECT_EQ(name.basename(), "") << context;
-  EXPECT_EQ(name.rest(), "") << context;
-  EXPECT_EQ(name.prefix(), "") << context;
+  EXPECT_EQ(Describe(name), "||||") << context;
+  EXPECT_EQ(name.directory_noslash() + name.basename(), "") << context;
   EXPECT_FALSE(name.is_root_directory()) << context;
 }
 
-struct FormCase {
-  const char* name;
-  std::vector<int> flags;
-  const char* host;
-  const char* cell;
-  const char* prefix;
-  const char* rest;
-};
-
 TEST(FileNameTest, EveryFlagHasItsForm) {
-  const FormCase cases[] = {
-      {"/rep/east/logs/a", {0}, "", "east", "/rep/east", "/logs/a"},
-      {"/tmp/a", {1}, "", "", "", "/tmp/a"},
-      {"rel/a", {1}, "", "", "", "rel/a"},
-      {"/remote/m7/a", {2}, "m7", "", "/remote/m7", "/a"},
-      {"/wicket/m7:4100/a", {3}, "m7:4100", "", "/wicket/m7:4100", "/a"},
-      {"/wicket/m7/a", {3}, "m7", "", "/wicket/m7", "/a"},
-      {"/bigfile/east/a", {4}, "", "east", "/bigfile/east", "/a"},
-      {"/striped/east/a", {5}, "", "east", "/striped/east", "/a"},
-      {"/tarn/east/a", {6}, "", "east", "/tarn/east", "/a"},
-      {"/tarn-shadow/east/a", {6, 7}, "", "east", "/tarn-shadow/east", "/a"},
-      {"/cache/rep/east/a", {8}, "", "", "/cache", "/rep/east/a"},
-      {"/cache-check/x", {8, 9}, "", "", "/cache-check", "/x"},
-      {"/lock/east/a", {10}, "", "east", "/lock/east", "/a"},
-      {"/ns/east/a", {11}, "", "east", "/ns/east", "/a"},
-      {"/fern/east/a", {12}, "", "east", "/fern/east", "/a"},
-      {"/kelp/east/a", {13}, "", "east", "/kelp/east", "/a"},
-      {"/quill/east/a", {14}, "", "east", "/quill/east", "/a"},
-      {"/mem/a/b", {15}, "", "", "", "/mem/a/b"},
-      {"/reps/a", {1}, "", "", "", "/reps/a"},      // markers match exactly
-      {"//rep/c/a", {1}, "", "", "", "//rep/c/a"},
+  const std::pair<const char*, const char*> cases[] = {
+      {"/rep/east/logs/a", "0||east|/rep/east|/logs/a"}, {"/tmp/a", "1||||/tmp/a"},
+      {"rel/a", "1||||rel/a"}, {"/remote/m7/a", "2|m7||/remote/m7|/a"},
+      {"/wicket/m7:4100/a", "3|m7:4100||/wicket/m7:4100|/a"},
+      {"/wicket/m7/a", "3|m7||/wicket/m7|/a"}, {"/bigfile/east/a", "4||east|/bigfile/east|/a"},
+      {"/striped/east/a", "5||east|/striped/east|/a"}, {"/tarn/east/a", "6||east|/tarn/east|/a"},
+      {"/tarn-shadow/east/a", "6,7||east|/tarn-shadow/east|/a"},
+      {"/cache/rep/east/a", "8|||/cache|/rep/east/a"}, {"/cache-check/x", "8,9|||/cache-check|/x"},
+      {"/lock/east/a", "10||east|/lock/east|/a"}, {"/ns/east/a", "11||east|/ns/east|/a"},
+      {"/fern/east/a", "12||east|/fern/east|/a"}, {"/kelp/east/a", "13||east|/kelp/east|/a"},
+      {"/quill/east/a", "14||east|/quill/east|/a"}, {"/mem/a/b", "15||||/mem/a/b"},
+      {"/reps/a", "1||||/reps/a"}, {"//rep/c/a", "1||||//rep/c/a"},  // markers match exactly
   };
-  for (const FormCase& c : cases) {
-    FileName name(c.name);
-    EXPECT_EQ(SetFlags(name), c.flags) << c.name;
-    EXPECT_EQ(name.host(), c.host) << c.name;
-    EXPECT_EQ(name.cellname(), c.cell) << c.name;
-    EXPECT_EQ(name.prefix(), c.prefix) << c.name;
-    EXPECT_EQ(name.rest(), c.rest) << c.name;
-    EXPECT_EQ(name.prefix() + name.rest(), c.name) << c.name;  // nothing lost
-  }
-}
-
-TEST(FileNameTest, FlagsSitInLayoutOrderAtTheStart) {
-  static_assert(std::is_standard_layout_v<FileName>);
-  const char* forms[16] = {"/rep/c/a",  "/a",          "/remote/h/a",       "/wicket/h/a",
-                           "/bigfile/c/a", "/striped/c/a", "/tarn/c/a",     "/tarn-shadow/c/a",
-                           "/cache/a",  "/cache-check/a", "/lock/c/a",      "/ns/c/a",
-                           "/fern/c/a", "/kelp/c/a",   "/quill/c/a",        "/mem/a"};
-  for (int i = 0; i < 16; ++i) {
-    FileName name(forms[i]);
-    const bool* raw = reinterpret_cast<const bool*>(&name);
-    EXPECT_TRUE(raw[i]) << forms[i];
+  for (const auto& [text, expected] : cases) {
+    FileName name(text);
+    EXPECT_EQ(Describe(name), expected) << text;
+    EXPECT_EQ(name.prefix() + name.rest(), text) << text;  // nothing lost
   }
 }
 
 TEST(FileNameTest, DirectoryFields) {
-  FileName name("/rep/east/logs/a.txt");
-  EXPECT_EQ(name.directory_noslash(), "/logs");
-  EXPECT_EQ(name.basename(), "a.txt");
-  EXPECT_EQ(name.directory(), "/logs/");
-  EXPECT_EQ(name.strip_basename(), "/rep/east/logs/");
-  EXPECT_FALSE(name.is_root_directory());
-
-  FileName top("/a");
-  EXPECT_EQ(top.directory_noslash(), "/");
-  EXPECT_EQ(top.directory(), "/");
-  FileName bare("a");
-  EXPECT_EQ(bare.directory_noslash(), "");
-  EXPECT_EQ(bare.directory(), "");
-  EXPECT_EQ(bare.strip_basename(), "");
-  FileName nested("a/b/c");
-  EXPECT_EQ(nested.directory(), "a/b/");
-  FileName trailing("/a/b/");
-  EXPECT_EQ(trailing.basename(), "");
-  EXPECT_EQ(trailing.directory_noslash(), "/a/b");
-
-  for (const char* root : {"/", "//", "/rep/east", "/rep/east/", "/remote/h"}) {
+  const struct { const char *name, *dir_noslash, *dir, *base, *strip; } cases[] = {
+      {"/a", "/", "/", "a", "/"},
+      {"a", "", "", "a", ""},
+      {"a/b/c", "a/b", "a/b/", "c", "a/b/"},
+      {"/a/b/", "/a/b", "/a/b/", "", "/a/b/"},
+      {"/rep/east", "/", "/", "", "/rep/east/"},
+  };
+  for (const auto& c : cases) {
+    FileName name(c.name);
+    EXPECT_EQ(name.directory_noslash(), c.dir_noslash) << c.name;
+    EXPECT_EQ(name.directory(), c.dir) << c.name;
+    EXPECT_EQ(name.basename(), c.base) << c.name;
+    EXPECT_EQ(name.strip_basename(), c.strip) << c.name;
+    EXPECT_EQ(name.is_root_directory(), c.name == std::string("/rep/east")) << c.name;
+  }
+  for (const char* root : {"/", "//", "/rep/east/", "/remote/h"}) {
     FileName r(root);
     EXPECT_TRUE(r.is_root_directory()) << root;
     EXPECT_EQ(r.rest().substr(0, 1), "/") << root;
   }
-  EXPECT_EQ(FileName("/rep/east").strip_basename(), "/rep/east/");
 }
 
 TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
-  FileName fresh;
-  ExpectEmpty(fresh, "default");
+  ExpectEmpty(FileName(), "default");
+  ExpectEmpty(FileName(nullptr), "null");
   for (const char* bad : {"", "/rep", "/rep/", "/rep//a", "/remote/bad host/a", "/remote/../a",
                           "/wicket/h:0/a", "/wicket/h:70000/a", "/wicket/h:/a", "/wicket/:80/a",
                           "/ns/c@d/a", "/remote/h:80/a", "/lock"}) {
-    FileName name(bad);
-    ExpectEmpty(name, bad);
+    ExpectEmpty(FileName(bad), bad);
   }
-  FileName null_name(nullptr);
-  ExpectEmpty(null_name, "null");
-
-  // Re-parsing clears what the previous parse set.
   FileName reused("/rep/east/a");
   reused.Parse("/rep//a");
-  ExpectEmpty(reused, "reparse");
+  ExpectEmpty(reused, "re-parsing clears what the previous parse set");
 
   std::mt19937 random(7);
   // Pieces that make near-misses of every form likely.
@@ -156,7 +108,7 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
       ExpectEmpty(name, text);
       continue;
     }
-    EXPECT_FALSE(SetFlags(name).empty()) << text;
+    EXPECT_NE(Describe(name)[0], '|') << text;
     if (!name.prefix().empty()) ++special;
     const std::string rebuilt = name.prefix() + name.rest();
     EXPECT_TRUE(rebuilt == text || rebuilt == text + "/") << text;
@@ -164,27 +116,22 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
   EXPECT_GT(special, 300);  // the generator does reach the special forms
 }
 
-TEST(FileNameTest, MakeTARNName) {
+TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
   ::string out = "untouched";
   ASSERT_TRUE(FileName("/rep/east/a/b").MakeTARNName(&out, FileName::TARN_PRIMARY));
   EXPECT_EQ(out, "/tarn/east/a/b");
-  ASSERT_TRUE(FileName("/tarn/east/a").MakeTARNName(&out, FileName::TARN_SHADOW));
-  EXPECT_EQ(out, "/tarn-shadow/east/a");
-  FileName shadow(out.c_str());
-  EXPECT_TRUE(shadow.is_tarn_shadow());
-  EXPECT_EQ(shadow.cellname(), "east");
   ASSERT_TRUE(FileName("/lock/east").MakeTARNName(&out, FileName::TARN_PRIMARY));
   EXPECT_EQ(out, "/tarn/east/");
-
+  ASSERT_TRUE(FileName("/tarn/east/a").MakeTARNName(&out, FileName::TARN_SHADOW));
+  EXPECT_EQ(out, "/tarn-shadow/east/a");
+  EXPECT_EQ(Describe(FileName(out.c_str())), "6,7||east|/tarn-shadow/east|/a");
   out = "untouched";
   EXPECT_FALSE(FileName("/remote/h/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
   EXPECT_FALSE(FileName("/tmp/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
   EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(&out, static_cast<FileName::Type>(5)));
   EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, FileName::TARN_PRIMARY));
   EXPECT_EQ(out, "untouched");
-}
 
-TEST(FileNameTest, RegisteredPrefixHook) {
   FileName::SetRegisteredPrefixHook(
       [](const char* name) { return name[0] == '/' && name[1] == 'z'; });
   EXPECT_TRUE(FileName("/zz/a").is_registered_prefix());
@@ -196,32 +143,29 @@ TEST(FileNameTest, RegisteredPrefixHook) {
 }
 
 TEST(ReplicatedNamesTest, BuildsParseBack) {
+  // Python's test_filename.py builds and parses back the usual forms.
   const ::string remote = ReplicatedFileNameToOpen("/rep/east/a/b", "m7");
-  EXPECT_EQ(remote, "/remote/m7/a/b");
-  FileName parsed(remote.c_str());
-  EXPECT_TRUE(parsed.is_remote());
-  EXPECT_EQ(parsed.host(), "m7");
-  EXPECT_EQ(parsed.rest(), "/a/b");
-
-  const ::string wicket =
-      MultiProtocolReplicatedFileNameToOpen("/rep/east/a", "m7:4100", kRemoteProtocolSRemoteServer);
-  EXPECT_EQ(wicket, "/wicket/m7:4100/a");
-  EXPECT_EQ(FileName(wicket.c_str()).host(), "m7:4100");
+  EXPECT_EQ(Describe(FileName(remote.c_str())), "2|m7||/remote/m7|/a/b");
   EXPECT_EQ(MultiProtocolReplicatedFileNameToOpen("/rep/east", "m7", kRemoteProtocolRfServer),
             "/remote/m7/");
 
   EXPECT_EQ(ReplicatedFileNameToOpen("/rep/east/a", "m7:4100"), "");  // no port on /remote/
   EXPECT_EQ(ReplicatedFileNameToOpen("/remote/m7/a", "m8"), "");
   EXPECT_EQ(ReplicatedFileNameToOpen("/rep/east/a", "bad/host"), "");
-  EXPECT_EQ(MultiProtocolReplicatedFileNameToOpen("/rep/east/a", "m7", 2), "");
   EXPECT_EQ(ReplicatedFileNameToOpen(nullptr, "m7"), "");
   EXPECT_EQ(ReplicatedFileNameToOpen("/rep/east/a", nullptr), "");
 
-  EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "f"), "/rep/east/dir/f");
-  EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir/", "f"), "/rep/east/dir/f");
+  const std::pair<const char*, const char*> appends[] = {
+      {"/rep/east/dir/", "/rep/east/dir/f"}, {"/rep/east", "/rep/east/f"}, {"/tmp/dir", ""}};
+  for (const auto& [dir, expected] : appends) {
+    EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
+  }
   EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "/x"), "/rep/east/x");
-  EXPECT_EQ(ReplicatedFileNameAppend("/rep/east", "f"), "/rep/east/f");
-  EXPECT_EQ(ReplicatedFileNameAppend("/tmp/dir", "f"), "");
+
+  EXPECT_TRUE(IsUInt64ANegativeInt64(1ULL << 63));
+  EXPECT_TRUE(IsUInt64ANegativeInt64(~0ULL));
+  EXPECT_FALSE(IsUInt64ANegativeInt64((1ULL << 63) - 1));
+  EXPECT_FALSE(IsUInt64ANegativeInt64(0));
 }
 
 TEST(ReplicatedNamesTest, ParseWicketRemoteName) {
@@ -245,9 +189,9 @@ TEST(ReplicatedNamesTest, ParseWicketRemoteName) {
 
 TEST(ReplicatedNamesTest, FindFullPathSearchesTheVariable) {
   const char* base = getenv("PQ_TEST_TMP");
-  std::string root = base != nullptr && *base ? base : "/tmp";
-  mkdir(root.c_str(), 0755);
-  std::string dir = root + "/findpath_test.XXXXXX";
+  std::string dir = base != nullptr && *base ? base : "/tmp";
+  mkdir(dir.c_str(), 0755);
+  dir += "/findpath_test.XXXXXX";
   ASSERT_NE(mkdtemp(dir.data()), nullptr);
   const std::string file = dir + "/tool.cfg";
   std::ofstream(file).put('x');
@@ -255,24 +199,17 @@ TEST(ReplicatedNamesTest, FindFullPathSearchesTheVariable) {
 
   setenv("PQ_FIND_TEST", ("/nonexistent::" + dir).c_str(), 1);
   EXPECT_EQ(FindFullPath("tool.cfg", "PQ_FIND_TEST"), file);
-  EXPECT_EQ(FindFullPath("adir", "PQ_FIND_TEST"), "");  // directories do not count
-  EXPECT_EQ(FindFullPath("missing", "PQ_FIND_TEST"), "");
   EXPECT_EQ(FindFullPath(file.c_str(), "PQ_FIND_TEST"), file);
+  for (const char* missing : {"adir", "missing", static_cast<const char*>(nullptr)}) {  // no dirs
+    EXPECT_EQ(FindFullPath(missing, "PQ_FIND_TEST"), "") << (missing ? missing : "null");
+  }
   EXPECT_EQ(FindFullPath("tool.cfg", "PQ_FIND_TEST_UNSET"), "");
-  EXPECT_EQ(FindFullPath(nullptr, "PQ_FIND_TEST"), "");
   unsetenv("PQ_FIND_TEST");
   EXPECT_NE(FindFullPath("sh", nullptr), "");  // null searches PATH
 
   unlink(file.c_str());
   rmdir((dir + "/adir").c_str());
   rmdir(dir.c_str());
-}
-
-TEST(ReplicatedNamesTest, IsUInt64ANegativeInt64) {
-  EXPECT_TRUE(IsUInt64ANegativeInt64(1ULL << 63));
-  EXPECT_TRUE(IsUInt64ANegativeInt64(~0ULL));
-  EXPECT_FALSE(IsUInt64ANegativeInt64((1ULL << 63) - 1));
-  EXPECT_FALSE(IsUInt64ANegativeInt64(0));
 }
 
 }  // namespace

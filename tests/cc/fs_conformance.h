@@ -1,5 +1,6 @@
-// A conformance suite every file system must pass. Instantiate it with the
-// root directory under which each test gets a fresh directory of its own:
+// A conformance suite every file system must pass, and the fixture the
+// file-system tests share. Instantiate the suite with the root directory under
+// which each test gets a fresh directory of its own:
 //
 //   INSTANTIATE_TEST_SUITE_P(Mine, FsConformance,
 //                            ::testing::Values(std::string("/mine/root")));
@@ -8,15 +9,28 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "file/base/file.h"
 
-class FsConformance : public ::testing::TestWithParam<std::string> {
+// Closes (and frees) a handle at the end of a scope.
+struct Closer {
+  void operator()(File* f) const {
+    if (f != nullptr) file::CloseAndDelete(f);
+  }
+};
+using Handle = std::unique_ptr<File, Closer>;
+
+// Opens `name`, failing the test (not aborting it) when that does not work.
+Handle OpenOrFail(const ::string& name, const char* mode);
+// The rest of an open handle's contents from its position on.
+::string ReadAll(File* f);
+
+// Gives each test a fresh directory <root>/fsconf.<pid>.<n>, removed after it.
+class FsTest : public ::testing::Test {
  protected:
-  // Creates <root>/fsconf.<pid>.<n>, a fresh directory for this test.
-  void SetUp() override;
-  // Removes the test's directory and everything in it.
+  void MakeDir(const std::string& root);
   void TearDown() override;
 
   // The full name of `relative` inside the test's directory.
@@ -24,11 +38,22 @@ class FsConformance : public ::testing::TestWithParam<std::string> {
   // Writes / reads a whole file, failing the test on error.
   void Put(const std::string& relative, const std::string& contents);
   ::string Get(const std::string& relative);
+  // The stat of `relative`, failing the test when there is none.
+  FileStat StatOf(const std::string& relative);
+  bool Exists(const std::string& relative) const { return File::Exists(P(relative).c_str()); }
+  // Set attribute bits / create directories (with parents), failing the test on error.
+  void SetAttr(const std::string& relative, uint32 bits);
+  void MkDirs(const std::string& relative);
 
   ::string dir_;
 };
 
-// The root for local instantiations: $PQ_TEST_TMP when set, else /tmp.
+class FsConformance : public FsTest, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void SetUp() override { MakeDir(GetParam()); }
+};
+
+// The root for local directories: $PQ_TEST_TMP when set, else /tmp.
 std::string LocalTestRoot();
 
 #endif  // TESTS_CC_FS_CONFORMANCE_H_

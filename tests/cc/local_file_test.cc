@@ -1,55 +1,29 @@
 // Behaviour specific to the local file system, the registry and the shared
 // File layer (the conformance suite covers what every file system shares).
-#include <gtest/gtest.h>
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
 #include "file/base/attr_record.h"
-#include "file/base/file.h"
 #include "file/base/local_file.h"
+#include "file/base/open_mode.h"
 #include "file/base/operation.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
-struct Closer {
-  void operator()(File* f) const {
-    if (f != nullptr) file::CloseAndDelete(f);
-  }
-};
-using Handle = std::unique_ptr<File, Closer>;
-
-class LocalFileTest : public ::testing::Test {
+class LocalFileTest : public FsTest {
  protected:
-  void SetUp() override {
-    const char* root = std::getenv("PQ_TEST_TMP");
-    std::string base = root != nullptr && root[0] != '\0' ? root : "/tmp";
-    ASSERT_TRUE(File::RecursivelyCreateDir(base, DEFAULT_FILE_MODE));
-    std::string pattern = base + "/localfile.XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    int files = 0;
-    int dirs = 0;
-    File::DeleteRecursively(dir_, &files, &dirs);
-  }
-  ::string P(const std::string& relative) const { return dir_ + "/" + relative; }
-  void Put(const std::string& relative, const std::string& contents) {
-    ASSERT_TRUE(File::WriteStringToFile(contents, P(relative)));
-  }
-
-  ::string dir_;
+  void SetUp() override { MakeDir(LocalTestRoot()); }
 };
 
 // ---- Registry -----------------------------------------------------------------------
 
-TEST(RegistryTest, BuiltinsAreRegisteredAndOtherKindsAreNot) {
+TEST(RegistryTest, BuiltinsServeTheirNamesAndOtherKindsAreNotRegistered) {
   const auto local = FileFactory::Find(FileFactory::local_file);
   const auto mem = FileFactory::Find(FileFactory::mem_file);
   ASSERT_NE(local, nullptr);
@@ -58,12 +32,10 @@ TEST(RegistryTest, BuiltinsAreRegisteredAndOtherKindsAreNot) {
   EXPECT_EQ(FileFactory::Find(FileFactory::tarn_file), nullptr);
   EXPECT_EQ(FileFactory::Find(FileFactory::encrypted_file), nullptr);
   EXPECT_EQ(FileFactory::Find(nullptr), nullptr);
-  EXPECT_STREQ(FileFactory::local_file, "local");
-  EXPECT_STREQ(FileFactory::mem_file, "mem");
-  EXPECT_EQ(FileFactory::ForName("/mem/x"), mem);
-  EXPECT_EQ(FileFactory::ForName("/mem"), mem);
-  EXPECT_EQ(FileFactory::ForName("/memory"), local);
-  EXPECT_EQ(FileFactory::ForName("relative/name"), local);
+  for (const char* name : {"/mem/x", "/mem"}) EXPECT_EQ(FileFactory::ForName(name), mem) << name;
+  for (const char* name : {"/memory", "/memory/x", "/tmp/mem/x", "mem/x", "relative/name"}) {
+    EXPECT_EQ(FileFactory::ForName(name), local) << name;
+  }
   EXPECT_EQ(FileFactory::ForName(nullptr), local);
   EXPECT_EQ(FileFactory::FindPrefixFactory("/tmp/x"), nullptr);  // local has no prefix
   ::string prefix;
@@ -115,12 +87,10 @@ TEST(AttributeRecordTest, NamesAndText) {
   EXPECT_EQ(file::AttributeRecordName("d/x"), "d/.x.attr");
   EXPECT_EQ(file::AttributeRecordName("x"), ".x.attr");
   EXPECT_EQ(file::AttributeRecordName("d/"), "");
-  EXPECT_TRUE(File::IsAttributeFilename("d/.x.attr"));
-  EXPECT_TRUE(File::IsAttributeFilename(".x.attr"));
-  EXPECT_FALSE(File::IsAttributeFilename(".attr"));
-  EXPECT_FALSE(File::IsAttributeFilename("..attr"));
-  EXPECT_FALSE(File::IsAttributeFilename("x.attr"));
-  EXPECT_FALSE(File::IsAttributeFilename(".x.attr/y"));
+  for (const char* name : {"d/.x.attr", ".x.attr"}) EXPECT_TRUE(File::IsAttributeFilename(name));
+  for (const char* name : {".attr", "..attr", "x.attr", ".x.attr/y"}) {
+    EXPECT_FALSE(File::IsAttributeFilename(name)) << name;
+  }
   EXPECT_FALSE(File::IsAttributeFilename(nullptr));
   file::AttributeRecord record;
   record.Parse("checksum abc def\nattributes 5\ngarbage\n\n");
@@ -135,38 +105,30 @@ TEST_F(LocalFileTest, AttributeRecordIsAFileBesideItsFileAndKeepsOtherKeys) {
   Put("f", "x");
   Put(".f.attr", "version v1.2\n");
   ASSERT_TRUE(File::SetAttributes(P("f").c_str(), Attr_t(Attr_t::PROTECTED)));
-  ::string text;
-  ASSERT_TRUE(File::ReadFileToString(P(".f.attr"), &text));
-  EXPECT_EQ(text, "attributes 2\nversion v1.2\n");
+  EXPECT_EQ(Get(".f.attr"), "attributes 2\nversion v1.2\n");
   ASSERT_TRUE(File::SetAttributes(P("f").c_str(), Attr_t(0)));
-  ASSERT_TRUE(File::ReadFileToString(P(".f.attr"), &text));
-  EXPECT_EQ(text, "version v1.2\n");
+  EXPECT_EQ(Get(".f.attr"), "version v1.2\n");
   Put(".g.attr", "attributes 1\n");  // a record whose file is gone: an orphan
   File::DeleteFileAttributes(P("g").c_str());
-  EXPECT_FALSE(File::Exists(P(".g.attr").c_str()));
+  EXPECT_FALSE(Exists(".g.attr"));
 }
 
 // ---- Handles -------------------------------------------------------------------------------
 
 TEST_F(LocalFileTest, LargeRangesAreRealMappings) {
   Put("big", std::string(70000, 'm'));
-  Handle f(File::Open(P("big").c_str(), "r"));
-  ASSERT_NE(f, nullptr);
+  Handle f = OpenOrFail(P("big"), "r");
   EXPECT_TRUE(f->IsLocalFile());
   std::unique_ptr<MemBlock> block(f->TryMMap(4097, 50000));
   ASSERT_NE(block, nullptr);
   EXPECT_TRUE(block->is_mapped());
   EXPECT_EQ(block->offset(), 4097);
   EXPECT_EQ(std::string(block->data(), 5), "mmmmm");
-  Handle writer(File::Open(P("big").c_str(), "a"));
-  ASSERT_NE(writer, nullptr);
-  EXPECT_EQ(writer->GetMemBlock(0, 10, 0), nullptr);  // write-only handles do not read
 }
 
 TEST_F(LocalFileTest, FifosAreRecognisedAndReadLineWorksOnThem) {
   ASSERT_EQ(mkfifo(P("pipe").c_str(), 0600), 0);
-  Handle pipe(File::Open(P("pipe").c_str(), "r+"));  // r+ does not wait for a writer
-  ASSERT_NE(pipe, nullptr);
+  Handle pipe = OpenOrFail(P("pipe"), "r+");  // r+ does not wait for a writer
   EXPECT_TRUE(pipe->IsFifo());
   EXPECT_EQ(pipe->Write("one\ntwo\n", 8), 8);
   char line[16];
@@ -175,8 +137,7 @@ TEST_F(LocalFileTest, FifosAreRecognisedAndReadLineWorksOnThem) {
   ASSERT_NE(pipe->ReadLine(line, sizeof(line)), nullptr);
   EXPECT_STREQ(line, "two\n");
   Put("plain", "");
-  Handle plain(File::Open(P("plain").c_str(), "r"));
-  EXPECT_FALSE(plain->IsFifo());
+  EXPECT_FALSE(OpenOrFail(P("plain"), "r")->IsFifo());
 }
 
 TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
@@ -184,48 +145,24 @@ TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
   Handle f(File::OpenFullySpecified(P("f").c_str(), "w", Attr_t(Attr_t::DEFAULT), 0640, nullptr));
   umask(old_mask);
   ASSERT_NE(f, nullptr);
-  FileStat st;
-  ASSERT_TRUE(File::Stat(P("f").c_str(), &st));
-  EXPECT_EQ(st.mode & 07777, 0640u);
+  EXPECT_EQ(StatOf("f").mode & 07777, 0640u);
   const struct group* own = getgrgid(getegid());
   ASSERT_NE(own, nullptr);
   Handle g(File::OpenFullySpecified(P("g").c_str(), "w", Attr_t(Attr_t::DEFAULT),
                                     DEFAULT_FILE_MODE, own->gr_name));
   ASSERT_NE(g, nullptr);
-  ASSERT_TRUE(File::Stat(P("g").c_str(), &st));
+  const FileStat st = StatOf("g");
   EXPECT_EQ(st.group, own->gr_name);
-  File* bad = File::Create(P("h"), "w");
-  File* unknown_group = File::CreateFullySpecified(P("h").c_str(), "w", Attr_t(Attr_t::DEFAULT),
-                                                   DEFAULT_FILE_MODE, "no-such-group-pq");
+  Handle unknown_group(File::CreateFullySpecified(P("h").c_str(), "w", Attr_t(Attr_t::DEFAULT),
+                                                  DEFAULT_FILE_MODE, "no-such-group-pq"));
   ASSERT_NE(unknown_group, nullptr);
   EXPECT_FALSE(unknown_group->Open());
   EXPECT_EQ(unknown_group->GetCurrentErrorCode(), file::ERROR_NOT_FOUND);
-  file::CloseAndDelete(unknown_group);
-  file::CloseAndDelete(bad);
   EXPECT_TRUE(File::SetOwner(P("g").c_str(), st.owner.c_str()));
   EXPECT_FALSE(File::SetOwner(P("g").c_str(), "no-such-user-pq"));
 }
 
-TEST_F(LocalFileTest, DirectIoOpensOrSaysWhyNot) {
-  FileOpenOptions options;
-  options.set_direct_io();
-  File* f = File::CreateWithOptions(P("direct").c_str(), "w", options);
-  ASSERT_NE(f, nullptr);
-  if (!f->Open()) {
-    EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_UNIMPLEMENTED) << f->GetCurrentErrorMessage();
-  }
-  file::CloseAndDelete(f);
-}
-
-TEST_F(LocalFileTest, ErrorMessagesNameTheOperationAndFile) {
-  File* f = File::Create(P("missing"), "r");
-  ASSERT_NE(f, nullptr);
-  EXPECT_FALSE(f->Open());
-  EXPECT_EQ(f->GetCurrentErrorMessage(), "Open " + P("missing") + ": No such file or directory");
-  file::CloseAndDelete(f);
-}
-
-TEST_F(LocalFileTest, SyncAndHintsOnLocalHandles) {
+TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
   FileOpenOptions options;
   options.set_sync_write();
   options.set_access_pattern(file::SEQUENTIAL);
@@ -236,6 +173,18 @@ TEST_F(LocalFileTest, SyncAndHintsOnLocalHandles) {
   EXPECT_TRUE(f->Flush());
   EXPECT_TRUE(f->Sync());
   EXPECT_TRUE(f->DataSync());
+  FileOpenOptions direct;
+  direct.set_direct_io();
+  Handle d(File::CreateWithOptions(P("direct").c_str(), "w", direct));
+  ASSERT_NE(d, nullptr);
+  if (!d->Open()) {  // not every local file system takes direct I/O
+    EXPECT_EQ(d->GetCurrentErrorCode(), file::ERROR_UNIMPLEMENTED) << d->GetCurrentErrorMessage();
+  }
+  Handle missing(File::Create(P("missing"), "r"));
+  ASSERT_NE(missing, nullptr);
+  EXPECT_FALSE(missing->Open());
+  EXPECT_EQ(missing->GetCurrentErrorMessage(),
+            "Open " + P("missing") + ": No such file or directory");
 }
 
 // ---- Or-die forms ------------------------------------------------------------------------------
@@ -274,22 +223,22 @@ TEST_F(LocalFileTest, CheckpointOpensPositionTheHandle) {
 // ---- Copies across file systems, bandwidth, statistics ----------------------------------------
 
 TEST_F(LocalFileTest, CopiesCrossFileSystemsButRenamesDoNot) {
-  Put("f", "travel");
+  const std::string data("cross\0over", 10);
+  Put("f", data);
   const ::string mem_dir = "/mem/localfile-test-" + std::to_string(getpid());
   ASSERT_TRUE(File::RecursivelyCreateDir(mem_dir, 0755));
   const ::string in_mem = mem_dir + "/f";
   ASSERT_TRUE(File::Copy(P("f").c_str(), in_mem.c_str(), false));
-  ::string contents;
-  ASSERT_TRUE(File::ReadFileToString(in_mem, &contents));
-  EXPECT_EQ(contents, "travel");
+  ASSERT_TRUE(File::Copy(in_mem.c_str(), P("back").c_str(), false));
+  EXPECT_EQ(Get("back"), data);
   file::Operation op;
   EXPECT_FALSE(File::RenameWithOp(P("f").c_str(), (mem_dir + "/g").c_str(), false, &op));
   EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_FALSE(File::Rename(in_mem.c_str(), P("r").c_str(), false));
   vector<bool> flags;
   EXPECT_TRUE(File::BulkExist({P("f"), in_mem}, &flags));  // one list, two file systems
   EXPECT_EQ(flags, (vector<bool>{true, true}));
-  int files = 0;
-  int dirs = 0;
+  int files = 0, dirs = 0;
   File::DeleteRecursively(mem_dir, &files, &dirs);
   EXPECT_EQ(files, 1);
 }
@@ -303,15 +252,13 @@ TEST_F(LocalFileTest, BandwidthLimitSlowsCopies) {
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_GE(seconds, 0.25);
-  FileStat source;
-  FileStat copy;
-  ASSERT_TRUE(File::Stat(P("f").c_str(), &source));
-  ASSERT_TRUE(File::Stat(P("g").c_str(), &copy));
+  const FileStat source = StatOf("f");
+  const FileStat copy = StatOf("g");
   EXPECT_EQ(copy.length, source.length);
   EXPECT_EQ(copy.mtime, source.mtime);  // preserve_mtime
 }
 
-TEST_F(LocalFileTest, StatisticsCountOperations) {
+TEST_F(LocalFileTest, StatisticsCountOperationsAndArchiveIsNotAvailable) {
   FileOpStats* stats = File::opstats();
   const int64 opens = stats->opens;
   const int64 written = stats->bytes_written;
@@ -319,10 +266,6 @@ TEST_F(LocalFileTest, StatisticsCountOperations) {
   EXPECT_EQ(stats->opens, opens + 1);
   EXPECT_EQ(stats->bytes_written, written + 5);
   EXPECT_NE(stats->ToString().find("opens="), std::string::npos);
-}
-
-TEST_F(LocalFileTest, ArchiveIsNotAvailable) {
-  Put("f", "");
   vector<bool> flags;
   EXPECT_FALSE(File::Archive({P("f")}, FileReedSolomonEncoding(0), 2, &flags));
   EXPECT_EQ(flags, vector<bool>{false});
@@ -344,14 +287,18 @@ TEST(FileProcessTest, HostPageAndThreadUser) {
 
 TEST(OpenModeTest, ParsesTheFopenModes) {
   file::OpenMode m;
-  ASSERT_TRUE(file::ParseOpenMode("r", &m));
-  EXPECT_TRUE(m.read && !m.write && !m.create);
-  ASSERT_TRUE(file::ParseOpenMode("wb", &m));
-  EXPECT_TRUE(!m.read && m.write && m.create && m.truncate && !m.append);
-  ASSERT_TRUE(file::ParseOpenMode("a+", &m));
-  EXPECT_TRUE(m.read && m.write && m.append && m.create && !m.truncate);
-  ASSERT_TRUE(file::ParseOpenMode("rb+", &m));
-  EXPECT_TRUE(m.read && m.write && !m.create);
+  // Flags in the order read, write, append, create, truncate.
+  auto flags = [&m] {
+    return ::string{m.read ? 'r' : '-', m.write ? 'w' : '-', m.append ? 'a' : '-',
+                    m.create ? 'c' : '-', m.truncate ? 't' : '-'};
+  };
+  const std::pair<const char*, const char*> cases[] = {
+      {"r", "r----"}, {"wb", "-w-ct"}, {"a+", "rwac-"}, {"rb+", "rw---"}, {"w+", "rw-ct"}};
+  for (const auto& [mode, want] : cases) {
+    m = file::OpenMode();
+    ASSERT_TRUE(file::ParseOpenMode(mode, &m)) << mode;
+    EXPECT_EQ(flags(), want) << mode;
+  }
   for (const char* bad : {"", "r+b+", "rr", "q", "w-"}) EXPECT_FALSE(file::ParseOpenMode(bad, &m)) << bad;
   EXPECT_FALSE(file::ParseOpenMode(nullptr, &m));
 }

@@ -9,41 +9,35 @@
 
 namespace {
 
-TEST(OperationTest, FreshOperationIsClean) {
-  file::Operation op;
-  EXPECT_TRUE(op.ok());
-  EXPECT_EQ(op.error(), file::OK);
+void ExpectNoDeadline(const file::Operation& op) {
   EXPECT_FALSE(op.HasDeadline());
   EXPECT_EQ(op.GetDeadline(), 0);
   EXPECT_FALSE(op.DeadlineExceeded());
-  EXPECT_EQ(op.Status(), "OK");
-  EXPECT_TRUE(op.ToStatus().ok());
 }
 
 TEST(OperationTest, Deadlines) {
   file::Operation op;
+  ExpectNoDeadline(op);
   WallTime before = WallTime_Now();
   op.SetDeadlineLength(100);
   EXPECT_TRUE(op.HasDeadline());
   EXPECT_GE(op.GetDeadline(), before + 100);
   EXPECT_LE(op.GetDeadline(), WallTime_Now() + 100);
   EXPECT_FALSE(op.DeadlineExceeded());
-
   op.SetDeadlineLength(-0.001);
   EXPECT_TRUE(op.DeadlineExceeded());
-
   op.SetAbsoluteDeadline(12345.5);
   EXPECT_EQ(op.GetDeadline(), 12345.5);
   EXPECT_TRUE(op.DeadlineExceeded());
-
   op.ClearDeadline();
-  EXPECT_FALSE(op.HasDeadline());
-  EXPECT_EQ(op.GetDeadline(), 0);
-  EXPECT_FALSE(op.DeadlineExceeded());
+  ExpectNoDeadline(op);
 }
 
 TEST(OperationTest, ErrorsAndStatusTexts) {
   file::Operation op;
+  EXPECT_TRUE(op.ok());
+  EXPECT_EQ(op.Status(), "OK");
+  EXPECT_TRUE(op.ToStatus().ok());
   op.SetError(file::ERROR_NOT_FOUND, StringPiece("no such file /x/y"));
   EXPECT_FALSE(op.ok());
   EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
@@ -54,37 +48,36 @@ TEST(OperationTest, ErrorsAndStatusTexts) {
   EXPECT_EQ(status.error_space(), file::ErrorSpace());
   EXPECT_EQ(status.ToString(), "file::not found: no such file /x/y");
 
-  // Bytes after a NUL are part of the message.
   op.SetError(file::ERROR_WRONG_TYPE, StringPiece("a\0b", 3));
-  EXPECT_EQ(op.message().size(), 3u);
-
+  EXPECT_EQ(op.message(), ::string("a\0b", 3)) << "bytes after a NUL are part of the message";
   op.ClearError();
-  EXPECT_TRUE(op.ok());
+  EXPECT_EQ(op.error(), file::OK);
   EXPECT_EQ(op.message(), "");
   EXPECT_EQ(op.Status(), "OK");
-
   op.SetError(file::OK, StringPiece("ignored"));
   EXPECT_EQ(op.message(), "");
-}
 
-TEST(OperationTest, FailRecordsOnlyWhenGivenAnOperation) {
+  // Fail records only when given an operation, and always returns false.
   EXPECT_FALSE(file::Fail(nullptr, file::ERROR_NO_SPACE, "disk full"));
-  file::Operation op;
   EXPECT_FALSE(file::Fail(&op, file::ERROR_NO_SPACE, "disk full"));
   EXPECT_EQ(op.Status(), "no space: disk full");
 }
 
-TEST(OperationTest, CopyFromCopiesEveryField) {
+TEST(OperationTest, InternalStartFinishAndCopyFromEveryField) {
   file::Operation source;
+  source.InternalFinish();  // never started: nothing to measure
+  EXPECT_EQ(source.elapsed_seconds(), 0);
   source.SetError(file::ERROR_TEMPORARY, "try again");
   source.SetAbsoluteDeadline(4242.25);
   source.set_priority(util::Priority(7));
   source.set_retry(true);
   source.set_resource_user("batch");
   source.set_traffic_class(net_base::OptionalTrafficClass(3));
-  source.InternalStart("Open", "/mem/a");
-  std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  source.InternalStart("Open", StringPiece("/mem/a"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
   source.InternalFinish();
+  EXPECT_GE(source.elapsed_seconds(), 0.019);
+  EXPECT_LT(source.elapsed_seconds(), 10);
 
   file::Operation copy;
   copy.CopyFrom(source);
@@ -99,28 +92,14 @@ TEST(OperationTest, CopyFromCopiesEveryField) {
   EXPECT_EQ(copy.descriptor(), "Open(/mem/a)");
   EXPECT_EQ(copy.elapsed_seconds(), source.elapsed_seconds());
 
-  // Copying a clean operation clears everything again.
-  file::Operation clean;
-  copy.CopyFrom(clean);
+  copy.CopyFrom(file::Operation());  // copying a clean operation clears everything again
   EXPECT_TRUE(copy.ok());
-  EXPECT_FALSE(copy.HasDeadline());
+  ExpectNoDeadline(copy);
   EXPECT_FALSE(copy.retry());
   EXPECT_EQ(copy.descriptor(), "");
 
   source.CopyFrom(source);  // must neither deadlock nor change anything
   EXPECT_EQ(source.resource_user(), "batch");
-}
-
-TEST(OperationTest, InternalStartAndFinishBracketTheWork) {
-  file::Operation op;
-  op.InternalFinish();  // never started: nothing to measure
-  EXPECT_EQ(op.elapsed_seconds(), 0);
-  op.InternalStart("Stat", StringPiece("/tmp/x"));
-  EXPECT_EQ(op.descriptor(), "Stat(/tmp/x)");
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  op.InternalFinish();
-  EXPECT_GE(op.elapsed_seconds(), 0.019);
-  EXPECT_LT(op.elapsed_seconds(), 10);
 }
 
 TEST(OperationTest, SharedBetweenThreads) {

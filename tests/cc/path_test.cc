@@ -10,95 +10,79 @@
 namespace file {
 namespace {
 
-TEST(CleanPathTest, CollapsesDotsAndSlashes) {
-  EXPECT_EQ(CleanPath(""), "");
-  EXPECT_EQ(CleanPath("/"), "/");
-  EXPECT_EQ(CleanPath("//"), "/");
-  EXPECT_EQ(CleanPath("a//b/./c/"), "a/b/c");
-  EXPECT_EQ(CleanPath("/a/b/../c"), "/a/c");
-  EXPECT_EQ(CleanPath("/../a"), "/a");
-  EXPECT_EQ(CleanPath("/.."), "/");
-  EXPECT_EQ(CleanPath("a/.."), ".");
-  EXPECT_EQ(CleanPath("."), ".");
-  EXPECT_EQ(CleanPath("./"), ".");
-  EXPECT_EQ(CleanPath("../a/../.."), "../..");
-  EXPECT_EQ(CleanPath("a/../../b"), "../b");
-  EXPECT_EQ(CleanPath("..."), "...");
-  EXPECT_EQ(CleanPath(std::string("a\0b/../c", 8)), "c");  // bytes, not C strings
+using Case = std::pair<std::string, std::string>;
+
+TEST(PathTest, CleanPathCollapsesDotsAndSlashes) {
+  const Case cases[] = {
+      {"", ""}, {"/", "/"}, {"//", "/"}, {"a//b/./c/", "a/b/c"}, {"/a/b/../c", "/a/c"},
+      {"/../a", "/a"}, {"/..", "/"}, {"a/..", "."}, {".", "."}, {"./", "."},
+      {"../a/../..", "../.."}, {"a/../../b", "../b"}, {"...", "..."},
+      {std::string("a\0b/../c", 8), "c"},  // bytes, not C strings
+  };
+  for (const auto& [in, out] : cases) EXPECT_EQ(CleanPath(in), out) << in;
 }
 
-TEST(JoinPathTest, HandlesSlashesAndAbsoluteParts) {
-  EXPECT_EQ(JoinPath("a", "b"), "a/b");
-  EXPECT_EQ(JoinPath("a/", "b"), "a/b");
-  EXPECT_EQ(JoinPath("/", "b"), "/b");
-  EXPECT_EQ(JoinPath("a", "/b"), "/b");
-  EXPECT_EQ(JoinPath("", "b"), "b");
-  EXPECT_EQ(JoinPath("a", ""), "a");
-  EXPECT_EQ(JoinPath("", ""), "");
+TEST(PathTest, JoinPathAddSlashDirname) {
+  const std::pair<Case, std::string> joins[] = {
+      {{"a", "b"}, "a/b"}, {{"a/", "b"}, "a/b"}, {{"/", "b"}, "/b"}, {{"a", "/b"}, "/b"},
+      {{"", "b"}, "b"},    {{"a", ""}, "a"},     {{"", ""}, ""},
+  };
+  for (const auto& [in, out] : joins) {
+    EXPECT_EQ(JoinPath(in.first, in.second), out) << in.first << " + " << in.second;
+  }
+  for (const auto& [in, out] : {Case{"a", "a/"}, {"a/", "a/"}, {"", ""}}) {
+    EXPECT_EQ(AddSlash(in), out) << in;
+  }
+  const Case dirnames[] = {{"a/b", "a"}, {"a/b/", "a/b"}, {"/a", "/"}, {"//a", "/"},
+                           {"a//b", "a"}, {"a", ""},      {"", ""}};
+  for (const auto& [in, out] : dirnames) EXPECT_EQ(Dirname(in), out) << in;
+  for (const auto& [in, out] : {Case{"a/b/c", "a/b/"}, {"/c", "/"}, {"c", ""}}) {
+    EXPECT_EQ(StripBasename(in.c_str()), out) << in;
+  }
+  EXPECT_EQ(StripBasename(nullptr), "");
 }
 
-TEST(BasenameSuffixTest, PointIntoTheArgument) {
+TEST(PathTest, BasenameAndSuffixPointIntoTheArgument) {
   const char* path = "dir/sub/file.tar.gz";
   EXPECT_EQ(Basename(path), path + 8);
-  EXPECT_STREQ(Suffix(path), "gz");
   EXPECT_EQ(Suffix(path), path + 17);
   EXPECT_STREQ(Basename("plain"), "plain");
   EXPECT_STREQ(Basename("dir/"), "");
   EXPECT_EQ(Basename(nullptr), nullptr);
-  EXPECT_EQ(Suffix(nullptr), nullptr);
-  EXPECT_EQ(Suffix("dir.d/file"), nullptr);  // the dot is in the directory
-  EXPECT_EQ(Suffix(".profile"), nullptr);
   EXPECT_STREQ(Suffix("dir/.a.txt"), "txt");
   EXPECT_STREQ(Suffix("a."), "");
-  EXPECT_EQ(Suffix("dir/"), nullptr);
+  // No suffix: the dot is in the directory, or starts the name, or no name.
+  for (const char* none : {"dir.d/file", ".profile", "dir/", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(Suffix(none), nullptr) << (none ? none : "null");
+  }
 }
 
-TEST(DirectoryPartsTest, StripBasenameAddSlashDirname) {
-  EXPECT_EQ(StripBasename("a/b/c"), "a/b/");
-  EXPECT_EQ(StripBasename("/c"), "/");
-  EXPECT_EQ(StripBasename("c"), "");
-  EXPECT_EQ(StripBasename(nullptr), "");
-  EXPECT_EQ(AddSlash("a"), "a/");
-  EXPECT_EQ(AddSlash("a/"), "a/");
-  EXPECT_EQ(AddSlash(""), "");
-  EXPECT_EQ(Dirname("a/b"), "a");
-  EXPECT_EQ(Dirname("a/b/"), "a/b");
-  EXPECT_EQ(Dirname("/a"), "/");
-  EXPECT_EQ(Dirname("//a"), "/");
-  EXPECT_EQ(Dirname("a//b"), "a");
-  EXPECT_EQ(Dirname("a"), "");
-  EXPECT_EQ(Dirname(""), "");
-}
-
-TEST(CanonicalizeTest, JoinsTheWorkingDirectory) {
+TEST(PathTest, CanonicalizeJoinsTheWorkingDirectory) {
   char cwd[4096];
   ASSERT_NE(getcwd(cwd, sizeof(cwd)), nullptr);
   EXPECT_EQ(CanonicalizeFileName("x/./y/../z"), CleanPath(std::string(cwd) + "/x/z"));
   EXPECT_EQ(CanonicalizeFileName("/a//b/"), "/a/b");
   EXPECT_EQ(CanonicalizeFileName(""), "");
   EXPECT_EQ(CanonicalizeFileName(nullptr), "");
-
   vector<::string> names{"/a/../b", "/c/"};
   CanonicalizeFileNameList(&names, names);  // may alias
   EXPECT_EQ(names, (vector<::string>{"/b", "/c"}));
 }
 
-TEST(ConstructFullFileNameTest, JoinsPartsSuffixAndShards) {
+TEST(PathTest, ConstructFullFileNameAndRemoveHosts) {
   EXPECT_EQ(ConstructFullFileName("/d", {"a", "b"}, "txt", 3), "/d/a/b.txt@3");
   EXPECT_EQ(ConstructFullFileName("/d/", {"a/", "./b"}, ".txt", 0), "/d/a/b.txt");
   EXPECT_EQ(ConstructFullFileName("/d", {"/x", "y"}, "", -1), "/x/y@*");
   EXPECT_EQ(ConstructFullFileName("", {"rel"}, "", 0), "rel");
   EXPECT_EQ(ConstructFullFileName("", {}, "txt", 2), "");
-}
 
-TEST(RemoveHostsTest, KeepsThePathInside) {
-  EXPECT_EQ(RemoveHosts("/remote/m7/a/b"), "/a/b");
-  EXPECT_EQ(RemoveHosts("/wicket/m7:80/a"), "/a");
-  EXPECT_EQ(RemoveHosts("/rep/east/a"), "/a");
-  EXPECT_EQ(RemoveHosts("/rep/east"), "/");
-  EXPECT_EQ(RemoveHosts("/cache/x"), "/cache/x");     // no host or cell
-  EXPECT_EQ(RemoveHosts("/remote/bad host/a"), "/remote/bad host/a");
-  EXPECT_EQ(RemoveHosts("/plain/a"), "/plain/a");
+  const Case hosts[] = {
+      {"/remote/m7/a/b", "/a/b"}, {"/wicket/m7:80/a", "/a"}, {"/rep/east/a", "/a"},
+      {"/rep/east", "/"},  // keeping the path inside; unchanged without a host or cell:
+      {"/cache/x", "/cache/x"}, {"/remote/bad host/a", "/remote/bad host/a"},
+      {"/plain/a", "/plain/a"},
+  };
+  for (const auto& [in, out] : hosts) EXPECT_EQ(RemoveHosts(in.c_str()), out) << in;
   EXPECT_TRUE(IsReplicatedFileName("/rep/east/a"));
   EXPECT_FALSE(IsReplicatedFileName("/remote/m7/a"));
   EXPECT_FALSE(IsReplicatedFileName(nullptr));
@@ -113,20 +97,19 @@ TEST(DatadirTest, InitAndRewrite) {
   EXPECT_EQ(RewriteDatadir(nullptr), "");
 
   const char* base = getenv("PQ_TEST_TMP");
-  std::string root = base != nullptr && *base ? base : "/tmp";
-  mkdir(root.c_str(), 0755);
-  std::string templ = root + "/datadir_test.XXXXXX";
+  std::string templ = base != nullptr && *base ? base : "/tmp";
+  mkdir(templ.c_str(), 0755);
+  templ += "/datadir_test.XXXXXX";
   ASSERT_NE(mkdtemp(templ.data()), nullptr);
   const std::string dir = CanonicalizeFileName(templ.c_str());
 
   InitWithDatadirFrom(dir.c_str());
   EXPECT_TRUE(InitCalled());
   EXPECT_EQ(Datadir(), dir);
-  EXPECT_EQ(RewriteDatadir("$DATADIR/a/b"), dir + "/a/b");
-  EXPECT_EQ(RewriteDatadir("/datadir/a"), dir + "/a");
-  EXPECT_EQ(RewriteDatadir("$DATADIR"), dir);
-  EXPECT_EQ(RewriteDatadir("$DATADIRX/a"), "$DATADIRX/a");
-  EXPECT_EQ(RewriteDatadir("/data/a"), "/data/a");
+  const Case rewrites[] = {{"$DATADIR/a/b", dir + "/a/b"}, {"/datadir/a", dir + "/a"},
+                           {"$DATADIR", dir}, {"$DATADIRX/a", "$DATADIRX/a"},
+                           {"/data/a", "/data/a"}};
+  for (const auto& [in, out] : rewrites) EXPECT_EQ(RewriteDatadir(in.c_str()), out) << in;
 
   // A file (such as a program's path) gives its directory.
   InitWithDatadirFrom((dir + "/program").c_str());

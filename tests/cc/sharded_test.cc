@@ -13,23 +13,20 @@
 namespace file_base {
 namespace {
 
-TEST(ShardedNamesTest, GenerateOneName) {
+TEST(ShardedNamesTest, GenerateNamesAndSets) {
   EXPECT_EQ(GenerateShardedFilename("a/b", 0, 3), "a/b-00000-of-00003");
   EXPECT_EQ(GenerateShardedFilename("b", 99999, 100000), "b-099999-of-100000");
   EXPECT_EQ(GenerateShardedFilename("b", 7, 123456), "b-000007-of-123456");
-  EXPECT_EQ(GenerateShardedFilename("b", 3, 3), "");
-  EXPECT_EQ(GenerateShardedFilename("b", -1, 3), "");
-  EXPECT_EQ(GenerateShardedFilename("b", 0, 0), "");
-}
+  for (auto [shard, count] : {std::pair{3, 3}, {-1, 3}, {0, 0}}) {
+    EXPECT_EQ(GenerateShardedFilename("b", shard, count), "") << shard << " of " << count;
+  }
 
-TEST(ShardedNamesTest, GenerateTheSet) {
   vector<::string> names{"stale"};
   ASSERT_TRUE(GenerateShardedFilenames("dir/x@3", &names));
   EXPECT_EQ(names, (vector<::string>{"dir/x-00000-of-00003", "dir/x-00001-of-00003",
                                      "dir/x-00002-of-00003"}));
   ASSERT_TRUE(GenerateShardedFilenames("user@host@2", &names));  // the last "@" counts
   EXPECT_EQ(names[1], "user@host-00001-of-00002");
-
   for (const char* not_a_set : {"x", "x@0", "x@-1", "x@*", "x@", "@3", "dir/@3", "x@3/y", "x@3a",
                                 "x@ 3", "x@99999999999", "x@2000000"}) {
     names = {"stale"};
@@ -60,19 +57,17 @@ TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
 
 TEST(ShardedNamesTest, TakeAShardNameApart) {
   int shard = -1, count = -1, digits = -1;
-  const char* set = ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits);
-  ASSERT_NE(set, nullptr);
-  EXPECT_STREQ(set, "dir/b@3");
+  EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits),
+               "dir/b@3");
   EXPECT_EQ(shard, 1);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(digits, 5);
-  EXPECT_STREQ(ShardedBasenameWithNumShards("b-000007-of-123456", nullptr, nullptr, nullptr),
-               "b@123456");
   // The result round-trips through the set expansion.
   vector<::string> names;
-  ASSERT_TRUE(GenerateShardedFilenames(
-      ShardedBasenameWithNumShards("x.y-00004-of-00010", nullptr, nullptr, nullptr), &names));
-  EXPECT_EQ(names[4], "x.y-00004-of-00010");
+  const char* set = ShardedBasenameWithNumShards("x.y-000004-of-100010", nullptr, nullptr, nullptr);
+  ASSERT_NE(set, nullptr);
+  ASSERT_TRUE(GenerateShardedFilenames(set, &names));
+  EXPECT_EQ(names[4], "x.y-000004-of-100010");
 
   shard = count = digits = -1;
   for (const char* not_a_shard : {"b-0001-of-00003", "b-00003-of-00003", "b-00001-of-00000",
@@ -86,23 +81,18 @@ TEST(ShardedNamesTest, TakeAShardNameApart) {
   EXPECT_EQ(ShardedBasenameWithNumShards(nullptr, &shard, &count, &digits), nullptr);
 }
 
-class DetectShardsTest : public ::testing::Test {
- protected:
-  void TearDown() override { SetShardMatchFunction(nullptr); }
+// Installs a matcher over a fixed list of existing names.
+void Existing(vector<::string> names) {
+  SetShardMatchFunction([names](const ::string& pattern, vector<::string>* out) {
+    out->clear();
+    for (const ::string& name : names) {
+      if (file::GlobMatchPath(pattern, name)) out->push_back(name);
+    }
+    return true;
+  });
+}
 
-  // Installs a matcher over a fixed list of existing names.
-  void Existing(vector<::string> names) {
-    SetShardMatchFunction([names](const ::string& pattern, vector<::string>* out) {
-      out->clear();
-      for (const ::string& name : names) {
-        if (file::GlobMatchPath(pattern, name)) out->push_back(name);
-      }
-      return true;
-    });
-  }
-};
-
-TEST_F(DetectShardsTest, CountComesFromTheExistingFiles) {
+TEST(DetectShardsTest, CountComesFromTheExistingFiles) {
   Existing({"d/x-00000-of-00004", "d/x-00002-of-00004", "d/xy-00000-of-00002", "d/x-1-of-2"});
   for (const char* set_name : {"d/x", "d/x@*", "d/x@4"}) {
     int count = 0;
@@ -114,28 +104,27 @@ TEST_F(DetectShardsTest, CountComesFromTheExistingFiles) {
   EXPECT_FALSE(DetectNumberOfShards("d/none", &count));
   EXPECT_EQ(count, 77);
   EXPECT_TRUE(DetectNumberOfShards("d/xy", nullptr));
-}
 
-TEST_F(DetectShardsTest, DisagreeingCountsOrFailedSearchGiveFalse) {
+  // Disagreeing counts, or a failed search, give false.
   Existing({"x-00000-of-00002", "x-00000-of-00003"});
-  int count = 0;
   EXPECT_FALSE(DetectNumberOfShards("x@*", &count));
   EXPECT_TRUE(DetectNumberOfShards("x@3", &count));  // the pattern for 3 sees only that set
   EXPECT_EQ(count, 3);
   SetShardMatchFunction([](const ::string&, vector<::string>*) { return false; });
   EXPECT_FALSE(DetectNumberOfShards("x@*", &count));
+  SetShardMatchFunction(nullptr);
 }
 
-TEST_F(DetectShardsTest, DefaultSearchesTheLocalDisk) {
+TEST(DetectShardsTest, DefaultSearchesTheLocalDisk) {
+  SetShardMatchFunction(nullptr);
   const char* base = getenv("PQ_TEST_TMP");
-  std::string root = base != nullptr && *base ? base : "/tmp";
-  mkdir(root.c_str(), 0755);
-  std::string dir = root + "/sharded_test.XXXXXX";
+  std::string dir = base != nullptr && *base ? base : "/tmp";
+  mkdir(dir.c_str(), 0755);
+  dir += "/sharded_test.XXXXXX";
   ASSERT_NE(mkdtemp(dir.data()), nullptr);
   vector<::string> names;
   ASSERT_TRUE(GenerateShardedFilenames(dir + "/part@2", &names));
   for (const ::string& name : names) std::ofstream(name).put('x');
-
   int count = 0;
   EXPECT_TRUE(DetectNumberOfShards(dir + "/part@*", &count));
   EXPECT_EQ(count, 2);

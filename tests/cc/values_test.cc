@@ -6,14 +6,13 @@
 
 #include <climits>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "file/base/errors.h"
-#include "file/base/file_attributes.h"
 #include "file/base/file_open_options.h"
 #include "file/base/filestat.h"
 #include "file/base/fileversion.h"
@@ -22,52 +21,16 @@
 
 namespace {
 
-TEST(ErrorCodesTest, EveryCodeHasItsOwnText) {
-  std::set<std::string> texts;
-  for (int code = file::OK; code <= file::MAX_ERROR_CODE; ++code) {
-    texts.insert(file::ErrorToString(code));
-  }
-  EXPECT_EQ(texts.size(), static_cast<size_t>(file::MAX_ERROR_CODE + 1));
+// That every code has its own text is checked in tests/python/test_records.py.
+TEST(ErrorCodesTest, TextsAndErrorSpace) {
   EXPECT_EQ(file::ErrorToString(file::OK), "ok");
   EXPECT_EQ(file::ErrorToString(file::ERROR_NOT_FOUND), "not found");
   EXPECT_EQ(file::ErrorToString(file::ERROR_PAST_EOF), "past end of file");
-  EXPECT_EQ(file::ErrorToString(file::ERROR_TEMPORARY), "temporary error");
-}
-
-TEST(ErrorCodesTest, OutOfRangeCodesAreNamedByNumber) {
+  // Out-of-range codes are named by number.
   EXPECT_EQ(file::ErrorToString(file::MAX_ERROR_CODE + 1), "unknown error code 14");
   EXPECT_EQ(file::ErrorToString(-1), "unknown error code -1");
   EXPECT_EQ(file::ErrorToString(INT_MIN), "unknown error code " + std::to_string(INT_MIN));
-}
 
-TEST(ErrorCodesTest, TranslateFromErrno) {
-  const std::pair<int, int> expected[] = {
-      {0, file::OK},
-      {ENOENT, file::ERROR_NOT_FOUND},
-      {EEXIST, file::ERROR_ALREADY_EXISTS},
-      {EACCES, file::ERROR_PERMISSION_DENIED},
-      {EPERM, file::ERROR_PERMISSION_DENIED},
-      {ENOTDIR, file::ERROR_WRONG_TYPE},
-      {ENOTEMPTY, file::ERROR_NOT_EMPTY},
-      {ENOSPC, file::ERROR_NO_SPACE},
-      {EFBIG, file::ERROR_NO_SPACE},
-      {EAGAIN, file::ERROR_TEMPORARY},
-      {EINTR, file::ERROR_TEMPORARY},
-      {ETIMEDOUT, file::ERROR_DEADLINE_EXCEEDED},
-      {EINVAL, file::ERROR_INVALID_ARGUMENT},
-      {ENOSYS, file::ERROR_UNIMPLEMENTED},
-      {EXDEV, file::ERROR_UNIMPLEMENTED},
-      {EIO, file::INTERNAL_ERROR},
-      {EPROTO, file::ERROR_UNKNOWN},
-      {-ENOENT, file::ERROR_UNKNOWN},
-      {123456, file::ERROR_UNKNOWN},
-  };
-  for (const auto& [errno_value, code] : expected) {
-    EXPECT_EQ(file::TranslateFromErrno(errno_value), code) << "errno " << errno_value;
-  }
-}
-
-TEST(ErrorCodesTest, ErrorSpaceIsOneNamedObject) {
   util::ErrorSpace* space = file::ErrorSpace();
   ASSERT_NE(space, nullptr);
   EXPECT_EQ(space, file::ErrorSpace());
@@ -76,7 +39,24 @@ TEST(ErrorCodesTest, ErrorSpaceIsOneNamedObject) {
   EXPECT_EQ(space->String(99), "unknown error code 99");
 }
 
-TEST(StatusTest, ToString) {
+TEST(ErrorCodesTest, TranslateFromErrno) {
+  const std::pair<int, int> expected[] = {
+      {0, file::OK}, {ENOENT, file::ERROR_NOT_FOUND}, {EEXIST, file::ERROR_ALREADY_EXISTS},
+      {EACCES, file::ERROR_PERMISSION_DENIED}, {EPERM, file::ERROR_PERMISSION_DENIED},
+      {ENOTDIR, file::ERROR_WRONG_TYPE}, {ENOTEMPTY, file::ERROR_NOT_EMPTY},
+      {ENOSPC, file::ERROR_NO_SPACE}, {EFBIG, file::ERROR_NO_SPACE},
+      {EAGAIN, file::ERROR_TEMPORARY}, {EINTR, file::ERROR_TEMPORARY},
+      {ETIMEDOUT, file::ERROR_DEADLINE_EXCEEDED}, {EINVAL, file::ERROR_INVALID_ARGUMENT},
+      {ENOSYS, file::ERROR_UNIMPLEMENTED}, {EXDEV, file::ERROR_UNIMPLEMENTED},
+      {EIO, file::INTERNAL_ERROR}, {EPROTO, file::ERROR_UNKNOWN},
+      {-ENOENT, file::ERROR_UNKNOWN}, {123456, file::ERROR_UNKNOWN},
+  };
+  for (const auto& [errno_value, code] : expected) {
+    EXPECT_EQ(file::TranslateFromErrno(errno_value), code) << "errno " << errno_value;
+  }
+}
+
+TEST(StatusTest, ToStringAndWallTime) {
   EXPECT_EQ(util::Status().ToString(), "OK");
   util::Status ok(file::ErrorSpace(), 0, "dropped");
   EXPECT_TRUE(ok.ok());
@@ -86,24 +66,17 @@ TEST(StatusTest, ToString) {
   EXPECT_FALSE(missing.ok());
   EXPECT_EQ(missing.ToString(), "file::not found: /x/y");
   EXPECT_EQ(util::Status(nullptr, 7, "m").ToString(), "unknown space::code 7: m");
-}
 
-TEST(WallTimeTest, NowIsTheEpochClock) {
-  WallTime now = WallTime_Now();
+  WallTime now = WallTime_Now();  // the epoch clock
   EXPECT_NEAR(now, static_cast<double>(::time(nullptr)), 2.0);
   EXPECT_LE(now, WallTime_Now());
 }
 
-// --- FileVersion -------------------------------------------------------------
-
-TEST(FileVersionTest, TextForm) {
+TEST(FileVersionTest, TextFormRoundTripsExtremes) {
   EXPECT_EQ(FileVersion(1700000000000000LL, 0xdeadbeefULL).ToString(),
             "v1700000000000000.00000000deadbeef");
   EXPECT_EQ(FileVersion().ToString(), "v0.0000000000000000");
   EXPECT_EQ(FileVersion(-5, ~0ULL).ToString(), "v-5.ffffffffffffffff");
-}
-
-TEST(FileVersionTest, RoundTripsExtremes) {
   const FileVersion versions[] = {
       {0, 0}, {1, 1}, {-1, 0}, {LLONG_MIN, 0}, {LLONG_MAX, ~0ULL}, {42, 1ULL << 63},
   };
@@ -117,23 +90,11 @@ TEST(FileVersionTest, RoundTripsExtremes) {
 
 TEST(FileVersionTest, RejectsAnythingButTheCanonicalText) {
   const char* const rejected[] = {
-      "",
-      "v",
-      "v1",
-      "v1.",
-      "1.0000000000000001",
-      "v1.000000000000001",    // 15 hex digits
-      "v1.00000000000000001",  // 17 hex digits
-      "v01.0000000000000001",  // leading zero
-      "v-0.0000000000000001",
-      "v+1.0000000000000001",
-      "v1.00000000DEADBEEF",  // upper case
-      "v1.0x00000000000001",
-      "v1.0000000000000001x",  // trailing junk
-      "v1.0000000000000001.0000000000000001",
-      "v1.2.0000000000000001",
-      "v9223372036854775808.0000000000000000",   // time overflows
-      "v-9223372036854775809.0000000000000000",  // time underflows
+      "", "v", "v1", "v1.", "1.0000000000000001", "v1.000000000000001", "v1.00000000000000001",
+      "v01.0000000000000001", "v-0.0000000000000001", "v+1.0000000000000001",
+      "v1.00000000DEADBEEF", "v1.0x00000000000001", "v1.0000000000000001x",
+      "v1.0000000000000001.0000000000000001", "v1.2.0000000000000001",
+      "v9223372036854775808.0000000000000000", "v-9223372036854775809.0000000000000000",
   };
   for (const char* text : rejected) {
     FileVersion target(3, 4);
@@ -145,68 +106,50 @@ TEST(FileVersionTest, RejectsAnythingButTheCanonicalText) {
   EXPECT_FALSE(FileVersion::FromString(nullptr, "v1.0000000000000001"));
 }
 
-TEST(FileVersionTest, OrdersTimeSignedThenCreatorUnsigned) {
-  EXPECT_EQ(FileVersion::cmp(FileVersion(-1, 0), FileVersion(0, 0)), -1);
-  EXPECT_EQ(FileVersion::cmp(FileVersion(5, 1ULL << 63), FileVersion(5, 1)), 1);
-  EXPECT_EQ(FileVersion::cmp(FileVersion(1, 0), FileVersion(0, ~0ULL)), 1);
-  EXPECT_EQ(FileVersion::cmp(FileVersion(9, 9), FileVersion(9, 9)), 0);
-  EXPECT_TRUE(FileVersion(LLONG_MIN, ~0ULL) < FileVersion(0, 0));
-  EXPECT_TRUE(FileVersion(2, 3) <= FileVersion(2, 3));
-  EXPECT_TRUE(FileVersion(2, 4) >= FileVersion(2, 3));
-  EXPECT_TRUE(FileVersion(2, 4) != FileVersion(2, 3));
-  EXPECT_FALSE(FileVersion(2, 4) > FileVersion(3, 0));
+// Time compares signed, then the creator unsigned.
+TEST(FileVersionTest, Orders) {
+  const FileVersion ascending[] = {{LLONG_MIN, ~0ULL}, {-1, 0}, {0, 0}, {0, ~0ULL},
+                                   {1, 0},             {5, 1},  {5, 1ULL << 63}};
+  for (int i = 0; i < 7; ++i) {
+    for (int j = 0; j < 7; ++j) {
+      const FileVersion &a = ascending[i], &b = ascending[j];
+      EXPECT_EQ(FileVersion::cmp(a, b), (i > j) - (i < j)) << i << " " << j;
+      EXPECT_EQ(std::make_tuple(a < b, a <= b, a > b, a >= b, a == b, a != b),
+                std::make_tuple(i < j, i <= j, i > j, i >= j, i == j, i != j)) << i << " " << j;
+    }
+  }
 }
 
-// --- FileStat, FileProperties, FileOpenOptions --------------------------------
-
-void ExpectDefaultStat(const FileStat& st) {
-  EXPECT_EQ(st.length, -1);
-  EXPECT_EQ(st.mtime, 0);
-  EXPECT_EQ(st.attributes.attr, 0u);
-  EXPECT_EQ(st.mode, 0u);
-  EXPECT_EQ(st.owner, "");
-  EXPECT_EQ(st.group, "");
-  EXPECT_EQ(st.data_members, -1);
-  EXPECT_EQ(st.code_members, -1);
-  EXPECT_EQ(st.encoding, "");
-  EXPECT_EQ(st.identifier, 0);
-  EXPECT_TRUE(st.properties.empty());
+auto Fields(const FileStat& s) {
+  return std::make_tuple(s.length, s.mtime, s.attributes.attr, s.mode, s.owner, s.group,
+                         s.data_members, s.code_members, s.encoding, s.identifier,
+                         s.properties.empty());
 }
 
-TEST(FileStatTest, ClearRestoresEveryDefault) {
+TEST(FileStatTest, ClearRestoresEveryDefaultAndIsDirectoryLooksAtTheType) {
+  const auto defaults = std::make_tuple(int64{-1}, 0L, 0u, 0u, ::string(), ::string(), -1, -1,
+                                        ::string(), int64{0}, true);
   FileStat st;
-  ExpectDefaultStat(st);
-  st.length = 10;
-  st.mtime = 20;
-  st.attributes.attr = Attr_t::FROZEN;
-  st.mode = S_IFDIR | 0755;
-  st.owner = ::string("a\0b", 3);
-  st.group = "g";
-  st.data_members = 3;
-  st.code_members = 4;
-  st.encoding = "e";
-  st.identifier = 99;
+  EXPECT_EQ(Fields(st), defaults);
+  st = FileStat{10, 20, Attr_t(Attr_t::FROZEN), S_IFDIR | 0755, ::string("a\0b", 3), "g", 3, 4,
+                "e", 99, {}};
   st.properties.Set("k", "v");
   FileStat copy(st);
-  EXPECT_EQ(copy.owner.size(), 3u);
+  EXPECT_EQ(Fields(copy), Fields(st));
   EXPECT_TRUE(copy.properties == st.properties);
   st.Clear();
-  ExpectDefaultStat(st);
+  EXPECT_EQ(Fields(st), defaults);
   EXPECT_EQ(copy.identifier, 99);  // the copy is independent
+
+  const std::pair<uint32, bool> modes[] = {
+      {0u, false}, {S_IFDIR | 0700u, true}, {S_IFREG | 0777u, false}, {S_IFSOCK | 0777u, false}};
+  for (auto [mode, is_dir] : modes) {
+    st.mode = mode;  // a socket shares the directory bit, yet is no directory
+    EXPECT_EQ(st.IsDirectory(), is_dir) << std::oct << mode;
+  }
 }
 
-TEST(FileStatTest, IsDirectoryLooksAtTheFileType) {
-  FileStat st;
-  EXPECT_FALSE(st.IsDirectory());
-  st.mode = S_IFDIR | 0700;
-  EXPECT_TRUE(st.IsDirectory());
-  st.mode = S_IFREG | 0777;
-  EXPECT_FALSE(st.IsDirectory());
-  st.mode = S_IFSOCK | 0777;  // shares the directory bit, yet is no directory
-  EXPECT_FALSE(st.IsDirectory());
-}
-
-TEST(FilePropertiesTest, Get) {
+TEST(FilePropertiesTest, GetAndOpenOptionTextsAreCopied) {
   file::FileProperties p;
   ::string value = "untouched";
   EXPECT_FALSE(p.Get("replicas", &value));
@@ -215,16 +158,13 @@ TEST(FilePropertiesTest, Get) {
   EXPECT_TRUE(p.Get("replicas", &value));
   EXPECT_EQ(value, "3");
   EXPECT_TRUE(p.Get("replicas", nullptr));
-}
 
-TEST(FileOpenOptionsTest, TextsAreCopied) {
   FileOpenOptions o;
   char group[] = "staff";
   char role[] = "reader";
   o.set_group(group);
   o.set_requested_role(role);
-  group[0] = 'X';
-  role[0] = 'X';
+  group[0] = role[0] = 'X';
   EXPECT_STREQ(o.group(), "staff");
   EXPECT_STREQ(o.requested_role(), "reader");
   o.set_group("");
@@ -232,12 +172,6 @@ TEST(FileOpenOptionsTest, TextsAreCopied) {
   o.set_group(nullptr);
   EXPECT_EQ(o.group(), nullptr);
 }
-
-TEST(FileAttributesTest, ProcessWideStoreExistsFromTheStart) {
-  EXPECT_NE(file_attributes, nullptr);
-}
-
-// --- Logging -----------------------------------------------------------------
 
 // Local date and time with microseconds, as every record carries it.
 const std::string kTimestamp = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6} ";
@@ -248,9 +182,7 @@ TEST(LoggingTest, OneLinePerRecord) {
   LogMessage("dir/some_file.cc", 42, logging::ERROR).stream() << "hello " << 7;
   LogMessage("a.cc", 1, -3).stream() << "ends with newline\n";
   LogMessage("b.cc", 2, logging::WARNING).stream();
-  std::string output = testing::internal::GetCapturedStderr();
-
-  std::istringstream lines(output);
+  std::istringstream lines(testing::internal::GetCapturedStderr());
   std::string line;
   ASSERT_TRUE(std::getline(lines, line));
   EXPECT_TRUE(std::regex_match(line, std::regex("E " + kTimestamp +
@@ -260,14 +192,12 @@ TEST(LoggingTest, OneLinePerRecord) {
   EXPECT_EQ(line.substr(0, 2), "I ");  // negative severities clamp to INFO
   EXPECT_NE(line.find(" a.cc:1] ends with newline"), std::string::npos) << line;
   ASSERT_TRUE(std::getline(lines, line));
-  EXPECT_TRUE(std::regex_match(line, std::regex(kRecordPattern + "b\\.cc:2\\] ")))
-      << line;
+  EXPECT_TRUE(std::regex_match(line, std::regex(kRecordPattern + "b\\.cc:2\\] "))) << line;
   EXPECT_FALSE(std::getline(lines, line)) << "unexpected extra line: " << line;
 }
 
 TEST(LoggingTest, ConcurrentRecordsDoNotInterleave) {
-  constexpr int kThreads = 4;
-  constexpr int kRecords = 200;
+  constexpr int kThreads = 4, kRecords = 200;
   testing::internal::CaptureStderr();
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
@@ -278,14 +208,11 @@ TEST(LoggingTest, ConcurrentRecordsDoNotInterleave) {
     });
   }
   for (auto& thread : threads) thread.join();
-  std::string output = testing::internal::GetCapturedStderr();
+  std::istringstream lines(testing::internal::GetCapturedStderr());
   std::regex record(kRecordPattern + "t\\.cc:([0-9])\\] ([a-z])\\2{99} end");
-  std::istringstream lines(output);
   std::string line;
   int count = 0;
-  while (std::getline(lines, line)) {
-    ++count;
-    std::smatch m;
+  for (std::smatch m; std::getline(lines, line); ++count) {
     ASSERT_TRUE(std::regex_match(line, m, record)) << line;
     EXPECT_EQ(m[2].str()[0] - 'a', std::stoi(m[1].str()));
   }
@@ -301,6 +228,5 @@ TEST(LoggingDeathTest, FatalRecordIsWrittenThenAborts) {
   // Severities above FATAL are clamped to it.
   EXPECT_DEATH(LogMessage("z.cc", 3, 9).stream() << "too severe", "F .* z\\.cc:3\\] too severe");
 }
-
 
 }  // namespace

@@ -1,13 +1,14 @@
 """Runs File test cases once in a local scratch directory and once under /mem/.
 
 A group of cases derives from FileCases and is decorated with
-@on_each_file_system; the decorator adds one TestCase class per file system
-to the group's module (the group itself is not a TestCase, so it is not
-collected on its own).
+@on_each_file_system, which adds one TestCase class per file system to the
+group's module (the group itself is not a TestCase, so it is not collected).
 """
 import itertools
 import os
+import re
 import shutil
+import signal
 import sys
 
 import pqtest
@@ -16,27 +17,20 @@ from pqtest import m
 _serial = itertools.count()
 
 
-class LocalRoot(object):
-    label = 'Local'
-
-    def make_root(self):
-        return pqtest.scratch_dir('pqfile') + '/'
-
-    def remove_root(self, root):
-        shutil.rmtree(root, ignore_errors=True)
+def attr(bits):
+    return m.new_Attr_t(bits)
 
 
-class MemRoot(object):
-    label = 'Mem'
+def _mem_root():
+    root = '/mem/pqtest-%d-%d/' % (os.getpid(), next(_serial))
+    if m.File_RecursivelyCreateDir(root, 0o755) != 1:
+        raise AssertionError('cannot create ' + root)
+    return root
 
-    def make_root(self):
-        root = '/mem/pqtest-%d-%d/' % (os.getpid(), next(_serial))
-        if m.File_RecursivelyCreateDir(root, 0o755) != 1:
-            raise AssertionError('cannot create ' + root)
-        return root
 
-    def remove_root(self, root):
-        m.File_DeleteRecursively(root)
+# (label, makes a fresh root directory name ending in '/', removes it)
+_ROOTS = (('Local', lambda: pqtest.scratch_dir('pqfile') + '/', lambda root: shutil.rmtree(root, True)),
+          ('Mem', _mem_root, m.File_DeleteRecursively))
 
 
 class FileCases(object):
@@ -65,6 +59,34 @@ class FileCases(object):
         self.addCleanup(m.delete_File, f)  # closes it first if still open
         return f
 
+    def mode_of(self, name):
+        return m.FileStat_mode_get(m.File_Stat(self.path(name))) & 0o777
+
+
+def assert_results(case, values, expected, kind=int):
+    """Every value has exactly the type kind (int results must not come back as long)."""
+    case.assertEqual([(type(v), v) for v in values], [(kind, e) for e in expected])
+
+
+def assert_dies(case, call, text, line=None):
+    """call, run in a fresh interpreter, aborts with a fatal record starting with text.
+
+    Records logged from the header's fixed line carry exactly text."""
+    status, out, err = pqtest.run_python('import _file_base_pyquarry as m\n%s\nprint "survived"' % call)
+    case.assertEqual(status, -signal.SIGABRT, err)
+    case.assertNotIn('survived', out)
+    where, end = (r' file/base/file\.h:%d' % line, '$') if line else ('', '')
+    case.assertTrue(re.search(r'^F.*%s\] %s%s' % (where, re.escape(text), end), err, re.M), err)
+
+
+def awaited(case, call):
+    """call(watcher)'s result and the error code its completion reported."""
+    w = m.new_AsyncIOWatcher()
+    case.addCleanup(m.delete_AsyncIOWatcher, w)
+    result = call(w)
+    m.AsyncIOWatcher_Wait(w)
+    return result, m.AsyncIOWatcher_Error(w)
+
 
 def scratch_dir(case):
     """A fresh local directory removed when the test case ends."""
@@ -75,7 +97,9 @@ def scratch_dir(case):
 
 def on_each_file_system(cases):
     module = sys.modules[cases.__module__]
-    for root in (LocalRoot, MemRoot):
-        name = cases.__name__ + root.label
-        setattr(module, name, type(name, (root, cases, pqtest.TestCase), {'__module__': cases.__module__}))
+    for label, make_root, remove_root in _ROOTS:
+        name = cases.__name__ + label
+        setattr(module, name, type(name, (cases, pqtest.TestCase), {
+            '__module__': cases.__module__, 'make_root': staticmethod(make_root),
+            'remove_root': staticmethod(remove_root)}))
     return cases

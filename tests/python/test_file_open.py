@@ -3,99 +3,70 @@
 A File proxy class is registered here, so handles come back as proxy
 instances whose thisown tells who owns them.
 """
-import re
-import signal
-
 import file_roots
 import pqtest
+from file_roots import assert_dies, assert_results, attr, awaited
 from pqtest import m
 
 FileProxy = pqtest.register_proxy('File')
-
-
-def attr(bits):
-    return m.new_Attr_t(bits)
-
-
 DEFAULT_MODE = 0x7fffffff
+NAME_LIST = 'vector<::string> expected'
 
 
 @file_roots.on_each_file_system
 class SingleOpenTest(file_roots.FileCases):
-    def assertUnowned(self, f):
-        self.assertIsInstance(f, FileProxy)
-        self.assertIs(f.thisown, 0)
-
-    def test_missing_file_for_reading_is_none(self):
-        missing = self.path('missing')
-        self.assertIs(m.File_Open(missing, 'r'), None)
-        self.assertIs(m.File_OpenLocked(missing, 'r', None), None)
-        self.assertIs(m.File_OpenWithAttr(missing, 'r', attr(0)), None)
-        self.assertIs(m.File_OpenFullySpecified(missing, 'r', attr(0), DEFAULT_MODE, 'root'), None)
-        self.assertIs(m.File_OpenWithOptions(missing, 'r', m.new_FileOpenOptions()), None)
+    def test_every_single_open_hands_out_an_unowned_handle_or_none(self):
+        name, missing = self.put('a', 'abc'), self.path('missing')
+        opens = [lambda n: m.File_Open(n, 'r'), lambda n: m.File_OpenLocked(n, 'r', None),
+                 lambda n: m.File_OpenWithOptions(n, 'r', m.new_FileOpenOptions()),
+                 lambda n: m.File_OpenWithAttr(n, 'r', attr(0)),
+                 lambda n: m.File_OpenFullySpecified(n, 'r', attr(0), DEFAULT_MODE, 'root'),
+                 lambda n: m.File_OpenFullySpecifiedLocked(n, 'r', attr(0), DEFAULT_MODE, 'root', None)]
+        for i, open_ in enumerate(opens + [
+                lambda n: m.File_OpenOrDie(n, 'r'), lambda n: m.File_OpenWithAttrOrDie(n, 'r', attr(0)),
+                lambda n: m.File_OpenFullySpecifiedOrDie(n, 'r', attr(0), DEFAULT_MODE, 'root'),
+                m.File_OpenForAppend, m.File_OpenForAppendOrDie, lambda n: m.File_OpenToCheckpointOrDie(n, 'r', None),
+                lambda n: m.File_OpenOrDieForWriting(n, 'a', None, 0, None)]):
+            f = open_(name)
+            self.assertIsInstance(f, FileProxy)
+            self.assertEqual((f.thisown, m.File_CreateFileName(f), m.File_Close(f)), (0, name, 1), i)
+        self.assertEqual(self.contents('a'), 'abc')
+        self.assertEqual([open_(missing) for open_ in opens], [None] * len(opens))
         self.assertEqual(m.File_Exists(missing), 0)
 
-    def test_every_single_open_hands_out_an_unowned_handle(self):
-        self.put('a', 'abc')
-        name = self.path('a')
-        opens = [
-            lambda: m.File_Open(name, 'r'),
-            lambda: m.File_OpenLocked(name, 'r', None),
-            lambda: m.File_OpenWithOptions(name, 'r', m.new_FileOpenOptions()),
-            lambda: m.File_OpenWithAttr(name, 'r', attr(0)),
-            lambda: m.File_OpenFullySpecified(name, 'r', attr(0), DEFAULT_MODE, 'root'),
-            lambda: m.File_OpenFullySpecifiedLocked(name, 'r', attr(0), DEFAULT_MODE, 'root', None),
-            lambda: m.File_OpenOrDie(name, 'r'),
-            lambda: m.File_OpenWithAttrOrDie(name, 'r', attr(0)),
-            lambda: m.File_OpenFullySpecifiedOrDie(name, 'r', attr(0), DEFAULT_MODE, 'root'),
-            lambda: m.File_OpenForAppend(name),
-            lambda: m.File_OpenForAppendOrDie(name),
-            lambda: m.File_OpenToCheckpointOrDie(name, 'r', None),
-            lambda: m.File_OpenOrDieForWriting(name, 'a', None, 0, None),
-        ]
-        for i, open_ in enumerate(opens):
-            f = open_()
-            self.assertUnowned(f)
-            self.assertEqual(m.File_CreateFileName(f), name, i)
-            self.assertIntResult(m.File_Close(f), 1)
-        self.assertEqual(self.contents('a'), 'abc')
-
-    def test_write_modes_reach_the_file(self):
-        f = m.File_Open(self.path('w'), 'w')
+    def test_writes_reach_the_file_with_the_asked_permissions(self):
+        f = m.File_OpenFullySpecified(self.path('w'), 'w', attr(0), 0o600, 'root')
         self.assertLongResult(m.File_WriteString(f, 'one\0'), 4)
         m.File_Close(f)
         f = m.File_OpenForAppend(self.path('w'))
         m.File_WriteString(f, 'two')
         m.File_Close(f)
-        self.assertEqual(self.contents('w'), 'one\0two')
-
-    def test_permissions_pass_through_as_unsigned(self):
-        f = m.File_OpenFullySpecified(self.path('p'), 'w', attr(0), 0o600, 'root')
-        self.assertUnowned(f)
-        m.File_Close(f)
-        self.assertEqual(m.FileStat_mode_get(m.File_Stat(self.path('p'))) & 0o777, 0o600)
+        self.assertEqual((self.contents('w'), self.mode_of('w')), ('one\0two', 0o600))
 
     def test_frozen_attribute_forbids_later_writes(self):
         f = m.File_OpenWithAttr(self.path('z'), 'w', attr(m.Attr_t_FROZEN))
         m.File_WriteString(f, 'kept')
         m.File_Close(f)
-        self.assertIs(m.File_Open(self.path('z'), 'w'), None)
-        self.assertIs(m.File_OpenFullySpecified(self.path('z'), 'a', attr(0), DEFAULT_MODE, 'root'), None)
+        self.assertEqual([m.File_Open(self.path('z'), 'w'),
+                          m.File_OpenFullySpecified(self.path('z'), 'a', attr(0), DEFAULT_MODE, 'root')], [None, None])
+        f = m.File_CreateWithAttr(self.path('z'), 'w', attr(0))
+        self.assertIntResult(m.File_OpenThis(f), 0)
+        self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
+        m.delete_File(f)
         self.assertEqual(self.contents('z'), 'kept')
 
     def test_argument_errors_come_before_the_library(self):
         name = self.path('never')
-        self.assertTypeError('null reference', m.File_OpenWithAttr, name, 'w', None)
-        self.assertTypeError('null reference', m.File_OpenWithOptions, name, 'w', None)
-        self.assertTypeError('null reference', m.File_CreateWithOptions, name, 'w', None)
+        for call in (m.File_OpenWithAttr, m.File_OpenWithOptions, m.File_CreateWithOptions):
+            self.assertTypeError('null reference', call, name, 'w', None)
         self.assertTypeError('Type error. Got _p_FileStat, expected _p_Attr_t',
                              m.File_OpenFullySpecified, name, 'w', m.new_FileStat(), 0, 'root')
-        self.assertRaises(TypeError, m.File_OpenFullySpecified, name, 'w', attr(0), 'x', 'root')
-        self.assertRaises(TypeError, m.File_OpenFullySpecified, name, 'w', attr(0), 0, None)
-        self.assertRaises(TypeError, m.File_OpenOrDieForWriting, name, 'w', None, 'yes', None)
+        for call, args in ((m.File_OpenFullySpecified, ('w', attr(0), 'x', 'root')),
+                           (m.File_OpenFullySpecified, ('w', attr(0), 0, None)),
+                           (m.File_OpenOrDieForWriting, ('w', None, 'yes', None)), (m.File_Open, ()),
+                           (m.File_Create, (5,)), (m.File_Create, (None,))):
+            self.assertRaises(TypeError, call, name, *args)
         self.assertRaises(TypeError, m.File_Open, name + '\0x', 'w')
-        self.assertRaises(TypeError, m.File_Open, name)
-        self.assertRaises(TypeError, m.File_Create, name, 5)
         self.assertEqual(m.File_Exists(name), 0)
 
 
@@ -103,104 +74,64 @@ class SingleOpenTest(file_roots.FileCases):
 class CreateThenOpenTest(file_roots.FileCases):
     def test_create_is_unopened_until_open_this(self):
         self.put('a', 'data')
-        f = m.File_Create(self.path('a'), 'r')
-        self.assertIs(f.thisown, 0)
-        self.assertIntResult(m.File_OpenThis(f), 1)
+        f, g = m.File_Create(self.path('a'), 'r'), m.File_Create(self.path('b'), 'w')
+        self.assertEqual((f.thisown, g.thisown, m.File_Exists(self.path('b'))), (0, 0, 0))
+        assert_results(self, [m.File_OpenThis(f), m.File_OpenThis(g), m.File_Exists(self.path('b'))], [1, 1, 1])
         self.assertEqual(m.File_ReadToString(f, -1), (4L, 'data'))
-        m.File_Close(f)
+        assert_results(self, [m.File_Close(f), m.File_Close(g)], [1, 1])
 
     def test_failed_open_this_keeps_the_real_error(self):
         f = m.File_Create(self.path('missing'), 'r')
-        self.assertIsNotNone(f)
-        self.assertIntResult(m.File_OpenThis(f), 0)
-        self.assertIntResult(m.File_GetCurrentErrorCode(f), m.ERROR_NOT_FOUND)
+        assert_results(self, [m.File_OpenThis(f), m.File_GetCurrentErrorCode(f)], [0, m.ERROR_NOT_FOUND])
         self.assertIn('missing', m.File_GetCurrentErrorMessage(f))
         self.assertIs(m.delete_File(f), None)
 
     def test_create_forms_pass_attributes_and_options(self):
         options = m.new_FileOpenOptions()
         m.FileOpenOptions_set_permissions(options, 0o640)
-        f = m.File_CreateWithOptions(self.path('o'), 'w', options)
-        self.assertIntResult(m.File_OpenWithOp(f, None), 1)
-        m.File_Close(f)
-        self.assertEqual(m.FileStat_mode_get(m.File_Stat(self.path('o'))) & 0o777, 0o640)
-
-        f = m.File_CreateFullySpecified(self.path('f'), 'w', attr(0), 0o604, 'root')
-        self.assertIntResult(m.File_OpenThis(f), 1)
-        m.File_Close(f)
-        self.assertEqual(m.FileStat_mode_get(m.File_Stat(self.path('f'))) & 0o777, 0o604)
-
-        f = m.File_CreateWithAttr(self.path('z'), 'w', attr(m.Attr_t_FROZEN))
-        self.assertIntResult(m.File_OpenThis(f), 1)
-        m.File_Close(f)
-        f = m.File_CreateWithAttr(self.path('z'), 'w', attr(0))
-        self.assertIntResult(m.File_OpenThis(f), 0)
-        self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
-        m.delete_File(f)
-
-    def test_create_takes_byte_strings(self):
-        self.assertRaises(TypeError, m.File_Create, self.path('b'), None)
-        f = m.File_Create(self.path('b'), 'w')
-        self.assertIntResult(m.File_OpenThis(f), 1)
-        m.File_Close(f)
-        self.assertEqual(m.File_Exists(self.path('b')), 1)
+        made = [m.File_CreateWithOptions(self.path('o'), 'w', options),
+                m.File_CreateFullySpecified(self.path('f'), 'w', attr(0), 0o604, 'root'),
+                m.File_CreateWithAttr(self.path('z'), 'w', attr(m.Attr_t_PROTECTED))]
+        assert_results(self, [m.File_OpenWithOp(made[0], None), m.File_OpenThis(made[1]), m.File_OpenThis(made[2])]
+                       + [m.File_Close(f) for f in made], [1] * 6)
+        self.assertEqual((self.mode_of('o'), self.mode_of('f'), m.File_Delete(self.path('z'))), (0o640, 0o604, 0))
 
 
 @file_roots.on_each_file_system
 class AsyncOpenTest(file_roots.FileCases):
-    def open_async(self, form, name):
-        w = m.new_AsyncIOWatcher()
-        self.addCleanup(m.delete_AsyncIOWatcher, w)
-        forms = {
-            'plain': lambda: m.File_OpenAsync(name, 'r', w),
-            'locked': lambda: m.File_OpenAsyncLocked(name, 'r', None, w),
-            'full': lambda: m.File_OpenFullySpecifiedAsync(name, 'r', attr(0), DEFAULT_MODE, 'root', w),
-            'full_locked': lambda: m.File_OpenFullySpecifiedAsyncLocked(
-                name, 'r', attr(0), DEFAULT_MODE, 'root', None, w),
-        }
-        f = forms[form]()
-        self.assertIs(f.thisown, 0)
-        self.assertIs(m.AsyncIOWatcher_Wait(w), None)
-        return f, m.AsyncIOWatcher_Error(w)
-
     def test_outcome_arrives_through_the_completion(self):
         self.put('a', 'xyz')
-        for form in ('plain', 'locked', 'full', 'full_locked'):
-            f, error = self.open_async(form, self.path('a'))
-            self.assertEqual(error, m.OK, form)
-            self.assertEqual(m.File_ReadToString(f, -1), (3L, 'xyz'))
-            m.File_Close(f)
-            f, error = self.open_async(form, self.path('missing'))
-            self.assertEqual(error, m.ERROR_NOT_FOUND, form)
-            m.delete_File(f)
-
-    def test_open_async_this_on_a_created_handle(self):
-        self.put('a', 'q')
-        w = m.new_AsyncIOWatcher()
+        for form in (lambda n, w: m.File_OpenAsync(n, 'r', w), lambda n, w: m.File_OpenAsyncLocked(n, 'r', None, w),
+                     lambda n, w: m.File_OpenFullySpecifiedAsync(n, 'r', attr(0), DEFAULT_MODE, 'root', w),
+                     lambda n, w: m.File_OpenFullySpecifiedAsyncLocked(n, 'r', attr(0), DEFAULT_MODE, 'root', None, w)):
+            for n, error in (('a', m.OK), ('missing', m.ERROR_NOT_FOUND)):
+                f, reported = awaited(self, lambda w: form(self.path(n), w))
+                self.assertEqual((f.thisown, reported), (0, error))
+                if error == m.OK:
+                    self.assertEqual(m.File_ReadToString(f, -1), (3L, 'xyz'))
+                m.delete_File(f)
         f = m.File_Create(self.path('a'), 'r')
-        self.assertIntResult(m.File_OpenAsyncThis(f, w), 1)
-        m.AsyncIOWatcher_Wait(w)
-        self.assertEqual(m.AsyncIOWatcher_Error(w), m.OK)
-        self.assertEqual(m.File_ReadToString(f, -1), (1L, 'q'))
-        m.File_Close(f)
-        m.delete_AsyncIOWatcher(w)
+        assert_results(self, awaited(self, lambda w: m.File_OpenAsyncThis(f, w)), [1, m.OK])
+        self.assertEqual(m.File_ReadToString(f, -1), (3L, 'xyz'))
+        m.delete_File(f)
 
 
 @file_roots.on_each_file_system
 class BulkOpenTest(file_roots.FileCases):
     def test_handles_come_back_owned_in_order(self):
         names = [self.put('a', 'A'), self.put('b', 'B')]
-        for result in (m.File_BulkOpen(names, 'r'),
-                       m.File_BulkOpen(tuple(names), 'r'),
-                       m.File_BulkOpenWithAttr(names, 'r', attr(0)),
-                       m.File_BulkOpenFullySpecified(names, 'r', attr(0), DEFAULT_MODE, 'root')):
-            ok, files = result
+        for ok, files in (m.File_BulkOpen(names, 'r'), m.File_BulkOpen(tuple(names), 'r'),
+                          m.File_BulkOpenWithAttr(names, 'r', attr(0)),
+                          m.File_BulkOpenFullySpecified(names, 'r', attr(0), DEFAULT_MODE, 'root')):
             self.assertIntResult(ok, 1)
             self.assertIs(type(files), list)
-            self.assertEqual([f.thisown for f in files], [1, 1])
-            self.assertEqual([m.File_ReadToString(f, -1)[1] for f in files], ['A', 'B'])
+            self.assertEqual([(f.thisown, m.File_ReadToString(f, -1)[1]) for f in files], [(1, 'A'), (1, 'B')])
             for f in files:
                 m.delete_File(f)
+        self.assertEqual(m.File_BulkOpen([], 'r'), (1, []))
+        ok, files = m.File_BulkOpen([names[0], self.path('missing')], 'r')
+        self.assertEqual((type(ok), ok, len(files), files[0].thisown), (int, 0, 2, 1))
+        m.delete_File(files[0])
 
     def test_delete_file_closes_what_was_written(self):
         ok, files = m.File_BulkOpen([self.path('x'), self.path('y')], 'w')
@@ -211,63 +142,30 @@ class BulkOpenTest(file_roots.FileCases):
         self.assertEqual((self.contents('x'), self.contents('y')), ('x\0', 'y'))
         self.assertIs(m.delete_File(None), None)
 
-    def test_partial_failure_reports_false(self):
-        ok, files = m.File_BulkOpen([self.put('a', ''), self.path('missing')], 'r')
-        self.assertIntResult(ok, 0)
-        self.assertEqual(len(files), 2)
-        self.assertEqual(files[0].thisown, 1)
-        m.delete_File(files[0])
-
-    def test_empty_list(self):
-        ok, files = m.File_BulkOpen([], 'r')
-        self.assertIs(type(ok), int)
-        self.assertEqual(files, [])
-
     def test_name_lists_are_checked_first(self):
         good = self.path('never')
         for bad in ([good, 5], [u'x'], 'abc', None, m.new_stringVector(), set([good])):
-            self.assertTypeError('vector<::string> expected', m.File_BulkOpen, bad, 'w')
-            self.assertTypeError('vector<::string> expected', m.File_BulkOpenWithAttr, bad, 'w', attr(0))
+            self.assertTypeError(NAME_LIST, m.File_BulkOpen, bad, 'w')
+            self.assertTypeError(NAME_LIST, m.File_BulkOpenWithAttr, bad, 'w', attr(0))
         self.assertRaises(TypeError, m.File_BulkOpenFullySpecified, [good], 'w', attr(0), 0, None)
         self.assertEqual(m.File_Exists(good), 0)
 
 
 class OrDieTest(pqtest.TestCase):
-    """Failures end the process with a fatal record naming the library header."""
-
-    def assertDies(self, call, line, text):
-        status, out, err = pqtest.run_python(
-            'import _file_base_pyquarry as m\n%s\nprint "survived"' % call)
-        self.assertEqual(status, -signal.SIGABRT, err)
-        self.assertNotIn('survived', out)
-        pattern = r'^F.* file/base/file\.h:%d\] %s$' % (line, re.escape(text))
-        self.assertTrue(re.search(pattern, err, re.M), err)
-
-    def setUp(self):
-        self.dir = file_roots.scratch_dir(self)
-
-    def test_bad_name(self):
-        self.assertDies("m.File_OpenOrDie('', 'r')", 654, 'Bad name for open:')
-        self.assertDies("m.File_OpenWithAttrOrDie('', 'w', m.new_Attr_t())", 654, 'Bad name for open:')
-
-    def test_could_not_open(self):
-        missing = self.dir + '/missing'
-        self.assertDies("m.File_OpenOrDie(%r, 'r')" % missing, 658,
-                        'Could not open:%s with mode:r' % missing)
-        self.assertDies("m.File_OpenFullySpecifiedOrDie(%r, 'r', m.new_Attr_t(), 0, 'root')" % missing,
-                        658, 'Could not open:%s with mode:r' % missing)
-
-    def test_append_check(self):
-        unwritable = self.dir + '/no/such/dir'
-        self.assertDies("m.File_OpenForAppendOrDie(%r)" % unwritable, 683,
-                        'Check failed: f != NULL : could not open %s for append' % unwritable)
-        self.assertDies("m.File_OpenForAppendOrDie('')", 683,
-                        'Check failed: f != NULL : could not open  for append')
-
-    def test_mem_names_die_the_same_way(self):
-        missing = '/mem/pqtest-ordie/missing'
-        self.assertDies("m.File_OpenOrDie(%r, 'r')" % missing, 658,
-                        'Could not open:%s with mode:r' % missing)
+    def test_failures_end_the_process_from_the_library_header(self):
+        missing, unwritable = [file_roots.scratch_dir(self) + n for n in ('/missing', '/no/such/dir')]
+        for call, line, text in (
+                ("m.File_OpenOrDie('', 'r')", 654, 'Bad name for open:'),
+                ("m.File_OpenWithAttrOrDie('', 'w', m.new_Attr_t())", 654, 'Bad name for open:'),
+                ("m.File_OpenOrDie(%r, 'r')" % missing, 658, 'Could not open:%s with mode:r' % missing),
+                ("m.File_OpenFullySpecifiedOrDie(%r, 'r', m.new_Attr_t(), 0, 'root')" % missing, 658,
+                 'Could not open:%s with mode:r' % missing),
+                ("m.File_OpenOrDie('/mem/pqtest-ordie/missing', 'r')", 658,
+                 'Could not open:/mem/pqtest-ordie/missing with mode:r'),
+                ("m.File_OpenForAppendOrDie(%r)" % unwritable, 683,
+                 'Check failed: f != NULL : could not open %s for append' % unwritable),
+                ("m.File_OpenForAppendOrDie('')", 683, 'Check failed: f != NULL : could not open  for append')):
+            assert_dies(self, call, text, line)
 
 
 if __name__ == '__main__':

@@ -19,19 +19,13 @@ def buffer_holding(number):
 
 
 class Holders(object):
-    """Rows of one holder class, looked up by their short names."""
+    """Rows of one holder class by short name ('new' and 'delete' included)."""
 
     def __init__(self, cls):
         self.cls = cls
 
     def __getattr__(self, short):
-        return getattr(m, self.cls + '_' + short)
-
-    def new(self, f):
-        return getattr(m, 'new_' + self.cls)(f)
-
-    def delete(self, h):
-        return getattr(m, 'delete_' + self.cls)(h)
+        return getattr(m, short + '_' + self.cls if short in ('new', 'delete') else self.cls + '_' + short)
 
 
 CLOSER = Holders('FileCloser')
@@ -40,17 +34,10 @@ DELETER = Holders('FileDeleter')
 
 @file_roots.on_each_file_system
 class LifecycleTest(file_roots.FileCases):
-    def open_new(self, name, mode='w'):
-        f = m.File_Open(self.path(name), mode)
+    def open_new(self, name):
+        f = m.File_Open(self.path(name), 'w')
         self.assertIsNotNone(f)
         return f
-
-    def test_holders_are_tagged_text(self):
-        c, d = m.new_FileCloser(), m.new_FileDeleter(self.open_new('a'))
-        self.assertTrue(pqtest.is_pointer_text(c, '_p_FileCloser'), c)
-        self.assertTrue(pqtest.is_pointer_text(d, '_p_FileDeleter'), d)
-        m.delete_FileCloser(c)
-        m.delete_FileDeleter(d)
 
     def test_empty_closer(self):
         c = m.new_FileCloser()
@@ -59,56 +46,37 @@ class LifecycleTest(file_roots.FileCases):
         self.assertIs(m.FileCloser_reset(c, None), None)
         self.assertIs(m.delete_FileCloser(c), None)
         self.assertIs(m.delete_FileCloser(None), None)
+        empty = m.new_FileDeleter(None)
+        self.assertIs(m.FileDeleter_get(empty), None)
+        m.delete_FileDeleter(empty)
 
-    def test_accessors_hand_out_the_held_handle(self):
-        f = self.open_new('a')
+    def test_accessors_then_release_then_drop_ends_nothing(self):
         for h in (CLOSER, DELETER):
+            f = self.open_new('a')
             holder = h.new(f)
+            self.assertTrue(pqtest.is_pointer_text(holder, '_p_' + h.cls), holder)
             for accessor in (h.get, h.__mul__, h.__deref__):
                 self.assertEqual(accessor(holder), f)
             self.assertEqual(h.release(holder), f)
             self.assertIs(h.get(holder), None)
             h.delete(holder)
-        self.assertIntResult(m.File_Close(f), 1)
-
-    def test_dropping_a_closer_closes_and_keeps_the_file(self):
-        c = m.new_FileCloser(self.open_new('a'))
-        self.assertTrue(is_open(self.path('a')))
-        self.assertIs(m.delete_FileCloser(c), None)
-        self.assertFalse(is_open(self.path('a')))
-        self.assertIntResult(m.File_Exists(self.path('a')), 1)
-
-    def test_dropping_a_deleter_deletes_and_closes(self):
-        d = m.new_FileDeleter(self.open_new('a'))
-        self.assertIs(m.delete_FileDeleter(d), None)
-        self.assertFalse(is_open(self.path('a')))
-        self.assertIntResult(m.File_Exists(self.path('a')), 0)
-
-    def test_release_then_drop_ends_nothing(self):
-        for h in (CLOSER, DELETER):
-            f = self.open_new('a')
-            holder = h.new(f)
-            self.assertEqual(h.release(holder), f)
-            h.delete(holder)
             self.assertTrue(is_open(self.path('a')))
             self.assertIntResult(m.File_Exists(self.path('a')), 1)
             self.assertIntResult(m.File_Close(f), 1)
 
-    def test_reset_ends_the_held_file_then_holds_the_other(self):
-        first, second = self.open_new('a'), self.open_new('b')
-        c = m.new_FileCloser(first)
-        self.assertIs(m.FileCloser_reset(c, second), None)
-        self.assertFalse(is_open(self.path('a')))
-        self.assertIntResult(m.File_Exists(self.path('a')), 1)
-        self.assertEqual(m.FileCloser_get(c), second)
-        m.delete_FileCloser(c)
-        self.assertFalse(is_open(self.path('b')))
-
-        d = m.new_FileDeleter(self.open_new('c'))
-        m.FileDeleter_reset(d, None)
-        self.assertIntResult(m.File_Exists(self.path('c')), 0)
-        self.assertIs(m.FileDeleter_get(d), None)
-        m.delete_FileDeleter(d)
+    def test_dropping_or_resetting_ends_the_held_file(self):
+        for h, kept in ((CLOSER, 1), (DELETER, 0)):
+            self.assertIs(h.delete(h.new(self.open_new('a'))), None)
+            self.assertFalse(is_open(self.path('a')))
+            self.assertIntResult(m.File_Exists(self.path('a')), kept)
+            holder, second = h.new(self.open_new('b')), self.open_new('c')
+            self.assertIs(h.reset(holder, second), None)
+            self.assertEqual((is_open(self.path('b')), m.File_Exists(self.path('b')), h.get(holder)),
+                             (False, kept, second))
+            self.assertIs(h.reset(holder, None), None)
+            self.assertEqual((is_open(self.path('c')), m.File_Exists(self.path('c')), h.get(holder)),
+                             (False, kept, None))
+            h.delete(holder)
 
     def test_closing_through_the_holder_then_dropping_it(self):
         # Close keeps the handle: the holder's own close later does nothing.
@@ -122,50 +90,39 @@ class LifecycleTest(file_roots.FileCases):
 
 
 class ConstructionTest(pqtest.TestCase):
-    def test_constructor_shapes(self):
-        self.assertTypeError('new_FileDeleter() takes exactly 1 argument (0 given)', m.new_FileDeleter)
-        self.assertTypeError("No matching function for overloaded 'new_FileCloser'", m.new_FileCloser, None, None)
-        self.assertTypeError("No matching function for overloaded 'new_FileCloser'", m.new_FileCloser, 'x')
-        self.assertTypeError("No matching function for overloaded 'new_FileCloser'",
-                             m.new_FileCloser, m.new_FileStat())
-        self.assertTypeError('Type error. Got _p_FileStat, expected _p_File', m.new_FileDeleter, m.new_FileStat())
-        empty = m.new_FileDeleter(None)
-        self.assertIs(m.FileDeleter_get(empty), None)
-        m.delete_FileDeleter(empty)
-
-    def test_receivers_are_checked(self):
+    def test_argument_and_receiver_checks(self):
         empty = m.new_FileCloser()
-        for h, holder in ((CLOSER, empty), (CLOSER, None), (DELETER, None)):
-            self.assertTypeError('null reference', h.Size, holder)
-            self.assertTypeError('null reference', h.ReadToString, holder, 5)
-            self.assertTypeError('null reference', h.get, None)
-            self.assertTypeError('null reference', h.reset, None, None)
-        self.assertTypeError('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_Tell, empty)
-        self.assertTypeError('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_release, empty)
-        self.assertTypeError('Type error. Got _p_FileCloser, expected _p_File', m.FileCloser_reset, empty, empty)
-        self.assertTypeError('Expected a pointer', m.FileCloser_Flush, 5)
-        self.assertTypeError('FileCloser_Seek() takes exactly 2 arguments (1 given)', m.FileCloser_Seek, empty)
-        self.assertTypeError("No matching function for overloaded 'FileCloser_DeleteWithOp'",
-                             m.FileCloser_DeleteWithOp, 5, None)
-        m.delete_FileCloser(empty)
+        self.addCleanup(m.delete_FileCloser, empty)
+        no_match = "No matching function for overloaded '%s'"
+        for text, f, args in (
+                ('new_FileDeleter() takes exactly 1 argument (0 given)', m.new_FileDeleter, ()),
+                (no_match % 'new_FileCloser', m.new_FileCloser, (None, None)),
+                (no_match % 'new_FileCloser', m.new_FileCloser, ('x',)),
+                (no_match % 'new_FileCloser', m.new_FileCloser, (m.new_FileStat(),)),
+                ('Type error. Got _p_FileStat, expected _p_File', m.new_FileDeleter, (m.new_FileStat(),)),
+                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_Tell, (empty,)),
+                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_release, (empty,)),
+                ('Type error. Got _p_FileCloser, expected _p_File', m.FileCloser_reset, (empty, empty)),
+                ('Expected a pointer', m.FileCloser_Flush, (5,)),
+                ('FileCloser_Seek() takes exactly 2 arguments (1 given)', m.FileCloser_Seek, (empty,)),
+                (no_match % 'FileCloser_DeleteWithOp', m.FileCloser_DeleteWithOp, (5, None)),
+                ('null reference', m.FileCloser_Size, (empty,)),
+                ('null reference', m.FileCloser_ReadToString, (empty, 5))):
+            self.assertTypeError(text, f, *args)
+        for h in (CLOSER, DELETER):
+            for row, args in (('Size', ()), ('ReadToString', (5,)), ('get', ()), ('reset', (None,))):
+                self.assertTypeError('null reference', getattr(h, row), None, *args)
 
     def test_ownership_follows_the_proxies(self):
         # A stand-in proxy layer: owned proxies run delete_ when dropped.
-        status, out, err = pqtest.run_python('\n'.join([
-            'import pqtest',
-            'from pqtest import m',
-            'class Deleter(pqtest.Proxy):',
-            '    def __del__(self):',
-            '        if self.thisown: m.delete_FileDeleter(self)',
-            'm.FileDeleter_swigregister(Deleter)',
-            'FileProxy = pqtest.register_proxy("File")',
-            'name = "/mem/pqtest-holder-own-%d" % id(m)',
-            'f = m.File_Open(name, "w")',
-            'd = m.new_FileDeleter(f)',
-            'print type(d).__name__, d.thisown, f.thisown, m.File_Exists(name)',
-            'del d',
-            'print m.File_Exists(name)',
-        ]))
+        status, out, err = pqtest.run_python(
+            'import pqtest\nfrom pqtest import m\n'
+            'class Deleter(pqtest.Proxy):\n'
+            '    def __del__(self):\n'
+            '        if self.thisown: m.delete_FileDeleter(self)\n'
+            'm.FileDeleter_swigregister(Deleter)\npqtest.register_proxy("File")\n'
+            'name = "/mem/pqtest-holder-own-%d" % id(m)\nf = m.File_Open(name, "w")\nd = m.new_FileDeleter(f)\n'
+            'print type(d).__name__, d.thisown, f.thisown, m.File_Exists(name)\ndel d\nprint m.File_Exists(name)')
         self.assertEqual((status, err), (0, ''))
         self.assertEqual(out.split('\n'), ['Deleter 1 0 1', '0', ''])
 
@@ -214,46 +171,28 @@ class ForwardedOperationTest(file_roots.FileCases):
         self.assertIntResult(m.FileDeleter_GetCurrentErrorCode(holder), m.OK)
 
     def test_delete_this_through_a_holder(self):
-        holder = self.held(CLOSER, 'a', 'r', 'x')
-        self.assertIntResult(m.FileCloser_DeleteThis(holder), 1)
+        self.assertIntResult(m.FileCloser_DeleteThis(self.held(CLOSER, 'a', 'r', 'x')), 1)
         self.assertIntResult(m.File_Exists(self.path('a')), 0)
 
     def test_overloaded_rows_take_a_holder_or_a_name(self):
         for h in (CLOSER, DELETER):
-            holder = self.held(h, 'a', 'r', 'x')
-            self.assertIntResult(h.DeleteWithOp(holder, None), 1)
-            self.assertIntResult(m.File_Exists(self.path('a')), 0)
-            self.put('b', 'x')
-            self.assertIntResult(h.DeleteWithOp(self.path('b'), None), 1)
-            self.assertIntResult(m.File_Exists(self.path('b')), 0)
-
-            name = self.put('c', 'abcd')
-            s, w = m.new_FileStat(), m.new_AsyncIOWatcher()
-            self.assertIntResult(h.StatAsync(name, s, w), 1)
-            m.AsyncIOWatcher_Wait(w)
-            self.assertLongResult(m.FileStat_length_get(s), 4)
-            w = m.new_AsyncIOWatcher()
-            self.assertIntResult(h.DeleteAsync(name, w), 1)
-            m.AsyncIOWatcher_Wait(w)
-            self.assertEqual((m.AsyncIOWatcher_Error(w), m.File_Exists(name)), (m.OK, 0))
-
+            for target in (self.held(h, 'a', 'r', 'x'), self.put('b', 'x')):
+                self.assertIntResult(h.DeleteWithOp(target, None), 1)
+            self.assertEqual((m.File_Exists(self.path('a')), m.File_Exists(self.path('b'))), (0, 0))
+            for make in (lambda: self.held(h, 'c', 'r', 'abcd'), lambda: self.put('c', 'abcd')):
+                target, s, w = make(), m.new_FileStat(), m.new_AsyncIOWatcher()
+                self.assertIntResult(h.StatAsync(target, s, w), 1)
+                m.AsyncIOWatcher_Wait(w)
+                self.assertLongResult(m.FileStat_length_get(s), 4)
+                w = m.new_AsyncIOWatcher()
+                self.assertIntResult(h.DeleteAsync(target, w), 1)
+                m.AsyncIOWatcher_Wait(w)
+                self.assertEqual((m.AsyncIOWatcher_Error(w), m.File_Exists(self.path('c'))), (m.OK, 0))
             name = self.put('d', 'x')
             self.assertIntResult(h.SetAttributesWithOp(name, m.new_Attr_t(m.Attr_t_PROTECTED), None), 1)
             self.assertIntResult(m.File_Delete(name), 0)
-            holder = self.held(h, 'd', 'r')
-            self.assertIntResult(h.SetAttributesWithOp(holder, m.new_Attr_t(0), None), 1)
+            self.assertIntResult(h.SetAttributesWithOp(self.held(h, 'd', 'r'), m.new_Attr_t(0), None), 1)
             self.assertIntResult(m.File_Delete(name), 1)
-
-    def test_async_forms_through_a_holder(self):
-        holder = self.held(CLOSER, 'a', 'r', 'abc')
-        s, w = m.new_FileStat(), m.new_AsyncIOWatcher()
-        self.assertIntResult(m.FileCloser_StatAsync(holder, s, w), 1)
-        m.AsyncIOWatcher_Wait(w)
-        self.assertLongResult(m.FileStat_length_get(s), 3)
-        w = m.new_AsyncIOWatcher()
-        self.assertIntResult(m.FileCloser_DeleteAsync(holder, w), 1)
-        m.AsyncIOWatcher_Wait(w)
-        self.assertEqual((m.AsyncIOWatcher_Error(w), m.File_Exists(self.path('a'))), (m.OK, 0))
 
 
 if __name__ == '__main__':

@@ -14,21 +14,18 @@ using pq_test::Eval;
 using pq_test::Ref;
 using pq_test::TakeError;
 
-PyCFunction Row(const char* name) {
-  for (PyMethodDef* row = pq::MethodTable(); row->ml_name != nullptr; ++row) {
-    if (std::strcmp(row->ml_name, name) == 0) return row->ml_meth;
-  }
-  ADD_FAILURE() << "no row " << name;
-  return nullptr;
-}
-
 TEST(FactoryHandles, LookUpsAreOwnedCopiesEvenWhenEmpty) {
+  PyCFunction find = nullptr;
+  for (PyMethodDef* row = pq::MethodTable(); row->ml_name != nullptr; ++row) {
+    if (std::strcmp(row->ml_name, "FileFactory_Find") == 0) find = row->ml_meth;
+  }
+  ASSERT_NE(find, nullptr);
   swig_type_info* type = pq::TypeOf<shared_ptr<FileFactory>>();
   Ref cls(Eval("type('Shared', (object,), {'__init__': lambda self, t: setattr(self, 'this', t)})"));
   SWIG_Python_TypeClientData(type, cls);
   for (const char* expression : {"('mem',)", "('pqtest-no-such-kind',)"}) {
     Ref args(Eval(expression));
-    Ref found(Row("FileFactory_Find")(nullptr, args));
+    Ref found(find(nullptr, args));
     ASSERT_NE(found.get(), nullptr) << TakeError();
     Ref own(PyObject_GetAttrString(found, "thisown"));
     ASSERT_NE(own.get(), nullptr) << TakeError();
