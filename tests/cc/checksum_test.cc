@@ -8,23 +8,13 @@
 #include <vector>
 
 #include "file/base/checksum.h"
+#include "tests/cc/checksum_testing.h"
 
 namespace {
 
-std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 gen(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(gen());
-  return bytes;
-}
-
-ChecksumState StateOf(const std::string& bytes) {
-  ChecksumState state;
-  state.Add(bytes.data(), bytes.size());
-  return state;
-}
-
-constexpr int64 kBlock = ChecksumState::kBlockSize;
+using checksum_testing::kBlock;
+using checksum_testing::RandomBytes;
+using checksum_testing::StateOf;
 
 TEST(ChecksumStateTest, IsCrc64XzStartingEmpty) {
   EXPECT_EQ(StateOf("123456789").Checksum(), 0x995DC9BBDF1939FAull);  // the published check

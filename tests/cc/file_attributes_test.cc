@@ -11,23 +11,13 @@
 #include "file/base/file.h"
 #include "file/base/file_attributes.h"
 #include "file/base/operation.h"
+#include "tests/cc/checksum_testing.h"
 
 namespace {
 
-constexpr int64 kBlock = ChecksumState::kBlockSize;
-
-std::string RandomBytes(size_t n, unsigned seed) {
-  std::mt19937 gen(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes) c = static_cast<char>(gen());
-  return bytes;
-}
-
-ChecksumState StateOf(const std::string& bytes) {
-  ChecksumState state;
-  state.Add(bytes.data(), bytes.size());
-  return state;
-}
+using checksum_testing::kBlock;
+using checksum_testing::RandomBytes;
+using checksum_testing::StateOf;
 
 FileAttr Record(const std::string& data, int64 time) {
   FileAttr attr;
