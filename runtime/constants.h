@@ -6,14 +6,14 @@
 #include "runtime/type_registry.h"
 
 enum {
-  SWIG_PY_INT = 1,
-  SWIG_PY_FLOAT = 2,
-  SWIG_PY_STRING = 3,
-  SWIG_PY_POINTER = 4,
-  SWIG_PY_BINARY = 5,
+  kConstantInteger = 1,
+  kConstantFloat = 2,
+  kConstantString = 3,
+  kConstantPointer = 4,
+  kConstantPacked = 5,
 };
 
-struct swig_const_info {
+struct ConstantRow {
   int type;
   const char* name;
   int lvalue;
@@ -23,9 +23,9 @@ struct swig_const_info {
 };
 
 // Terminated by a row of kind 0.
-extern swig_const_info swig_const_table[];
+extern ConstantRow swig_const_table[];
 
-void SWIG_Python_InstallConstants(PyObject* d, swig_const_info constants[]);
+void SWIG_Python_InstallConstants(PyObject* d, ConstantRow constants[]);
 
 // Error kinds 1..10 (MemoryError, IOError, RuntimeError, IndexError,
 // TypeError, ZeroDivisionError, OverflowError, SyntaxError, ValueError,

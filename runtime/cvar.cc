@@ -58,7 +58,7 @@ int WriteFileAttributes(PyObject* value) {
   void* p = nullptr;
   if (!value ||
       SWIG_Python_ConvertPtr(value, &p, pq::TypeOf<FileAttributes>(),
-                             SWIG_POINTER_EXCEPTION | SWIG_POINTER_DISOWN) == -1) {
+                             kPointerRaise | kPointerDisown) == -1) {
     PyErr_SetString(PyExc_TypeError, "C variable 'file_attributes (FileAttributes *)'");
     return 1;
   }

@@ -65,7 +65,7 @@ bool AsStringVector(PyObject* obj, vector<::string>* local, vector<::string>** r
   }
   void* p = nullptr;
   // A null vector (None, "NULL") cannot stand for a list either.
-  if (SWIG_Python_ConvertPtr(obj, &p, TypeOf<vector<::string>>(), SWIG_POINTER_EXCEPTION) == -1 ||
+  if (SWIG_Python_ConvertPtr(obj, &p, TypeOf<vector<::string>>(), kPointerRaise) == -1 ||
       !p) {
     PyErr_SetString(PyExc_TypeError, "vector<::string> expected");
     return false;

@@ -41,7 +41,7 @@ inline int NextChar(const char*& c) {
 // Raises the conversion's TypeError when asked to: the two type names when
 // both are known, else "Expected a pointer".
 void ReportTypeFailure(int flags, const swig_type_info* expected, const char* got) {
-  if (!(flags & SWIG_POINTER_EXCEPTION)) return;
+  if (!(flags & kPointerRaise)) return;
   if (!expected || !got) {
     PyErr_SetString(PyExc_TypeError, "Expected a pointer");
     return;
@@ -55,7 +55,7 @@ void ReportTypeFailure(int flags, const swig_type_info* expected, const char* go
 
 }  // namespace
 
-swig_type_info* SwigTypeListHead() { return swig_type_list; }
+swig_type_info* RegisteredTypesHead() { return swig_type_list; }
 
 swig_type_info* SWIG_Python_TypeRegister(swig_type_info* ti) {
   swig_type_info* head = nullptr;
@@ -202,7 +202,7 @@ int SWIG_Python_ConvertPtr(PyObject* obj, void** ptr, swig_type_info* ty, int fl
     if (!tc) goto type_error;
     *ptr = SWIG_Python_TypeCast(tc, *ptr);
   }
-  if (proxy && (flags & SWIG_POINTER_DISOWN)) {
+  if (proxy && (flags & kPointerDisown)) {
     PyObject* zero = PyInt_FromLong(0);
     PyObject_SetAttr(proxy, ThisOwnName(), zero);
     Py_DECREF(zero);
@@ -220,7 +220,7 @@ void* SWIG_Python_MustGetPtr(PyObject* obj, swig_type_info* ty, int argnum, int 
   void* result = nullptr;
   // A failed conversion yields null (with its TypeError pending), never the
   // digits of a pointer of the wrong type.
-  if (SWIG_Python_ConvertPtr(obj, &result, ty, flags | SWIG_POINTER_EXCEPTION) == -1) return nullptr;
+  if (SWIG_Python_ConvertPtr(obj, &result, ty, flags | kPointerRaise) == -1) return nullptr;
   return result;
 }
 

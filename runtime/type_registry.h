@@ -11,21 +11,21 @@
 #include "runtime/python.h"
 
 struct swig_type_info;
-typedef void* (*swig_converter_func)(void*);
-typedef swig_type_info* (*swig_dycast_func)(void**);
+typedef void* (*SubtypeCast)(void*);
+typedef swig_type_info* (*DynamicCastHook)(void**);
 
 struct swig_type_info {
   const char* name;               // mangled name, e.g. "_p_File"
-  swig_converter_func converter;  // subtype entry: adjusts to the owning type
+  SubtypeCast converter;  // subtype entry: adjusts to the owning type
   const char* str;                // human text, e.g. "File *"
   PyObject* clientdata;           // proxy class, null until registered
-  swig_dycast_func dcast;         // dynamic down-cast hook (unused here)
+  DynamicCastHook dcast;         // dynamic down-cast hook (unused here)
   swig_type_info* next;           // next accepted-subtype entry
   swig_type_info* prev;           // previous entry; for heads, older head
 };
 
 // Conversion flags.
-enum { SWIG_POINTER_EXCEPTION = 1, SWIG_POINTER_DISOWN = 2 };
+enum { kPointerRaise = 1, kPointerDisown = 2 };
 
 swig_type_info* SWIG_Python_TypeRegister(swig_type_info* ti);
 swig_type_info* SWIG_Python_TypeCheck(const char* c, swig_type_info* ty);
@@ -45,6 +45,6 @@ PyObject* SWIG_Python_NewPointerObj(void* ptr, swig_type_info* type, int own);
 PyObject* SWIG_Python_NewPackedObj(void* ptr, int sz, swig_type_info* type);
 
 // Head of the registry (most recently registered type).
-swig_type_info* SwigTypeListHead();
+swig_type_info* RegisteredTypesHead();
 
 #endif  // RUNTIME_TYPE_REGISTRY_H_

@@ -24,11 +24,11 @@ void* _p_Sha1ChecksumTo_p_Sha1(void* p) { return IdentityCast(p); }
 #define PQ_END {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr}
 // A type that accepts only pointers of its own type.
 #define PQ_PLAIN_TYPE(mangled, text) \
-  swig_type_info _swigt__p_##mangled[] = {PQ_HEAD(mangled, text), PQ_ENTRY(mangled, nullptr), PQ_END};
+  swig_type_info descriptors_p_##mangled[] = {PQ_HEAD(mangled, text), PQ_ENTRY(mangled, nullptr), PQ_END};
 
 PQ_PLAIN_TYPE(vectorTFileStat_t, "vector<FileStat > *")
 PQ_PLAIN_TYPE(util__Status, "util::Status *")
-swig_type_info _swigt__p_LogBase[] = {
+swig_type_info descriptors_p_LogBase[] = {
     PQ_HEAD(LogBase, "LogBase *"),
     PQ_ENTRY(LogWriter, _p_LogWriterTo_p_LogBase),
     PQ_ENTRY(LogReader, _p_LogReaderTo_p_LogBase),
@@ -38,7 +38,7 @@ swig_type_info _swigt__p_LogBase[] = {
 PQ_PLAIN_TYPE(vectorTFile__DataVariant_p_t, "vector<File::DataVariant * > *")
 PQ_PLAIN_TYPE(FileReedSolomon, "FileReedSolomon *")
 PQ_PLAIN_TYPE(FileVersion, "FileVersion *")
-swig_type_info _swigt__p_RecordReader[] = {
+swig_type_info descriptors_p_RecordReader[] = {
     PQ_HEAD(RecordReader, "RecordReader *"),
     PQ_ENTRY(RecordReader, nullptr),
     PQ_ENTRY(RecordReaderScript, _p_RecordReaderScriptTo_p_RecordReader),
@@ -52,7 +52,7 @@ PQ_PLAIN_TYPE(InputBuffer, "InputBuffer *")
 PQ_PLAIN_TYPE(OutputBuffer, "OutputBuffer *")
 PQ_PLAIN_TYPE(CheckpointWriter, "CheckpointWriter *")
 PQ_PLAIN_TYPE(RecordWriter, "RecordWriter *")
-swig_type_info _swigt__p_uint32[] = {
+swig_type_info descriptors_p_uint32[] = {
     PQ_HEAD(uint32, "uint32 *"),
     PQ_ENTRY(uint32, nullptr),
     PQ_ENTRY(size_t, nullptr),
@@ -66,7 +66,7 @@ PQ_PLAIN_TYPE(int64, "int64 *")
 PQ_PLAIN_TYPE(util__ErrorSpace, "util::ErrorSpace *")
 PQ_PLAIN_TYPE(ssize_t, "ssize_t *")
 PQ_PLAIN_TYPE(StringPiece, "StringPiece *")
-swig_type_info _swigt__p_size_t[] = {
+swig_type_info descriptors_p_size_t[] = {
     PQ_HEAD(size_t, "size_t *"),
     PQ_ENTRY(uint32, nullptr),
     PQ_ENTRY(size_t, nullptr),
@@ -76,13 +76,13 @@ PQ_PLAIN_TYPE(Cord, "Cord *")
 PQ_PLAIN_TYPE(FileCloser, "FileCloser *")
 PQ_PLAIN_TYPE(RecordReaderScript, "RecordReaderScript *")
 PQ_PLAIN_TYPE(LogReaderScript, "LogReaderScript *")
-swig_type_info _swigt__p_LogReader[] = {
+swig_type_info descriptors_p_LogReader[] = {
     PQ_HEAD(LogReader, "LogReader *"),
     PQ_ENTRY(LogReader, nullptr),
     PQ_ENTRY(LogReaderScript, _p_LogReaderScriptTo_p_LogReader),
     PQ_END};
 PQ_PLAIN_TYPE(BackgroundLogReader, "BackgroundLogReader *")
-swig_type_info _swigt__p_Sha1[] = {
+swig_type_info descriptors_p_Sha1[] = {
     PQ_HEAD(Sha1, "Sha1 *"),
     PQ_ENTRY(Sha1Checksum, _p_Sha1ChecksumTo_p_Sha1),
     PQ_ENTRY(Sha1, nullptr),
@@ -107,7 +107,7 @@ PQ_PLAIN_TYPE(Callback1Tbool_t, "Callback1<bool > *")
 PQ_PLAIN_TYPE(CheckpointRecord, "CheckpointRecord *")
 PQ_PLAIN_TYPE(Sha1Checksum, "Sha1Checksum *")
 PQ_PLAIN_TYPE(Attr_t, "Attr_t *")
-swig_type_info _swigt__p_AsyncIO[] = {
+swig_type_info descriptors_p_AsyncIO[] = {
     PQ_HEAD(AsyncIO, "AsyncIO *"),
     PQ_ENTRY(AsyncIOForSS, _p_AsyncIOForSSTo_p_AsyncIO),
     PQ_ENTRY(AsyncIOWatcher, _p_AsyncIOWatcherTo_p_AsyncIO),
@@ -133,5 +133,5 @@ PQ_PLAIN_TYPE(WallTime, "WallTime *")
 
 swig_type_info* swig_types[pq::kTypeCount + 1];
 // Registration order is slot order (PQ_TYPES).
-#define PQ_INITIAL(slot, mangled, cpp) _swigt__p_##mangled,
+#define PQ_INITIAL(slot, mangled, cpp) descriptors_p_##mangled,
 swig_type_info* swig_types_initial[pq::kTypeCount + 1] = {PQ_TYPES(PQ_INITIAL) nullptr};

@@ -9,9 +9,9 @@ namespace {
 PyObject* varlink_repr(PyObject*) { return PyString_FromString("<Global variables>"); }
 
 int varlink_print(PyObject* o, FILE* fp, int) {
-  auto* v = reinterpret_cast<swig_varlinkobject*>(o);
+  auto* v = reinterpret_cast<LinkObject*>(o);
   std::fprintf(fp, "Global variables { ");
-  for (swig_globalvar* var = v->vars; var; var = var->next) {
+  for (LinkedVariable* var = v->vars; var; var = var->next) {
     std::fprintf(fp, "%s", var->name);
     if (var->next) std::fprintf(fp, ", ");
   }
@@ -20,8 +20,8 @@ int varlink_print(PyObject* o, FILE* fp, int) {
 }
 
 PyObject* varlink_getattr(PyObject* o, char* n) {
-  auto* v = reinterpret_cast<swig_varlinkobject*>(o);
-  for (swig_globalvar* var = v->vars; var; var = var->next) {
+  auto* v = reinterpret_cast<LinkObject*>(o);
+  for (LinkedVariable* var = v->vars; var; var = var->next) {
     if (std::strcmp(var->name, n) == 0) return var->get_attr();
   }
   PyErr_SetString(PyExc_NameError, "Unknown C global variable");
@@ -29,8 +29,8 @@ PyObject* varlink_getattr(PyObject* o, char* n) {
 }
 
 int varlink_setattr(PyObject* o, char* n, PyObject* value) {
-  auto* v = reinterpret_cast<swig_varlinkobject*>(o);
-  for (swig_globalvar* var = v->vars; var; var = var->next) {
+  auto* v = reinterpret_cast<LinkObject*>(o);
+  for (LinkedVariable* var = v->vars; var; var = var->next) {
     if (std::strcmp(var->name, n) == 0) {
       // Deleting an attribute arrives here with a null value; the writers
       // refuse it with their own messages.
@@ -44,7 +44,7 @@ int varlink_setattr(PyObject* o, char* n, PyObject* value) {
 PyTypeObject varlinktype = {
     PyObject_HEAD_INIT(nullptr) 0,                // ob_size
     const_cast<char*>("swigvarlink"),             // tp_name
-    sizeof(swig_varlinkobject),                   // tp_basicsize
+    sizeof(LinkObject),                   // tp_basicsize
     0,                                            // tp_itemsize
     nullptr,                                      // tp_dealloc
     varlink_print,                                // tp_print
@@ -58,7 +58,7 @@ PyTypeObject varlinktype = {
 
 PyObject* SWIG_Python_newvarlink() {
   // Never freed, so it lives outside the interpreter's allocator.
-  auto* result = static_cast<swig_varlinkobject*>(std::malloc(sizeof(swig_varlinkobject)));
+  auto* result = static_cast<LinkObject*>(std::malloc(sizeof(LinkObject)));
   varlinktype.ob_type = &PyType_Type;
   result->ob_type = &varlinktype;
   result->vars = nullptr;
@@ -68,8 +68,8 @@ PyObject* SWIG_Python_newvarlink() {
 
 void SWIG_Python_addvarlink(PyObject* p, const char* name, PyObject* (*get_attr)(),
                             int (*set_attr)(PyObject*)) {
-  auto* v = reinterpret_cast<swig_varlinkobject*>(p);
-  auto* gv = static_cast<swig_globalvar*>(std::malloc(sizeof(swig_globalvar)));
+  auto* v = reinterpret_cast<LinkObject*>(p);
+  auto* gv = static_cast<LinkedVariable*>(std::malloc(sizeof(LinkedVariable)));
   size_t len = std::strlen(name);
   gv->name = static_cast<char*>(std::malloc(len + 1));
   std::memcpy(gv->name, name, len + 1);

@@ -5,16 +5,16 @@
 
 #include "runtime/python.h"
 
-struct swig_globalvar {
+struct LinkedVariable {
   char* name;
   PyObject* (*get_attr)();
   int (*set_attr)(PyObject*);
-  swig_globalvar* next;
+  LinkedVariable* next;
 };
 
-struct swig_varlinkobject {
+struct LinkObject {
   PyObject_HEAD
-  swig_globalvar* vars;
+  LinkedVariable* vars;
 };
 
 PyObject* SWIG_Python_newvarlink();

@@ -106,7 +106,7 @@ struct Param<T*> {
   static constexpr bool Accepts(char c) { return c == 'O'; }
   static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
   void* ptr = nullptr;
-  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION); }
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
   T* Get() { return static_cast<T*>(ptr); }
 };
 
@@ -118,7 +118,7 @@ struct Param<Disown<P>> {
   static swig_type_info* Type() { return Param<P>::Type(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
-    return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION | SWIG_POINTER_DISOWN);
+    return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise | kPointerDisown);
   }
   Disown<P> Get() { return Disown<P>{static_cast<P>(ptr)}; }
 };
@@ -130,7 +130,7 @@ struct Param<Tagged<Tag, P>> {
   static constexpr bool Accepts(char c) { return c == 'O'; }
   static swig_type_info* Type() { return swig_types[TypeSlot<Tag>::value]; }
   void* ptr = nullptr;
-  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION); }
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
   Tagged<Tag, P> Get() { return Tagged<Tag, P>{static_cast<P>(ptr)}; }
 };
 
@@ -143,7 +143,7 @@ struct Param<V*> {
   static constexpr bool Accepts(char c) { return c == 'O'; }
   static swig_type_info* Type() { return nullptr; }
   void* ptr = nullptr;
-  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, nullptr, SWIG_POINTER_EXCEPTION); }
+  bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, nullptr, kPointerRaise); }
   V* Get() { return ptr; }
 };
 
@@ -157,7 +157,7 @@ struct Param<T&> {
   static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
-    if (!detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION)) return false;
+    if (!detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise)) return false;
     return ptr ? true : detail::Fail("null reference");
   }
   T& Get() { return *static_cast<T*>(ptr); }
@@ -174,7 +174,7 @@ struct Param<T> {
   static swig_type_info* Type() { return TypeOf<T>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
-    if (!detail::LoadPointer(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION)) return false;
+    if (!detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise)) return false;
     return ptr ? true : detail::Fail("null reference");
   }
   T Get() { return *static_cast<T*>(ptr); }

@@ -29,7 +29,7 @@ struct Param<SharedFactory> {
   static swig_type_info* Type() { return TypeOf<shared_ptr<FileFactory>>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
-    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION) == -1) return false;
+    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), kPointerRaise) == -1) return false;
     if (ptr == nullptr || *static_cast<shared_ptr<FileFactory>*>(ptr) == nullptr) {
       PyErr_SetString(PyExc_TypeError, "null reference");
       return false;

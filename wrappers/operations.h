@@ -41,7 +41,7 @@ struct Param<Held<Holder>> {
   void* ptr = nullptr;
   File* file = nullptr;
   bool Load(const Slot& slot) {
-    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), SWIG_POINTER_EXCEPTION) == -1) return false;
+    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), kPointerRaise) == -1) return false;
     file = ptr ? static_cast<Holder*>(ptr)->get() : nullptr;
     if (!file) {
       PyErr_SetString(PyExc_TypeError, "null reference");

@@ -146,17 +146,17 @@ TEST(StringVectorInput, SequencesAndPointers) {
 }
 
 TEST(Constants, InstallSkipsRowsWithoutAValue) {
-  static swig_const_info table[] = {
-      {SWIG_PY_INT, "a", 5, 0, nullptr, nullptr},
-      {SWIG_PY_FLOAT, "b", 0, 1.5, nullptr, nullptr},
-      {SWIG_PY_STRING, "c", 0, 0, const_cast<char*>("text"), nullptr},
+  static ConstantRow table[] = {
+      {kConstantInteger, "a", 5, 0, nullptr, nullptr},
+      {kConstantFloat, "b", 0, 1.5, nullptr, nullptr},
+      {kConstantString, "c", 0, 0, const_cast<char*>("text"), nullptr},
       {99, "d", 0, 0, nullptr, nullptr},
       {0, nullptr, 0, 0, nullptr, nullptr}};
   Ref d(PyDict_New());
   SWIG_Python_InstallConstants(d, table);
   EXPECT_EQ(Repr(d.get()), "{'a': 5, 'c': 'text', 'b': 1.5}");
   int rows = 0;
-  for (swig_const_info* c = swig_const_table; c->type; ++c) ++rows;
+  for (ConstantRow* c = swig_const_table; c->type; ++c) ++rows;
   EXPECT_EQ(rows, 86);
 }
 

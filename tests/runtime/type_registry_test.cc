@@ -25,7 +25,7 @@ TEST(TypeRegistry, AllTypesRegisteredInOrderWithTheirTexts) {
   EXPECT_STREQ(Slot("_p_p_FileAttr")->str, "FileAttr **");
   EXPECT_STREQ(Slot("_p_std__vectorTstring_t")->str, "std::vector<string > *");
   EXPECT_STREQ(Slot("_p_Callback1Tstring_const_R_t")->str, "Callback1<string const & > *");
-  EXPECT_EQ(SwigTypeListHead(), swig_types[70]);
+  EXPECT_EQ(RegisteredTypesHead(), swig_types[70]);
   EXPECT_EQ(SWIG_Python_TypeQuery("File *"), pq::TypeOf<File>());
   EXPECT_EQ(SWIG_Python_TypeQuery("_p_File"), pq::TypeOf<File>());
   EXPECT_EQ(SWIG_Python_TypeQuery("nothing"), nullptr);
