@@ -11,6 +11,7 @@
 #include "file/base/file.h"
 #include "file/base/file_factory_internal.h"
 #include "file/base/glob.h"
+#include "file/base/logging.h"
 #include "file/base/operation.h"
 #include "file/base/path.h"
 #include "file/base/stat_attribute_cache.h"
@@ -791,6 +792,12 @@ bool FileFactory::AcquireLock(const ::string& name, const LockInfo& lock,
 
 bool FileFactory::Archive(const vector<::string>& names, FileReedSolomonEncoding, int,
                           vector<bool>* results) {
+  // No Operation or handle carries this call's error, so the reason goes to
+  // the log.
+  LogMessage(__FILE__, __LINE__, logging::WARNING).stream()
+      << "Archive of " << names.size() << " file(s): "
+      << file::ErrorToString(file::ERROR_UNIMPLEMENTED)
+      << " (Reed-Solomon archiving is not available on this file system)";
   if (results != nullptr) results->assign(names.size(), false);
   return false;
 }
