@@ -4,6 +4,7 @@
 #include <map>
 
 #include "file/base/file.h"
+#include "file/base/file_factory_internal.h"
 #include "file/base/operation.h"
 
 namespace {
@@ -27,19 +28,26 @@ std::map<FileFactory*, Part> SplitByFactory(const vector<::string>& names,
 }
 
 // Runs `bulk` on each part and scatters its per-name results (flags, and
-// the optional per-name values) back into the caller's order.
+// the optional per-name values) back into the caller's order. Each part
+// reports into its own Operation (with the caller's deadline); the parts'
+// failures are then merged into `op`.
 template <typename Value, typename BulkFn>
-bool ScatterBulk(const vector<::string>& names, vector<bool>* results, vector<Value>* values,
-                 BulkFn bulk) {
+bool ScatterBulk(const vector<::string>& names, file::Operation* op, vector<bool>* results,
+                 vector<Value>* values, BulkFn bulk) {
   vector<shared_ptr<FileFactory>> keep_alive;
   vector<bool> flags(names.size(), false);
   vector<Value> all_values(values != nullptr ? names.size() : 0);
+  file_internal::BulkFailures failures;
   bool all_ok = true;
   for (auto& [factory, part] : SplitByFactory(names, &keep_alive)) {
     vector<bool> part_flags;
     vector<Value> part_values;
-    if (!bulk(factory, part.names, &part_flags, values != nullptr ? &part_values : nullptr)) {
+    file::Operation part_op;
+    if (op != nullptr && op->HasDeadline()) part_op.SetAbsoluteDeadline(op->GetDeadline());
+    if (!bulk(factory, part.names, op != nullptr ? &part_op : nullptr, &part_flags,
+              values != nullptr ? &part_values : nullptr)) {
       all_ok = false;
+      if (!part_op.ok()) failures.Add(part_op);
     }
     for (size_t j = 0; j < part.positions.size(); ++j) {
       const size_t at = part.positions[j];
@@ -47,6 +55,7 @@ bool ScatterBulk(const vector<::string>& names, vector<bool>* results, vector<Va
       if (values != nullptr && j < part_values.size()) all_values[at] = std::move(part_values[j]);
     }
   }
+  failures.Report(op);
   if (results != nullptr) *results = std::move(flags);
   if (values != nullptr) *values = std::move(all_values);
   return all_ok;
@@ -54,10 +63,11 @@ bool ScatterBulk(const vector<::string>& names, vector<bool>* results, vector<Va
 
 // The common shape: a bulk form with only per-name flags.
 template <typename BulkFn>
-bool ScatterFlags(const vector<::string>& names, vector<bool>* results, BulkFn bulk) {
-  return ScatterBulk<int>(names, results, nullptr,
-                          [&](FileFactory* f, const vector<::string>& part, vector<bool>* flags,
-                              vector<int>*) { return bulk(f, part, flags); });
+bool ScatterFlags(const vector<::string>& names, file::Operation* op, vector<bool>* results,
+                  BulkFn bulk) {
+  return ScatterBulk<int>(names, op, results, nullptr,
+                          [&](FileFactory* f, const vector<::string>& part, file::Operation* part_op,
+                              vector<bool>* flags, vector<int>*) { return bulk(f, part, part_op, flags); });
 }
 
 }  // namespace
@@ -78,8 +88,9 @@ bool File::BulkOpenFullySpecified(const vector<::string>& names, const char* mod
   if (files == nullptr) return false;
   vector<File*> opened;
   const bool all_ok = ScatterBulk<File*>(
-      names, nullptr, &opened,
-      [&](FileFactory* f, const vector<::string>& part, vector<bool>*, vector<File*>* handles) {
+      names, nullptr, nullptr, &opened,
+      [&](FileFactory* f, const vector<::string>& part, file::Operation*, vector<bool>*,
+          vector<File*>* handles) {
         return f->BulkOpenFullySpecified(part, mode, attr, permissions, group, handles);
       });
   *files = std::move(opened);
@@ -87,7 +98,7 @@ bool File::BulkOpenFullySpecified(const vector<::string>& names, const char* mod
 }
 
 bool File::BulkExist(const vector<::string>& names, vector<bool>* results) {
-  return ScatterFlags(names, results, [](FileFactory* f, const vector<::string>& part,
+  return ScatterFlags(names, nullptr, results, [](FileFactory* f, const vector<::string>& part, file::Operation*,
                                          vector<bool>* flags) { return f->BulkExist(part, flags); });
 }
 
@@ -97,15 +108,14 @@ bool File::BulkDelete(const vector<::string>& names, vector<bool>* results) {
 
 bool File::BulkDeleteWithOp(const vector<::string>& names, file::Operation* op,
                             vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [op](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
-                        return f->BulkDeleteWithOp(part, op, flags);
-                      });
+  return ScatterFlags(names, op, results,
+                      [](FileFactory* f, const vector<::string>& part, file::Operation* part_op,
+                         vector<bool>* flags) { return f->BulkDeleteWithOp(part, part_op, flags); });
 }
 
 bool File::BulkDeleteDir(const vector<::string>& names, vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
+  return ScatterFlags(names, nullptr, results,
+                      [](FileFactory* f, const vector<::string>& part, file::Operation*, vector<bool>* flags) {
                         return f->BulkDeleteDir(part, flags);
                       });
 }
@@ -127,8 +137,8 @@ bool File::BulkRename(const vector<::string>& from, const vector<::string>& to, 
 }
 
 bool File::BulkSetMode(const vector<::string>& names, unsigned int mode, vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [mode](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
+  return ScatterFlags(names, nullptr, results,
+                      [mode](FileFactory* f, const vector<::string>& part, file::Operation*, vector<bool>* flags) {
                         return f->BulkSetMode(part, mode, flags);
                       });
 }
@@ -139,22 +149,21 @@ bool File::BulkSetAttributes(const vector<::string>& names, Attr_t attr, vector<
 
 bool File::BulkSetAttributesWithOp(const vector<::string>& names, Attr_t attr,
                                    file::Operation* op, vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [&](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
-                        return f->BulkSetAttributesWithOp(part, attr, op, flags);
-                      });
+  return ScatterFlags(names, op, results,
+                      [&](FileFactory* f, const vector<::string>& part, file::Operation* part_op,
+                          vector<bool>* flags) { return f->BulkSetAttributesWithOp(part, attr, part_op, flags); });
 }
 
 bool File::BulkSetOwner(const vector<::string>& names, const char* owner, vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [owner](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
+  return ScatterFlags(names, nullptr, results,
+                      [owner](FileFactory* f, const vector<::string>& part, file::Operation*, vector<bool>* flags) {
                         return f->BulkSetOwner(part, owner, flags);
                       });
 }
 
 bool File::BulkSetGroup(const vector<::string>& names, const char* group, vector<bool>* results) {
-  return ScatterFlags(names, results,
-                      [group](FileFactory* f, const vector<::string>& part, vector<bool>* flags) {
+  return ScatterFlags(names, nullptr, results,
+                      [group](FileFactory* f, const vector<::string>& part, file::Operation*, vector<bool>* flags) {
                         return f->BulkSetGroup(part, group, flags);
                       });
 }
@@ -168,9 +177,9 @@ bool File::BulkStatWithOp(const vector<::string>& names, file::Operation* op,
                           vector<bool>* results, vector<FileStat>* stats) {
   vector<FileStat> filled;
   const bool all_ok = ScatterBulk<FileStat>(
-      names, results, &filled,
-      [op](FileFactory* f, const vector<::string>& part, vector<bool>* flags,
-           vector<FileStat>* part_stats) { return f->BulkStatWithOp(part, op, flags, part_stats); });
+      names, op, results, &filled,
+      [](FileFactory* f, const vector<::string>& part, file::Operation* part_op, vector<bool>* flags,
+         vector<FileStat>* part_stats) { return f->BulkStatWithOp(part, part_op, flags, part_stats); });
   if (stats != nullptr) *stats = std::move(filled);
   return all_ok;
 }

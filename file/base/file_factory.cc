@@ -74,25 +74,31 @@ bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work) 
 bool RunBulk(const vector<::string>& names, file::Operation* op, vector<bool>* results,
              const std::function<bool(const char*, file::Operation*)>& one) {
   vector<bool> flags(names.size(), false);
-  bool all_ok = true;
-  bool failure_recorded = false;
-  if (op != nullptr) op->ClearError();
+  BulkFailures failures;
   for (size_t i = 0; i < names.size(); ++i) {
     // Each name gets its own Operation so one failure does not mask the
     // next; the caller's deadline applies to all of them.
     file::Operation each;
     if (op != nullptr && op->HasDeadline()) each.SetAbsoluteDeadline(op->GetDeadline());
     flags[i] = one(names[i].c_str(), &each);
-    if (!flags[i]) {
-      all_ok = false;
-      if (!failure_recorded && op != nullptr) {
-        CopyFailure(each, op);
-        failure_recorded = true;
-      }
-    }
+    if (!flags[i]) failures.Add(each);
   }
+  failures.Report(op);
   if (results != nullptr) *results = std::move(flags);
-  return all_ok;
+  return failures.empty();
+}
+
+void BulkFailures::Add(const file::Operation& failed) {
+  if (code_ == file::OK) code_ = static_cast<file::ErrorCode>(failed.error());
+  if (!message_.empty()) message_ += "; ";
+  message_ += failed.message();
+  ++count_;
+}
+
+void BulkFailures::Report(file::Operation* op) const {
+  if (op == nullptr) return;
+  op->ClearError();
+  if (count_ > 0) op->SetError(code_ == file::OK ? file::ERROR_UNKNOWN : code_, message_);
 }
 
 }  // namespace file_internal

@@ -61,9 +61,25 @@ bool CopyFailure(const file::Operation& from, file::Operation* to);
 // `done`: OK and the (non-negative) result, or the recorded error and 0.
 bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work);
 
+// The failures of a bulk call, name by name: the code of the first and every
+// name's message, joined with "; " (for example "Delete /a: No such file or
+// directory; Delete /d: Is a directory").
+class BulkFailures {
+ public:
+  void Add(const file::Operation& failed);
+  // Sets op to OK or to the collected failures (op may be null).
+  void Report(file::Operation* op) const;
+  bool empty() const { return count_ == 0; }
+
+ private:
+  file::ErrorCode code_ = file::OK;
+  ::string message_;
+  int count_ = 0;
+};
+
 // Runs `one` for each name with its own Operation (carrying the caller's
-// deadline); fills one flag per name in order, copies the first failure
-// into `op` and returns true when all succeeded.
+// deadline); fills one flag per name in order, reports every failure into
+// `op` (BulkFailures) and returns true when all succeeded.
 bool RunBulk(const vector<::string>& names, file::Operation* op, vector<bool>* results,
              const std::function<bool(const char*, file::Operation*)>& one);
 

@@ -1,4 +1,5 @@
 """Operation rows, and the errors and deadlines the ...WithOp functions record in it."""
+import os
 import signal
 
 import file_roots
@@ -127,9 +128,18 @@ class WithOpErrorCases(file_roots.FileCases):
         self.assertIntResult(m.Operation_error(op), m.ERROR_PERMISSION_DENIED)
         self.assertLongResult(m.File_PWriteStringWithOp(w, 0, 'ab', op), 2)
         self.assertIntResult(m.Operation_ok(op), 1)
-        # A bulk call records the first failure.
-        self.assertEqual(m.File_BulkDeleteWithOp([self.path('r'), self.path('missing')], op), (0, [1, 0]))
+        # A bulk call keeps every name's failure (the first one's code), also
+        # across file systems; a bulk call that succeeds clears them.
+        self.assertIntResult(m.File_CreateDir(self.path('d'), 0o755), 1)
+        self.put('d/f', 'x')
+        other = '/mem/pq-op-%d-missing' % os.getpid() if not self.path('').startswith('/mem/') else '/tmp/pq-op-missing'
+        names = [self.path('r'), self.path('missing'), other, self.path('d')]
+        self.assertEqual(m.File_BulkDeleteWithOp(names, op), (0, [1, 0, 0, 0]))
         self.assertIntResult(m.Operation_error(op), m.ERROR_NOT_FOUND)
+        for failed in names[1:]:
+            self.assertIn(failed + ':', m.Operation_Status(op))
+        self.assertEqual(m.File_BulkDeleteWithOp([], op), (1, []))
+        self.assertIntResult(m.Operation_ok(op), 1)
 
 
 if __name__ == '__main__':
