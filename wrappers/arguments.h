@@ -163,6 +163,22 @@ struct Param<T&> {
   T& Get() { return *static_cast<T*>(ptr); }
 };
 
+// Shared handles by reference: a null pointer and an empty handle are both
+// refused as null references.
+template <class T>
+struct Param<const shared_ptr<T>&> {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Candidate::kPointer;
+  static constexpr bool Accepts(char c) { return c == 'O'; }
+  static swig_type_info* Type() { return TypeOf<shared_ptr<T>>(); }
+  void* ptr = nullptr;
+  bool Load(const Slot& slot) {
+    if (!detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise)) return false;
+    return ptr && *static_cast<shared_ptr<T>*>(ptr) ? true : detail::Fail("null reference");
+  }
+  const shared_ptr<T>& Get() { return *static_cast<shared_ptr<T>*>(ptr); }
+};
+
 // Wrapped classes by value: copied from the pointed object. A null pointer
 // is refused rather than read.
 template <class T>

@@ -13,34 +13,6 @@
 namespace pq {
 namespace {
 
-// A shared factory handle that must hold a factory: the registry would keep
-// an empty one, so it is refused like a null reference.
-struct SharedFactory {
-  const shared_ptr<FileFactory>* handle;
-};
-
-}  // namespace
-
-template <>
-struct Param<SharedFactory> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
-  static swig_type_info* Type() { return TypeOf<shared_ptr<FileFactory>>(); }
-  void* ptr = nullptr;
-  bool Load(const Slot& slot) {
-    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), kPointerRaise) == -1) return false;
-    if (ptr == nullptr || *static_cast<shared_ptr<FileFactory>*>(ptr) == nullptr) {
-      PyErr_SetString(PyExc_TypeError, "null reference");
-      return false;
-    }
-    return true;
-  }
-  SharedFactory Get() { return SharedFactory{static_cast<shared_ptr<FileFactory>*>(ptr)}; }
-};
-
-namespace {
-
 // A factory operation called through the factory's own dispatch, with the
 // factory as first parameter.
 template <auto Method>
@@ -66,7 +38,7 @@ PQ_METHOD_LIST(kFileFactoryMethods,
   def<"FileFactory_RegisterFactory", "OO", &F::RegisterFactory>(),
   overload<"FileFactory_RegisterFactoryPrefix",
            form<"OO", [](F* f, const ::string& prefix) { return F::RegisterFactoryPrefix(f, prefix); }>,
-           form<"OO", [](SharedFactory f, const ::string& prefix) { return F::RegisterFactoryPrefix(*f.handle, prefix); }>>(),
+           form<"OO", [](const shared_ptr<F>& f, const ::string& prefix) { return F::RegisterFactoryPrefix(f, prefix); }>>(),
   def<"FileFactory_UnRegisterFactoryPrefix", "O", &F::UnRegisterFactoryPrefix>(),
   def<"FileFactory_Find", "s", &F::Find>(),
   def<"FileFactory_FindPrefixFactory", "s", &F::FindPrefixFactory>(),
