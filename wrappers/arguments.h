@@ -257,33 +257,25 @@ struct Param<char> : ParsedParam<char, 'c', &Slot::c, Candidate::kAny> {};
 template <>
 struct Param<double> : ParsedParam<double, 'd', &Slot::d, Candidate::kAny> {};
 
-template <>
-struct Param<int64> {
+// 64-bit integers: "O" through the 64-bit conversions (ints and longs
+// alike); errors stay pending and stop the call.
+template <class T, T (*Convert)(PyObject*)>
+struct SixtyFourBitParam {
   static constexpr int kSlots = 1;
   static constexpr Candidate kTest = Candidate::kInteger;
   static constexpr bool Accepts(char c) { return c == 'O'; }
-  int64 value = 0;
+  T value = 0;
   bool Load(const Slot& slot) {
-    if (!slot.o) return true;
-    value = AsInt64(slot.o);
+    if (!slot.o) return true;  // optional, not given
+    value = Convert(slot.o);
     return !PyErr_Occurred();
   }
-  int64 Get() { return value; }
+  T Get() { return value; }
 };
-
 template <>
-struct Param<uint64> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kInteger;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
-  uint64 value = 0;
-  bool Load(const Slot& slot) {
-    if (!slot.o) return true;
-    value = AsUInt64(slot.o);
-    return !PyErr_Occurred();
-  }
-  uint64 Get() { return value; }
-};
+struct Param<int64> : SixtyFourBitParam<int64, AsInt64> {};
+template <>
+struct Param<uint64> : SixtyFourBitParam<uint64, AsUInt64> {};
 
 template <>
 struct Param<const char*> : ParsedParam<const char*, 's', &Slot::s, Candidate::kString> {};
