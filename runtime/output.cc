@@ -1,10 +1,17 @@
 #include "runtime/output.h"
 
+#include "file/base/file.h"
 #include "file/base/filestat.h"
 #include "runtime/convert.h"
 #include "runtime/type_table.h"
 
 PyObject* t_output_helper(PyObject* result, PyObject* out) {
+  // An output that failed to convert leaves its error pending; a tuple must
+  // never hold the null in its place.
+  if (!out) {
+    Py_XDECREF(result);
+    return nullptr;
+  }
   if (!result) return out;
   if (result == Py_None) {
     Py_DECREF(result);
@@ -12,10 +19,20 @@ PyObject* t_output_helper(PyObject* result, PyObject* out) {
   }
   if (!PyTuple_Check(result)) {
     PyObject* single = PyTuple_New(1);
+    if (!single) {
+      Py_DECREF(result);
+      Py_DECREF(out);
+      return nullptr;
+    }
     PyTuple_SetItem(single, 0, result);
     result = single;
   }
   PyObject* tail = PyTuple_New(1);
+  if (!tail) {
+    Py_DECREF(result);
+    Py_DECREF(out);
+    return nullptr;
+  }
   PyTuple_SetItem(tail, 0, out);
   PyObject* joined = PySequence_Concat(result, tail);
   Py_DECREF(result);
@@ -24,7 +41,7 @@ PyObject* t_output_helper(PyObject* result, PyObject* out) {
 }
 
 PyObject* FromFileStat(const FileStat& stat) {
-  return SWIG_Python_NewPointerObj(new FileStat(stat), pq::TypeOf<FileStat>(), 1);
+  return pq::NewOwnedObject(new FileStat(stat), pq::TypeOf<FileStat>());
 }
 
 PyObject* FromFile(File* file) { return SWIG_Python_NewPointerObj(file, pq::TypeOf<File>(), 1); }
@@ -43,7 +60,21 @@ PyObject* ListFromFileStats(const vector<FileStat>& v) {
   return vector_output_helper(&v, FromFileStat);
 }
 
-PyObject* ListFromFiles(const vector<File*>& v) { return vector_output_helper(&v, FromFile); }
+PyObject* ListFromFiles(const vector<File*>& v) {
+  size_t converted = 0;
+  PyObject* list = vector_output_helper(&v, [&converted](File* f) {
+    PyObject* o = FromFile(f);
+    if (o) ++converted;
+    return o;
+  });
+  // Handles that never reached Python would stay open with no owner.
+  if (!list) {
+    for (size_t i = converted; i < v.size(); ++i) {
+      if (v[i]) file::CloseAndDelete(v[i]);
+    }
+  }
+  return list;
+}
 
 bool AsStringVector(PyObject* obj, vector<::string>* local, vector<::string>** result) {
   const bool is_tuple = PyTuple_Check(obj);

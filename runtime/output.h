@@ -6,6 +6,7 @@
 #include "file/base/base_types.h"
 #include "file/base/forward.h"
 #include "runtime/python.h"
+#include "runtime/type_registry.h"
 
 // Appends `out` to `result` (both references are consumed): None and null
 // results give `out` alone; a non-tuple result becomes a 1-tuple first; `out`
@@ -45,6 +46,15 @@ PyObject* FromFileStat(const FileStat& stat);
 PyObject* FromFile(File* file);
 
 namespace pq {
+
+// Wraps a heap object for Python with ownership; when the proxy class call
+// fails the object is deleted and null returned with the error pending.
+template <class T>
+PyObject* NewOwnedObject(T* object, swig_type_info* type) {
+  PyObject* o = SWIG_Python_NewPointerObj(object, type, 1);
+  if (!o) delete object;
+  return o;
+}
 
 PyObject* ListFromStrings(const vector<::string>& v);
 PyObject* ListFromBools(const vector<bool>& v);

@@ -31,7 +31,7 @@ namespace pq {
 
 // ---- policies ------------------------------------------------------------------
 struct HoldLock {};   // keep the interpreter lock during the call
-struct OwnResult {};  // a pointer result is handed over owned
+struct OwnResult {};  // a fresh heap result is handed over owned
 
 // ---- a family's rows -----------------------------------------------------------
 struct MethodList {
@@ -200,8 +200,8 @@ struct Wrapper {
         }
       }();
       if constexpr (std::is_pointer_v<R> && !std::is_same_v<R, PyObject*> && kOwn) {
-        result = SWIG_Python_NewPointerObj(const_cast<void*>(static_cast<const void*>(r)),
-                                           TypeOf<std::remove_cv_t<std::remove_pointer_t<R>>>(), 1);
+        // A constructor's object: deleted again if no proxy can hold it.
+        result = NewOwnedObject(r, TypeOf<std::remove_cv_t<std::remove_pointer_t<R>>>());
       } else {
         result = ToPy(std::move(r));
       }

@@ -53,11 +53,11 @@ PyObject* ToPy(R&& r) {
     return SWIG_Python_NewPointerObj(const_cast<void*>(static_cast<const void*>(r)),
                                      TypeOf<std::remove_cv_t<std::remove_pointer_t<T>>>(), 0);
   } else if constexpr (IsOwned<T>::value) {
-    return SWIG_Python_NewPointerObj(r.ptr, TypeOf<typename IsOwned<T>::type>(), 1);
+    return NewOwnedObject(r.ptr, TypeOf<typename IsOwned<T>::type>());
   } else {
     // A wrapped class by value: Python owns a heap copy.
     static_assert(Wrapped<T>, "result type cannot cross into Python");
-    return SWIG_Python_NewPointerObj(new T(std::forward<R>(r)), TypeOf<T>(), 1);
+    return NewOwnedObject(new T(std::forward<R>(r)), TypeOf<T>());
   }
 }
 

@@ -110,6 +110,23 @@ class ProxyTest(pqtest.TestCase):
             m.FileOpenOptions_swigregister(self.Options)
         self.assertIsInstance(m.new_FileOpenOptions(), self.Options)
 
+    def test_failing_proxy_class_inside_folded_outputs(self):
+        # Bulk results fold lists of objects; a proxy that cannot be made
+        # must surface as its exception, with nothing half-built returned.
+        class Broken(object):
+            def __init__(self, this):
+                raise ValueError('no proxies today')
+        record = m.new_FileStat()
+        m.FileStat_swigregister(Broken)
+        try:
+            self.assertRaises(ValueError, m.File_BulkStat, ['/', '/'])
+            self.assertRaises(ValueError, m.FromFileStat, record)
+            self.assertRaises(ValueError, m.new_FileStat)
+        finally:
+            m.FileStat_swigregister(self.Stat)
+        flag, oks, stats = m.File_BulkStat(['/'])
+        self.assertIsInstance(stats[0], self.Stat)
+
     def test_registration_returns_none_and_checks_arguments(self):
         self.assertIs(m.FileStat_swigregister(self.Stat), None)
         self.assertRaises(TypeError, m.FileStat_swigregister)
