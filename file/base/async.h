@@ -109,7 +109,9 @@ namespace file {
 constexpr int kAsyncWorkerThreads = 4;
 
 // Runs work on the library's worker pool (a few threads, started on first
-// use, living until the process ends). Jobs start in the order given.
+// use, living until the process ends). Jobs start in the order given. A job
+// that throws is logged and dropped, so a job that owes a completion its
+// Finish must catch for itself.
 void RunAsync(std::function<void()> work);
 }  // namespace file
 

@@ -20,6 +20,33 @@ size_t BasenameStart(std::string_view name) {
   return slash == std::string_view::npos ? 0 : slash + 1;
 }
 
+// The name whose record stands for `name`: runs of "/" collapsed, "."
+// components dropped and trailing "/" stripped, so that "d/x", "d//x",
+// "d/./x" and "d/x/" all share one record. ".." is kept: resolving it by
+// text alone would be wrong across symbolic links.
+::string RecordSubject(std::string_view name) {
+  ::string cleaned;
+  cleaned.reserve(name.size());
+  if (!name.empty() && name.front() == '/') cleaned += '/';
+  while (!name.empty()) {
+    const size_t slash = name.find('/');
+    const std::string_view part = name.substr(0, slash);
+    name = slash == std::string_view::npos ? std::string_view() : name.substr(slash + 1);
+    if (part.empty() || part == ".") continue;
+    if (!cleaned.empty() && cleaned.back() != '/') cleaned += '/';
+    cleaned.append(part);
+  }
+  return cleaned;
+}
+
+// The record of `name` (after RecordSubject); "" when there is none to have:
+// no basename, or `name` is itself a record.
+::string RecordFor(const ::string& name) {
+  const ::string subject = RecordSubject(name);
+  if (IsAttributeRecordName(subject.c_str())) return ::string();
+  return AttributeRecordName(subject);
+}
+
 // A missing record (or a parent that is not there) just means "no
 // attributes"; anything else is a real failure.
 bool IsAbsence(int code) {
@@ -127,8 +154,7 @@ bool LoadAttributeRecord(FileFactory* factory, const ::string& name,
                          AttributeRecord* record, Operation* op) {
   *record = AttributeRecord();
   // Records have no records of their own.
-  if (IsAttributeRecordName(name.c_str())) return true;
-  const ::string record_name = AttributeRecordName(name);
+  const ::string record_name = RecordFor(name);
   if (record_name.empty()) return true;
   Operation scratch;
   ::string text;
@@ -145,7 +171,7 @@ bool StoreAttributeRecord(FileFactory* factory, const ::string& name,
                           const AttributeRecord& record, Operation* op) {
   const RecordChange change;
   if (record.empty()) return DeleteAttributeRecord(factory, name, op);
-  const ::string record_name = AttributeRecordName(name);
+  const ::string record_name = RecordFor(name);
   if (record_name.empty()) {
     return FileFactory::FailWith(op, ERROR_INVALID_ARGUMENT, "SetAttributes",
                                  name, "name has no basename");
@@ -157,8 +183,8 @@ bool StoreAttributeRecord(FileFactory* factory, const ::string& name,
 bool DeleteAttributeRecord(FileFactory* factory, const ::string& name,
                            Operation* op) {
   const RecordChange change;
-  const ::string record_name = AttributeRecordName(name);
-  if (record_name.empty() || IsAttributeRecordName(name.c_str())) return true;
+  const ::string record_name = RecordFor(name);
+  if (record_name.empty()) return true;
   Operation scratch;
   if (factory->DoDelete(record_name.c_str(), &scratch)) return true;
   if (IsAbsence(scratch.error())) return true;
@@ -173,9 +199,11 @@ uint64 AttributeRecordGeneration() {
 bool MoveAttributeRecord(FileFactory* factory, const ::string& from,
                          const ::string& to, Operation* op) {
   const RecordChange change;
-  const ::string from_record = AttributeRecordName(from);
-  const ::string to_record = AttributeRecordName(to);
-  if (from_record.empty() || to_record.empty()) return true;
+  const ::string from_record = RecordFor(from);
+  const ::string to_record = RecordFor(to);
+  if (to_record.empty()) return true;
+  // `from` cannot have a record (it is one itself): none follows it over.
+  if (from_record.empty()) return DeleteAttributeRecord(factory, to, op);
   Operation scratch;
   if (factory->DoRename(from_record.c_str(), to_record.c_str(),
                         /*overwrite=*/true, &scratch)) {

@@ -5,6 +5,11 @@
 // Records are read and written through a factory's own primitives, so a
 // memory file's record lives in the memory file system and a local file's on
 // disk. Unknown keys are kept when a record is rewritten.
+//
+// The functions that load, store, delete and move records take any spelling
+// of a name: repeated "/", "." components and trailing "/" are dropped first
+// ("d/x/", "d//x" and "d/./x" all use "d/.x.attr"), so that no spelling can
+// miss a record. AttributeRecordName maps the text as given.
 #ifndef FILE_BASE_ATTR_RECORD_H_
 #define FILE_BASE_ATTR_RECORD_H_
 

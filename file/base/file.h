@@ -7,6 +7,9 @@
 //   a clear error (closing again succeeds and does nothing), and holders may
 //   keep holding it. Deleting the handle frees it, closing it first if it is
 //   still open; file::CloseAndDelete does both and reports Close's result.
+// - A handle may be used from several threads. Close waits for the
+//   operations already running on the handle to finish; those that start
+//   after it fail as on any closed handle.
 // - Every handle keeps the error of its last failed operation
 //   (GetCurrentErrorCode/Message, IsSoftError) until ClearError; a ...WithOp
 //   call also records its failure in the Operation. An operation whose
@@ -15,7 +18,15 @@
 // - Attributes (Attr_t, kept in an attribute record beside the file) are
 //   enforced: APPEND files only take writes at their end, PROTECTED files
 //   cannot be deleted or renamed, FINALIZED and FROZEN files cannot be opened
-//   for writing.
+//   for writing. An open handle checks APPEND against the record as it is
+//   when it writes elsewhere than at the end or cuts the file, so setting or
+//   clearing it takes effect on handles already open.
+// - A locked open of a truncating mode ("w", "w+") takes the lock before it
+//   truncates: when the lock is refused the file is left as it was.
+// - Allocation failures (a whole-file read of a file larger than memory, an
+//   asynchronous read into a buffer that cannot be had) fail the operation
+//   with ERROR_NO_SPACE (more than this machine's memory) or ERROR_TEMPORARY
+//   (memory short now); no std::bad_alloc reaches the caller.
 //
 // Concrete file systems derive from File and implement the protected Do...
 // primitives; the public virtual operations are implemented once here on top
@@ -23,8 +34,11 @@
 #ifndef FILE_BASE_FILE_H_
 #define FILE_BASE_FILE_H_
 
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 
 #include "file/base/attr.h"
 #include "file/base/bandwidth.h"
@@ -67,7 +81,11 @@ class File {
 
   virtual bool Open();
   virtual bool OpenWithOp(file::Operation* op);
-  // Takes the lock on the open file; it is held until Close.
+  // Takes the lock on the open file; it is held until Close. A handle holds
+  // one lock: a new request replaces the one held. Changing to or from an
+  // exclusive lock lets go of the old one first (a handle's two locks would
+  // conflict with each other); when the new lock is refused the old one is
+  // taken back, unless another holder took the file in that moment.
   virtual bool AccessWithLock(LockInfo* lock);
   virtual bool SupportsHaspLockedAccess();
   virtual bool SupportsConcurrentAppenders();
@@ -129,8 +147,9 @@ class File {
   // is 0.
   virtual char* ReadLine(char* buffer, uint64 max_length);
   // The bytes [offset, offset + length) (cut at end of file) as a block the
-  // caller deletes; null on failure. readahead_hint: bytes the caller will
-  // want next (a hint only).
+  // caller deletes; null on failure. The block keeps the bytes as they were
+  // (later writes and truncations of the file do not show through).
+  // readahead_hint: bytes the caller will want next (a hint only).
   virtual MemBlock* GetMemBlock(int64 offset, int64 length,
                                 int64 readahead_hint);
   // Like GetMemBlock but always a fresh read of the file into an owned copy
@@ -176,7 +195,10 @@ class File {
 
   // A mapping of [offset, offset + length); null (with the error set) when
   // the file is smaller than kMinMMapSize, the range passes the end of file
-  // or the file system cannot map.
+  // or the file system cannot map. Unlike GetMemBlock, a mapping of a local
+  // file shows later writes to the file, and truncating the file under it
+  // is the caller's error: reading a page past the new end kills the
+  // process (SIGBUS). See MemBlock.
   virtual MemBlock* TryMMap(int64 offset, int64 length);
   // Mirrors (replicas on several disks) do not exist on these file systems:
   // the queries fail with ERROR_UNIMPLEMENTED.
@@ -531,7 +553,9 @@ class File {
   // (SetError/SetErrnoError) and returns false or -1.
 
   // Opens name() as mode() and options() say (mode already parsed into
-  // open_mode(); attributes already checked). A created file gets
+  // open_mode(); attributes already checked), truncating the file only when
+  // truncate_on_open() says so: a locked open truncates after it has the
+  // lock, through DoTruncate. A created file gets
   // options().permissions() (DEFAULT_FILE_MODE means 0666) less the umask,
   // as open(2) does, and options().group() when set.
   virtual bool DoOpen() = 0;
@@ -569,8 +593,14 @@ class File {
   const FileOpenOptions& options() const { return options_; }
   FileFactory* factory() const { return factory_; }
   bool is_open() const { return is_open_; }
-  // Attributes in force for this handle (from the record at open time).
-  Attr_t attributes() const { return attributes_; }
+  // Whether DoOpen truncates (open_mode().truncate, unless the shared layer
+  // truncates later itself).
+  bool truncate_on_open() const {
+    return open_mode_.truncate && !defer_truncate_;
+  }
+  // The attributes as last read from the record (at open, Stat, or when a
+  // write needed them); enforcement reads the record itself.
+  Attr_t attributes() const;
 
   // Sets the handle error to "<what> <name>: <strerror(errnum)>" with the
   // translated code; returns false.
@@ -579,6 +609,10 @@ class File {
   bool SetError(file::ErrorCode code, const char* what, const char* reason);
   // Sets the handle error to the failure recorded in op; returns false.
   bool SetErrorFrom(const file::Operation& op);
+  // Resizes *bytes to `size` bytes; when that much memory cannot be had,
+  // sets the handle error (ERROR_NO_SPACE for more than this machine's
+  // memory, ERROR_TEMPORARY when the allocation fails) and returns false.
+  bool ResizeOrFail(::string* bytes, uint64 size, const char* what);
 
   // Concrete destructors call this first: the primitives are gone by the
   // time ~File runs.
@@ -589,8 +623,37 @@ class File {
 
   // Closes without freeing; safe to call twice.
   bool CloseInternal();
+  // CloseInternal with io_mu_ already held exclusively.
+  bool CloseLocked();
   bool AcquireLockInternal(LockInfo* lock, const char* what);
+  // SetAccessPattern's work, for callers that hold io_mu_.
+  bool ApplyAccessPattern(int access_pattern, int cache_policy);
+  // Refuses (with the handle error) a write at `offset` (kAtPosition: the
+  // handle's position) of an APPEND file anywhere but its end. Costs nothing
+  // beyond an atomic read unless the file is append-only. The attributes
+  // are those seen at open, reloaded whenever this process has changed an
+  // attribute record since; another process's change reaches a handle when
+  // it is opened again.
+  static constexpr int64 kAtPosition = -2;
   bool CheckAppendOnly(int64 offset, const char* what);
+  // The handle's attributes, reloaded when a record changed in this process.
+  bool CurrentAttributes(Attr_t* attr);
+  // The attributes from the record as it is now (and caches them); false
+  // with the error set when it cannot be read.
+  bool ReloadAttributes(Attr_t* attr);
+  void CacheAttributes(Attr_t attr, uint64 generation);
+  // Runs `allocate`, turning allocation failures into the handle error.
+  bool AllocateOrFail(uint64 size, const char* what,
+                      const std::function<void()>& allocate);
+  // PReadWithOp into a buffer sized to what the file can give.
+  int64 PReadIntoBuffer(int64 offset, int64 length, IOBuffer* data,
+                        file::Operation* op);
+  // Runs `work` on the worker pool and reports its outcome to `done`: the
+  // byte count it returned, or the error of the failure (from the Operation
+  // or, for operations that take none, the handle); a job that throws still
+  // reports.
+  bool QueueWork(AsyncIO* done, file::Operation* caller_op, const char* what,
+                 std::function<int64(file::Operation*)> work);
   bool ClipRange(const char* what, int64 offset, int64* length);
   int64 VerifyRead(int64 n, const void* buffer, FileDataVerifier* verifier,
                    const char* what);
@@ -606,13 +669,28 @@ class File {
   file::OpenMode open_mode_;
   bool mode_valid_ = false;
   FileOpenOptions options_;
-  Attr_t attributes_;
-  bool is_open_ = false;
-  int64 size_hint_ = -1;
+  const bool is_attribute_record_;
+  bool defer_truncate_ = false;
+  std::atomic<bool> is_open_{false};
+  std::atomic<int64> size_hint_{-1};
+  // Operations on the open file hold it shared, Open and Close exclusively,
+  // so closing never pulls the file from under an operation in flight.
+  mutable std::shared_mutex io_mu_;
+  // Closes waiting for io_mu_: operations that begin meanwhile fail at once
+  // rather than keep a busy handle from ever closing.
+  std::atomic<int> closing_{0};
+  // Guards lock_ (AccessWithLock runs with io_mu_ only shared).
+  std::mutex lock_mu_;
   std::unique_ptr<file::HeldLock> lock_;
+  bool lock_exclusive_ = false;
   bool listed_ = false;
 
+  // Guards the error state, attributes_ and the record generation they
+  // were read at (kNotLoaded until they are).
   mutable std::mutex error_mu_;
+  Attr_t attributes_;
+  static constexpr uint64 kNotLoaded = ~uint64{0};
+  uint64 attributes_generation_ = kNotLoaded;
   int error_code_ = file::OK;
   ::string error_message_;
   uint64 error_seq_ = 0;  // counts errors, so a scope can tell its own

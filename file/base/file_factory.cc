@@ -1,10 +1,13 @@
 // The shared layer of FileFactory: every public operation built once on the
 // primitives of a concrete file system.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
+#include <new>
 
 #include "file/base/async.h"
 #include "file/base/attr_record.h"
@@ -58,17 +61,50 @@ bool CopyFailure(const file::Operation& from, file::Operation* to) {
   return false;
 }
 
+// Logs why queued work threw (after its caller has been told).
+static void LogThrown(const file::Operation& op, const std::exception_ptr& thrown) {
+  ::string reason = "unknown exception";
+  try {
+    std::rethrow_exception(thrown);
+  } catch (const std::exception& e) {
+    reason = e.what();
+  } catch (...) {
+  }
+  const ::string what = op.descriptor();
+  PQ_LOG(ERROR) << "asynchronous " << (what.empty() ? "work" : what) << " failed: " << reason;
+}
+
 bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work) {
   if (done == nullptr) return false;
   file::RunAsync([done, work = std::move(work)]() {
     file::Operation op;
-    const int64 result = work(&op);
-    const int error = result >= 0 ? static_cast<int>(file::OK)
-                                   : (op.error() != file::OK ? op.error()
-                                                             : static_cast<int>(file::ERROR_UNKNOWN));
-    done->Finish(error, result < 0 ? 0 : result);
+    int64 result = -1;
+    int error = file::OK;
+    std::exception_ptr thrown;
+    // Whatever happens to the work, the caller waiting on `done` must hear.
+    try {
+      result = work(&op);
+      if (result < 0) error = op.error() != file::OK ? op.error() : file::ERROR_UNKNOWN;
+    } catch (const std::bad_alloc&) {
+      error = file::ERROR_TEMPORARY;
+      thrown = std::current_exception();
+    } catch (...) {
+      error = file::ERROR_UNKNOWN;
+      thrown = std::current_exception();
+    }
+    done->Finish(error, error == file::OK ? result : 0);
+    if (thrown != nullptr) LogThrown(op, thrown);
   });
   return true;
+}
+
+bool CheckWholeFileFits(int64 size, const ::string& name, file::Operation* op) {
+  const long pages = sysconf(_SC_PHYS_PAGES);     // NOLINT
+  const long page_size = sysconf(_SC_PAGESIZE);   // NOLINT
+  if (pages <= 0 || page_size <= 0) return true;  // unknown: let allocation decide
+  if (size <= static_cast<int64>(pages) * page_size) return true;
+  return FileFactory::FailWith(op, file::ERROR_NO_SPACE, "ReadFileToString", name,
+                               "file is larger than this machine's memory");
 }
 
 bool RunBulk(const vector<::string>& names, file::Operation* op, vector<bool>* results,

@@ -58,8 +58,23 @@ class NamedOp {
 bool CopyFailure(const file::Operation& from, file::Operation* to);
 
 // Runs `work` on the worker pool with a fresh Operation and reports to
-// `done`: OK and the (non-negative) result, or the recorded error and 0.
+// `done`: OK and the (non-negative) result, or the recorded error and 0. Work
+// that throws still finishes `done`: ERROR_TEMPORARY for std::bad_alloc,
+// ERROR_UNKNOWN for anything else.
 bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work);
+
+// The FileStat property under which a file system whose identifiers are only
+// unique within one device (the local one) reports that device; two names
+// are the same file when their factory, identifier and device all agree.
+inline constexpr const char* kDeviceProperty = "device";
+
+// Whole-file reads: false (ERROR_NO_SPACE recorded) when `size` bytes could
+// never be held in this machine's memory, so that a huge sparse file fails at
+// once instead of exhausting memory on the way.
+bool CheckWholeFileFits(int64 size, const ::string& name, file::Operation* op);
+// Never reserve more than this ahead of reading: a file's size is a hint, and
+// the string grows as the bytes actually arrive.
+inline constexpr int64 kMaxWholeFileReserve = int64{64} << 20;
 
 // The failures of a bulk call, name by name: the code of the first and every
 // name's message, joined with "; " (for example "Delete /a: No such file or

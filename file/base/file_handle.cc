@@ -1,12 +1,16 @@
 // The shared layer of File handles: bookkeeping around the primitives of a
 // concrete file system (open state, deadlines, errors, attribute
 // enforcement, statistics, the open-handle list).
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
 #include <list>
 #include <mutex>
+#include <new>
+#include <stdexcept>
 
 #include "file/base/async.h"
 #include "file/base/attr_record.h"
@@ -29,6 +33,24 @@ OpenHandleList& OpenHandles() {
 
 constexpr uint64 kMaxIoSize =
     static_cast<uint64>(std::numeric_limits<int64>::max());
+
+// ReadToString reads in chunks that start at most this large and then grow
+// with the data read: the size of a file says little about what fits in
+// memory (a sparse file can be far larger than the machine).
+constexpr uint64 kReadChunk = 64 * 1024;
+constexpr uint64 kMaxFirstReadChunk = 1024 * 1024;
+
+// No buffer larger than the machine's memory can ever be filled; refusing
+// it up front beats growing towards it until the process is killed.
+uint64 PhysicalMemory() {
+  static const uint64 bytes = [] {
+    const long pages = sysconf(_SC_PHYS_PAGES);  // NOLINT
+    const long page = sysconf(_SC_PAGESIZE);     // NOLINT
+    if (pages <= 0 || page <= 0) return kMaxIoSize;
+    return static_cast<uint64>(pages) * static_cast<uint64>(page);
+  }();
+  return bytes;
+}
 
 }  // namespace
 
@@ -73,9 +95,15 @@ class FileOpScope {
                                "deadline exceeded");
       }
     }
-    if (needs_open && !file_->is_open_) {
-      return file_->SetError(file::ERROR_INVALID_ARGUMENT, what_,
-                             "file is not open");
+    if (needs_open) {
+      // Held until the operation ends, so Close waits for it.
+      if (file_->closing_ == 0) {
+        io_lock_ = std::shared_lock<std::shared_mutex>(file_->io_mu_);
+      }
+      if (!io_lock_.owns_lock() || !file_->is_open_) {
+        return file_->SetError(file::ERROR_INVALID_ARGUMENT, what_,
+                               "file is not open");
+      }
     }
     return true;
   }
@@ -99,30 +127,12 @@ class FileOpScope {
   const char* const what_;
   uint64 error_seq_at_start_ = 0;
   bool started_ = false;
+  std::shared_lock<std::shared_mutex> io_lock_;
 };
 
 namespace {
 
 FileOpStats& Stats() { return *File::opstats(); }
-
-// Runs `work` on the worker pool and reports its outcome to `done`: the
-// error code of the Operation it ran with and the byte count it returned
-// (0 when negative).
-bool QueueHandleWork(AsyncIO* done, file::Operation* caller_op,
-                     std::function<int64(file::Operation*)> work) {
-  if (done == nullptr) return false;
-  file::RunAsync([done, caller_op, work = std::move(work)]() {
-    file::Operation scratch;
-    file::Operation* op = caller_op != nullptr ? caller_op : &scratch;
-    const int64 result = work(op);
-    const int error = result < 0 ? (op->error() != file::OK
-                                        ? op->error()
-                                        : static_cast<int>(file::ERROR_UNKNOWN))
-                                 : static_cast<int>(file::OK);
-    done->Finish(error, result < 0 ? 0 : result);
-  });
-  return true;
-}
 
 }  // namespace
 
@@ -131,8 +141,46 @@ File::File(FileFactory* factory, const char* name, const char* mode,
     : factory_(factory),
       name_(name != nullptr ? name : ""),
       mode_(mode != nullptr ? mode : ""),
-      options_(options) {
+      options_(options),
+      // Records are plain files to themselves: they have no record.
+      is_attribute_record_(file::IsAttributeRecordName(name_.c_str())) {
   mode_valid_ = file::ParseOpenMode(mode, &open_mode_);
+}
+
+bool File::QueueWork(AsyncIO* done, file::Operation* caller_op,
+                     const char* what,
+                     std::function<int64(file::Operation*)> work) {
+  if (done == nullptr) return false;
+  file::RunAsync([this, done, caller_op, what, work = std::move(work)]() {
+    file::Operation scratch;
+    file::Operation* op = caller_op != nullptr ? caller_op : &scratch;
+    int64 result = -1;
+    // The completion is owed whatever happens: a job that throws must still
+    // report, or its waiters would wait forever.
+    try {
+      result = work(op);
+    } catch (const std::bad_alloc&) {
+      SetError(file::ERROR_TEMPORARY, what, std::strerror(ENOMEM));
+    } catch (const std::exception& e) {
+      SetError(file::ERROR_UNKNOWN, what, e.what());
+    } catch (...) {
+      SetError(file::ERROR_UNKNOWN, what, "unknown exception");
+    }
+    int error = file::OK;
+    if (result < 0) {
+      error = op->error();
+      if (error == file::OK) {
+        // Operations that take no Operation leave their failure on the
+        // handle.
+        error = GetCurrentErrorCode();
+        if (error == file::OK) error = file::ERROR_UNKNOWN;
+        op->SetError(static_cast<file::ErrorCode>(error),
+                     GetCurrentErrorMessage());
+      }
+    }
+    done->Finish(error, result < 0 ? 0 : result);
+  });
+  return true;
 }
 
 File::~File() {
@@ -204,6 +252,67 @@ bool File::SetErrorFrom(const file::Operation& op) {
   return false;
 }
 
+bool File::AllocateOrFail(uint64 size, const char* what,
+                          const std::function<void()>& allocate) {
+  if (size > PhysicalMemory()) {
+    return SetError(file::ERROR_NO_SPACE, what,
+                    ("cannot hold " + std::to_string(size) +
+                     " bytes: more than this machine's memory").c_str());
+  }
+  try {
+    allocate();
+  } catch (const std::bad_alloc&) {
+    return SetError(file::ERROR_TEMPORARY, what,
+                    ("cannot hold " + std::to_string(size) + " bytes: " +
+                     std::strerror(ENOMEM)).c_str());
+  } catch (const std::length_error&) {
+    return SetError(file::ERROR_NO_SPACE, what,
+                    ("cannot hold " + std::to_string(size) +
+                     " bytes in one buffer").c_str());
+  }
+  return true;
+}
+
+bool File::ResizeOrFail(::string* bytes, uint64 size, const char* what) {
+  return AllocateOrFail(size, what,
+                        [bytes, size] { bytes->resize(static_cast<size_t>(size)); });
+}
+
+Attr_t File::attributes() const {
+  std::lock_guard<std::mutex> lock(error_mu_);
+  return attributes_;
+}
+
+void File::CacheAttributes(Attr_t attr, uint64 generation) {
+  std::lock_guard<std::mutex> lock(error_mu_);
+  attributes_ = attr;
+  attributes_generation_ = generation;
+}
+
+bool File::ReloadAttributes(Attr_t* attr) {
+  *attr = Attr_t(0);
+  if (is_attribute_record_) return true;
+  // Taken before reading, so a change made meanwhile leaves the cache stale.
+  const uint64 generation = file::AttributeRecordGeneration();
+  file::Operation lookup;
+  if (!factory_->GetAttributes(name_.c_str(), attr, &lookup)) {
+    return SetErrorFrom(lookup);
+  }
+  CacheAttributes(*attr, generation);
+  return true;
+}
+
+bool File::CurrentAttributes(Attr_t* attr) {
+  {
+    std::lock_guard<std::mutex> lock(error_mu_);
+    if (attributes_generation_ == file::AttributeRecordGeneration()) {
+      *attr = attributes_;
+      return true;
+    }
+  }
+  return ReloadAttributes(attr);
+}
+
 ::string File::GetCurrentErrorMessage() {
   std::lock_guard<std::mutex> lock(error_mu_);
   return error_message_;
@@ -232,6 +341,7 @@ bool File::Open() { return OpenWithOp(nullptr); }
 bool File::OpenWithOp(file::Operation* op) {
   FileOpScope scope(this, op, "Open");
   if (!scope.Begin(/*needs_open=*/false)) return false;
+  std::unique_lock<std::shared_mutex> exclusive(io_mu_);
   if (is_open_) return SetError(file::ERROR_INVALID_ARGUMENT, "Open",
                                 "file is already open");
   if (!mode_valid_) {
@@ -245,7 +355,11 @@ bool File::OpenWithOp(file::Operation* op) {
   // the record. Records are plain files to themselves: loading a record must
   // not look for a record of the record.
   Attr_t recorded(0);
-  if (open_mode_.write && !file::IsAttributeRecordName(name_.c_str())) {
+  // A read-only handle's attributes count as not loaded: nothing it does
+  // depends on them.
+  uint64 recorded_generation = kNotLoaded;
+  if (open_mode_.write && !is_attribute_record_) {
+    recorded_generation = file::AttributeRecordGeneration();
     file::Operation lookup;
     if (!factory_->GetAttributes(name_.c_str(), &recorded, &lookup)) {
       ++Stats().open_failures;
@@ -262,36 +376,52 @@ bool File::OpenWithOp(file::Operation* op) {
     return SetError(file::ERROR_PERMISSION_DENIED, "Open",
                     "file is append-only and cannot be truncated");
   }
+  // A locked open must not empty a file somebody else holds: truncate only
+  // once the lock is ours.
+  defer_truncate_ = open_mode_.truncate && options_.lock_info() != nullptr;
   if (!DoOpen()) {
+    defer_truncate_ = false;
     ++Stats().open_failures;
     return false;
   }
   is_open_ = true;
   if (options_.lock_info() != nullptr &&
       !AcquireLockInternal(options_.lock_info(), "Open")) {
-    CloseInternal();
+    CloseLocked();
+    defer_truncate_ = false;
     ++Stats().open_failures;
     return false;
+  }
+  if (defer_truncate_) {
+    defer_truncate_ = false;
+    // Only what has bytes needs cutting (pipes and devices cannot be cut,
+    // and the open would not have truncated them either).
+    const int64 size = DoSize();
+    if (size < 0 || (size > 0 && !DoTruncate(0))) {
+      CloseLocked();
+      ++Stats().open_failures;
+      return false;
+    }
   }
   const int pattern = options_.access_pattern();
   const int policy = options_.cache_policy();
   if ((pattern != file::NORMAL || policy != file::CACHED) &&
-      !SetAccessPattern(pattern, policy)) {
-    CloseInternal();
+      !ApplyAccessPattern(pattern, policy)) {
+    CloseLocked();
     ++Stats().open_failures;
     return false;
   }
-  attributes_ = recorded;
+  CacheAttributes(recorded, recorded_generation);
   const Attr_t requested = options_.attributes();
   if (open_mode_.write && requested.attr != 0 && !requested.is_default()) {
     file::Operation store;
     if (!factory_->SetAttributesWithOp(name_.c_str(), requested, &store)) {
       SetErrorFrom(store);
-      CloseInternal();
+      CloseLocked();
       ++Stats().open_failures;
       return false;
     }
-    attributes_ = requested;
+    CacheAttributes(requested, file::AttributeRecordGeneration());
   }
   List();
   ++Stats().opens;
@@ -302,16 +432,40 @@ bool File::AcquireLockInternal(LockInfo* lock, const char* what) {
   if (lock == nullptr) {
     return SetError(file::ERROR_INVALID_ARGUMENT, what, "no lock given");
   }
-  // Release first: converting our own shared lock to an exclusive one must
-  // not conflict with ourselves.
-  lock_.reset();
+  std::lock_guard<std::mutex> guard(lock_mu_);
   file::Operation scratch;
   std::unique_ptr<file::HeldLock> held;
-  if (!factory_->AcquireLock(name_, *lock, &held, &scratch)) {
+  // The lock already held in the mode asked for stays: letting go of it to
+  // take it again could only lose it.
+  if (lock_ != nullptr && lock->exclusive() == lock_exclusive_) return true;
+  if (lock_ == nullptr) {
+    if (!factory_->AcquireLock(name_, *lock, &held, &scratch)) {
+      return SetErrorFrom(scratch);
+    }
+    lock_ = std::move(held);
+    lock_exclusive_ = lock->exclusive();
+    return true;
+  }
+  // A change of mode: the new lock would conflict with our own old one, so
+  // let go of that first, and take it back if the new one is refused.
+  const LockInfo old(lock_exclusive_ ? LockInfo::EXCLUSIVE : LockInfo::SHARED,
+                     /*blocking=*/false);
+  lock_.reset();
+  if (factory_->AcquireLock(name_, *lock, &held, &scratch)) {
+    lock_ = std::move(held);
+    lock_exclusive_ = lock->exclusive();
+    return true;
+  }
+  file::Operation again;
+  if (factory_->AcquireLock(name_, old, &held, &again)) {
+    lock_ = std::move(held);
     return SetErrorFrom(scratch);
   }
-  lock_ = std::move(held);
-  return true;
+  scratch.SetError(static_cast<file::ErrorCode>(scratch.error()),
+                   scratch.message() +
+                       " (and the lock held before was taken by another "
+                       "holder meanwhile)");
+  return SetErrorFrom(scratch);
 }
 
 bool File::AccessWithLock(LockInfo* lock) {
@@ -321,6 +475,13 @@ bool File::AccessWithLock(LockInfo* lock) {
 }
 
 bool File::CloseInternal() {
+  ++closing_;
+  std::unique_lock<std::shared_mutex> exclusive(io_mu_);
+  --closing_;
+  return CloseLocked();
+}
+
+bool File::CloseLocked() {
   if (!is_open_) return true;
   lock_.reset();
   const bool closed = DoClose();
@@ -341,7 +502,7 @@ bool CloseAndDelete(File* f) {
 }  // namespace file
 
 bool File::OpenAsync(AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this](file::Operation* op) {
+  return QueueWork(done, nullptr, "Open", [this](file::Operation* op) {
     return OpenWithOp(op) ? int64{0} : int64{-1};
   });
 }
@@ -389,7 +550,7 @@ bool File::DeleteWithOp(file::Operation* op) {
 }
 
 bool File::DeleteAsync(AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this](file::Operation* op) {
+  return QueueWork(done, nullptr, "Delete", [this](file::Operation* op) {
     return DeleteWithOp(op) ? int64{0} : int64{-1};
   });
 }
@@ -405,7 +566,11 @@ bool File::TruncateWithOp(int64 length, file::Operation* op) {
     return SetError(file::ERROR_INVALID_ARGUMENT, "Truncate",
                     "negative length");
   }
-  if (attributes_.has(Attr_t::APPEND)) {
+  // Only cutting the file needs the record (read as it is now: it may have
+  // changed since the open); growing is allowed on APPEND files too.
+  Attr_t attr;
+  if (!CurrentAttributes(&attr)) return false;
+  if (attr.has(Attr_t::APPEND)) {
     const int64 size = DoSize();
     if (size < 0) return false;
     if (length < size) {
@@ -423,9 +588,10 @@ bool File::Resize(int64 length, file::Operation* op) {
 }
 
 bool File::TruncateAsync(int64 length, AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this, length](file::Operation* op) {
-    return TruncateWithOp(length, op) ? int64{0} : int64{-1};
-  });
+  return QueueWork(done, nullptr, "Truncate",
+                   [this, length](file::Operation* op) {
+                     return TruncateWithOp(length, op) ? int64{0} : int64{-1};
+                   });
 }
 
 int64 File::Size() {
@@ -437,7 +603,8 @@ int64 File::Size() {
 }
 
 int64 File::SizeHint() {
-  if (size_hint_ >= 0) return size_hint_;
+  const int64 hint = size_hint_;
+  if (hint >= 0) return hint;
   return is_open_ ? Size() : -1;
 }
 
@@ -461,7 +628,7 @@ bool File::DataSync() {
 }
 
 bool File::SyncAsync(AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this](file::Operation*) {
+  return QueueWork(done, nullptr, "Sync", [this](file::Operation*) {
     return Sync() ? int64{0} : int64{-1};
   });
 }
@@ -514,8 +681,20 @@ int64 File::ReadWithOp(void* buffer, uint64 size, file::Operation* op) {
 }
 
 // APPEND files take writes only at their end, whatever the handle's mode.
+// A write at the end is allowed either way, so only writes elsewhere read
+// the record, as it is now: APPEND may have been set or cleared since the
+// open. Sequential writes thus cost a size check, not a record read.
 bool File::CheckAppendOnly(int64 offset, const char* what) {
-  if (!attributes_.has(Attr_t::APPEND)) return true;
+  if (is_attribute_record_) return true;
+  Attr_t attr;
+  if (!CurrentAttributes(&attr)) return false;
+  if (!attr.has(Attr_t::APPEND)) return true;
+  if (offset == kAtPosition) {
+    // A pipe has no position: whatever is written goes to its end.
+    if (DoIsFifo()) return true;
+    offset = DoTell();
+    if (offset < 0) return false;
+  }
   const int64 size = DoSize();
   if (size < 0) return false;
   if (offset == size) return true;
@@ -548,10 +727,7 @@ int64 File::WriteWithOp(const void* buffer, uint64 size,
     int64 offset;
     written = DoAppend(buffer, size, &offset);
   } else {
-    if (attributes_.has(Attr_t::APPEND)) {
-      const int64 position = DoTell();
-      if (position < 0 || !CheckAppendOnly(position, "Write")) return -1;
-    }
+    if (!CheckAppendOnly(kAtPosition, "Write")) return -1;
     written = DoWrite(buffer, size);
   }
   CountWrite(written);
@@ -586,11 +762,13 @@ int64 File::RecordAppend(IOBuffer* data) {
 }
 
 bool File::RecordAppendAsync(IOBuffer* data, int64* offset, AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this, data, offset](file::Operation*) {
-    const int64 landed = RecordAppend(data);
-    if (offset != nullptr) *offset = landed;
-    return landed < 0 ? int64{-1} : static_cast<int64>(data->size());
-  });
+  return QueueWork(done, nullptr, "RecordAppend",
+                   [this, data, offset](file::Operation*) {
+                     const int64 landed = RecordAppend(data);
+                     if (offset != nullptr) *offset = landed;
+                     return landed < 0 ? int64{-1}
+                                       : static_cast<int64>(data->size());
+                   });
 }
 
 char* File::ReadLine(char* buffer, uint64 max_length) {
@@ -639,19 +817,29 @@ int64 File::ReadToString(::string* contents, int64 max_length) {
   contents->clear();
   const uint64 limit = max_length < 0 ? kMaxIoSize
                                       : static_cast<uint64>(max_length);
-  // Size the first chunk by what is left of the file, when that is known.
-  uint64 chunk = 64 * 1024;
+  // Size the first chunk by what is left of the file, when that is known,
+  // but only up to a cap: the size promises nothing about what memory can
+  // hold, so the string grows with the bytes actually read.
+  uint64 chunk = kReadChunk;
   if (!DoIsFifo()) {
     const int64 size = DoSize();
     const int64 position = DoTell();
     if (size >= 0 && position >= 0 && size > position) {
-      chunk = static_cast<uint64>(size - position) + 1;
+      const uint64 left =
+          std::min<uint64>(static_cast<uint64>(size - position), limit);
+      if (left > PhysicalMemory()) {
+        SetError(file::ERROR_NO_SPACE, "ReadToString",
+                 ("cannot hold " + std::to_string(left) +
+                  " bytes: more than this machine's memory").c_str());
+        return -1;
+      }
+      chunk = std::min<uint64>(left + 1, kMaxFirstReadChunk);
     }
   }
   while (contents->size() < limit) {
     const uint64 want = std::min<uint64>(chunk, limit - contents->size());
     const size_t old_size = contents->size();
-    contents->resize(old_size + want);
+    if (!ResizeOrFail(contents, old_size + want, "ReadToString")) return -1;
     const int64 n = DoRead(contents->data() + old_size, want);
     if (n < 0) {
       contents->resize(old_size);
@@ -659,7 +847,11 @@ int64 File::ReadToString(::string* contents, int64 max_length) {
     }
     contents->resize(old_size + static_cast<size_t>(n));
     if (n == 0) break;
-    chunk = std::max<uint64>(chunk, 64 * 1024);
+    // A short read most likely met the end: look for more in a small chunk.
+    // Otherwise double, so a large file takes few reads.
+    chunk = static_cast<uint64>(n) < want
+                ? kReadChunk
+                : std::max<uint64>(kReadChunk, contents->size());
   }
   ++Stats().reads;
   Stats().bytes_read += static_cast<int64>(contents->size());
@@ -714,8 +906,9 @@ int64 File::PWriteWithOp(int64 offset, const void* buffer, int64 size,
                "append-mode handles write only at the end of file");
       return -1;
     }
+  } else if (!CheckAppendOnly(offset, "PWrite")) {
+    return -1;
   }
-  if (!CheckAppendOnly(offset, "PWrite")) return -1;
   const int64 written = DoPWrite(offset, buffer, size);
   CountWrite(written);
   return written;
@@ -750,14 +943,45 @@ bool File::PReadAsyncWithOp(int64 offset, int64 length, IOBuffer* data,
     SetError(file::ERROR_INVALID_ARGUMENT, "PReadAsync", "bad buffer or length");
     return false;
   }
-  return QueueHandleWork(
-      done, op, [this, offset, length, data, bytes_read](file::Operation* o) {
-        data->Resize(static_cast<size_t>(length));
-        const int64 n = PReadWithOp(offset, data->mutable_data(), length, o);
-        data->Resize(n < 0 ? 0 : static_cast<size_t>(n));
+  return QueueWork(
+      done, op, "PRead",
+      [this, offset, length, data, bytes_read](file::Operation* o) {
+        if (bytes_read != nullptr) *bytes_read = -1;
+        const int64 n = PReadIntoBuffer(offset, length, data, o);
         if (bytes_read != nullptr) *bytes_read = n;
         return n;
       });
+}
+
+int64 File::PReadIntoBuffer(int64 offset, int64 length, IOBuffer* data,
+                            file::Operation* op) {
+  data->Clear();
+  FileOpScope scope(this, op, "PRead");
+  if (!scope.Begin() || !scope.RequireReadable()) return -1;
+  if (offset < 0) {
+    SetError(file::ERROR_INVALID_ARGUMENT, "PRead", "negative offset");
+    return -1;
+  }
+  // Nothing past the end of file can be read, so the buffer need not be
+  // larger than what lies before it, whatever length was asked for.
+  if (!DoIsFifo()) {
+    const int64 size = DoSize();
+    if (size < 0) return -1;
+    length = std::min(length, std::max<int64>(0, size - offset));
+  }
+  if (length == 0) return 0;
+  if (!AllocateOrFail(static_cast<uint64>(length), "PRead", [data, length] {
+        data->Resize(static_cast<size_t>(length));
+      })) {
+    return -1;
+  }
+  const int64 n = DoPRead(offset, data->mutable_data(), length);
+  data->Resize(n < 0 ? 0 : static_cast<size_t>(n));
+  if (n >= 0) {
+    ++Stats().reads;
+    Stats().bytes_read += n;
+  }
+  return n;
 }
 
 bool File::PWriteAsync(int64 offset, IOBuffer* data, int64* written,
@@ -771,8 +995,8 @@ bool File::PWriteAsyncWithOp(int64 offset, IOBuffer* data, int64* written,
     SetError(file::ERROR_INVALID_ARGUMENT, "PWriteAsync", "no buffer");
     return false;
   }
-  return QueueHandleWork(
-      done, op, [this, offset, data, written](file::Operation* o) {
+  return QueueWork(
+      done, op, "PWrite", [this, offset, data, written](file::Operation* o) {
         const int64 n = PWriteWithOp(offset, data->data(),
                                      static_cast<int64>(data->size()), o);
         if (written != nullptr) *written = n;
@@ -853,7 +1077,11 @@ MemBlock* File::GetMemBlockFromDisk(int64 offset, int64 length,
   FileOpScope scope(this, nullptr, "GetMemBlockFromDisk");
   if (!scope.Begin() || !scope.RequireReadable()) return nullptr;
   if (!ClipRange("GetMemBlockFromDisk", offset, &length)) return nullptr;
-  ::string bytes(static_cast<size_t>(length), '\0');
+  ::string bytes;
+  if (!ResizeOrFail(&bytes, static_cast<uint64>(length),
+                    "GetMemBlockFromDisk")) {
+    return nullptr;
+  }
   int64 done = 0;
   int retries_left = std::max(0, max_retries);
   while (done < length) {
@@ -917,13 +1145,17 @@ bool File::SetAttributesWithOp(Attr_t attr, file::Operation* op) {
   if (!factory_->SetAttributesWithOp(name_.c_str(), attr, &scratch)) {
     return SetErrorFrom(scratch);
   }
-  attributes_ = attr.is_default() ? Attr_t(0) : attr;
+  CacheAttributes(attr.is_default() ? Attr_t(0) : attr, file::AttributeRecordGeneration());
   return true;
 }
 
 bool File::SetAccessPattern(int access_pattern, int cache_policy) {
   FileOpScope scope(this, nullptr, "SetAccessPattern");
   if (!scope.Begin()) return false;
+  return ApplyAccessPattern(access_pattern, cache_policy);
+}
+
+bool File::ApplyAccessPattern(int access_pattern, int cache_policy) {
   if (access_pattern < file::NONE || access_pattern > file::SEQUENTIAL ||
       cache_policy < file::CACHED || cache_policy > file::UNCACHED) {
     return SetError(file::ERROR_INVALID_ARGUMENT, "SetAccessPattern",
@@ -944,12 +1176,13 @@ bool File::StatWithOp(FileStat* stat, file::Operation* op) {
   if (!DoStat(stat)) return false;
   ++Stats().stats;
   // The record may have changed since the open; when it cannot be read the
-  // attributes in force at open time are the best answer.
-  Attr_t recorded = attributes_;
+  // attributes last read are the best answer.
+  Attr_t recorded = attributes();
+  const uint64 generation = file::AttributeRecordGeneration();
   file::Operation lookup;
-  if (!file::IsAttributeRecordName(name_.c_str()) &&
+  if (!is_attribute_record_ &&
       factory_->GetAttributes(name_.c_str(), &recorded, &lookup)) {
-    attributes_ = recorded;
+    CacheAttributes(recorded, generation);
   }
   stat->attributes = recorded;
   size_hint_ = stat->length;
@@ -957,7 +1190,7 @@ bool File::StatWithOp(FileStat* stat, file::Operation* op) {
 }
 
 bool File::StatAsync(FileStat* stat, AsyncIO* done) {
-  return QueueHandleWork(done, nullptr, [this, stat](file::Operation* op) {
+  return QueueWork(done, nullptr, "Stat", [this, stat](file::Operation* op) {
     return StatWithOp(stat, op) ? stat->length : int64{-1};
   });
 }

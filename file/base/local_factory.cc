@@ -7,9 +7,14 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
 
+#include "file/base/file_factory_internal.h"
 #include "file/base/glob.h"
 #include "file/base/local_file.h"
 #include "file/base/operation.h"
@@ -54,6 +59,8 @@ bool LocalFileFactory::DoStat(const char* name, FileStat* stat, file::Operation*
   struct stat st;
   if (::stat(name, &st) != 0) return FailWithErrno(op, "Stat", name, errno);
   file_internal::FillStatFromPosix(st, stat);
+  // Inode numbers are only unique within a device.
+  stat->properties.Set(file_internal::kDeviceProperty, std::to_string(st.st_dev));
   return true;
 }
 
@@ -145,26 +152,34 @@ bool LocalFileFactory::DoReadable(const char* name, file::Operation* op) {
 
 bool LocalFileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
                                        file::Operation* op) {
-  const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return FailWithErrno(op, "ReadFileToString", name, errno);
+  const ScopedFd fd(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) return FailWithErrno(op, "ReadFileToString", name, errno);
   contents->clear();
   struct stat st;
-  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
-    contents->reserve(static_cast<size_t>(st.st_size));
-  }
+  const bool sized = fstat(fd.get(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0;
+  if (sized && !file_internal::CheckWholeFileFits(st.st_size, name, op)) return false;
   char buffer[1 << 16];
-  for (;;) {
-    const ssize_t n = read(fd, buffer, sizeof(buffer));
-    if (n == 0) break;
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      const int error = errno;
-      close(fd);
-      return FailWithErrno(op, "ReadFileToString", name, error);
+  try {
+    if (sized) {
+      contents->reserve(static_cast<size_t>(
+          std::min<int64>(st.st_size, file_internal::kMaxWholeFileReserve)));
     }
-    contents->append(buffer, static_cast<size_t>(n));
+    for (;;) {
+      const ssize_t n = read(fd.get(), buffer, sizeof(buffer));
+      if (n == 0) break;
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        return FailWithErrno(op, "ReadFileToString", name, errno);
+      }
+      contents->append(buffer, static_cast<size_t>(n));
+    }
+  } catch (const std::bad_alloc&) {
+    ::string().swap(*contents);  // give back what was read so far
+    return FailWithErrno(op, "ReadFileToString", name, ENOMEM);
+  } catch (const std::length_error&) {
+    ::string().swap(*contents);
+    return FailWithErrno(op, "ReadFileToString", name, ENOMEM);
   }
-  close(fd);
   return true;
 }
 

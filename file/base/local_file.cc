@@ -43,7 +43,7 @@ int LocalFile::OpenFlags() const {
   }
   if (m.append) flags |= O_APPEND;
   if (m.create) flags |= O_CREAT;
-  if (m.truncate) flags |= O_TRUNC;
+  if (truncate_on_open()) flags |= O_TRUNC;
   if (options().direct_io()) flags |= O_DIRECT;
   if (options().sync_write()) flags |= O_SYNC;
   return flags;
@@ -266,27 +266,29 @@ bool LocalFile::DoStat(FileStat* stat) {
   return true;
 }
 
+// GetMemBlock gets a copy: a mapping would show later writes and turn a
+// later truncation into SIGBUS, while a block promises the bytes as they
+// were. Only TryMMap, which asks for a mapping, gets one.
 MemBlock* LocalFile::DoGetBlock(int64 offset, int64 length, bool must_map) {
-  if (length > 0 && !is_fifo_) {
+  if (must_map) {
+    if (length <= 0 || is_fifo_) {
+      SetError(file::ERROR_INVALID_ARGUMENT, "TryMMap", "nothing to map");
+      return nullptr;
+    }
     const int64 page = File::pagesize();
     const int64 aligned = offset - offset % page;
     const size_t map_length = static_cast<size_t>(length + (offset - aligned));
     void* base = mmap(nullptr, map_length, PROT_READ, MAP_SHARED, fd_, aligned);
-    if (base != MAP_FAILED) {
-      return MemBlock::FromMapping(base, map_length,
-                                   static_cast<const char*>(base) + (offset - aligned), length,
-                                   offset);
-    }
-    if (must_map) {
+    if (base == MAP_FAILED) {
       SetErrnoError("TryMMap", errno);
       return nullptr;
     }
-  } else if (must_map) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "TryMMap", "nothing to map");
-    return nullptr;
+    return MemBlock::FromMapping(base, map_length,
+                                 static_cast<const char*>(base) + (offset - aligned), length,
+                                 offset);
   }
-  // Not mappable (a write-only descriptor, a pipe): a copy will do.
-  ::string bytes(static_cast<size_t>(length), '\0');
+  ::string bytes;
+  if (!ResizeOrFail(&bytes, static_cast<uint64>(length), "GetMemBlock")) return nullptr;
   const int64 n = length > 0 ? DoPRead(offset, bytes.data(), length) : 0;
   if (n < 0) return nullptr;
   bytes.resize(static_cast<size_t>(n));

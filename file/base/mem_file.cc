@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <new>
 
 #include "file/base/memblock.h"
 
@@ -36,7 +35,7 @@ bool MemFile::DoOpen() {
   request.read = open_mode().read;
   request.write = open_mode().write;
   request.create = open_mode().create;
-  request.truncate = open_mode().truncate;
+  request.truncate = truncate_on_open();
   const unsigned int permissions = options().permissions();
   request.permissions = permissions == DEFAULT_FILE_MODE ? 0666 : permissions;
   request.group = options().group();
@@ -162,10 +161,7 @@ MemBlock* MemFile::DoGetBlock(int64 offset, int64 length, bool) {
     return MemBlock::FromPinned(std::move(pin), data, length, offset);
   }
   ::string copy;
-  try {
-    copy.resize(static_cast<size_t>(length));
-  } catch (const std::bad_alloc&) {
-    SetErrnoError("GetMemBlock", ENOMEM);
+  if (!ResizeOrFail(&copy, static_cast<uint64>(length), "GetMemBlock")) {
     return nullptr;
   }
   node_->bytes.Read(offset, copy.data(), length);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <shared_mutex>
 
+#include "file/base/file_factory_internal.h"
 #include "file/base/mem_file.h"
 #include "file/base/mem_identity.h"
 
@@ -131,6 +132,8 @@ bool MemFileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
   }
   std::shared_lock<std::shared_mutex> lock(node->mu);
   const int64 size = node->bytes.size();
+  // Holes read as zeros, so a sparse file costs its full size here.
+  if (!file_internal::CheckWholeFileFits(size, name, op)) return false;
   try {
     contents->resize(static_cast<size_t>(size));
   } catch (const std::bad_alloc&) {

@@ -272,7 +272,11 @@ int Namespace::Rename(const ::string& from, const ::string& to,
   if (error != 0) return error;
   if (source.node == nullptr) return ENOENT;
   if ((error = ResolveEntry(to, &target)) != 0) return error;
-  if (target.node == source.node) return 0;  // one node under both names
+  if (target.node == source.node) {
+    // One node under both names: nothing to move, but like the local file
+    // system, only an overwriting rename accepts an existing target.
+    return overwrite ? 0 : EEXIST;
+  }
   if (!source.node->is_dir && target.must_be_dir) return ENOTDIR;
   // A directory cannot move into its own subtree.
   for (const NodePtr& ancestor : target.ancestors) {

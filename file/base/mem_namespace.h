@@ -86,7 +86,7 @@ class Namespace {
   int MakeDirectory(const ::string& name, unsigned int mode);
   int RemoveDirectory(const ::string& name);
   // Renames a file or a directory; without `overwrite` an existing `to`
-  // fails with EEXIST.
+  // fails with EEXIST, even when it is `from` itself under another spelling.
   int Rename(const ::string& from, const ::string& to, bool overwrite);
   int List(const ::string& dir, vector<DirEntry>* entries) const;
   // Makes `to`, which must not exist, a file holding a point-in-time copy

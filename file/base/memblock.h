@@ -7,10 +7,18 @@
 
 #include "file/base/base_types.h"
 
-// The bytes of [offset, offset + size) of a file as they were when the block
-// was made. Local files back it with an mmap (unmapped when the block is
-// destroyed); memory files with a copy or a pin on their pages. The caller
-// owns the block and deletes it.
+// The bytes of [offset, offset + size) of a file. The caller owns the block
+// and deletes it.
+//
+// A block that is not mapped (a copy, or a pin on a memory file's pages:
+// everything GetMemBlock and GetMemBlockFromDisk give) keeps the bytes as
+// they were when it was made, whatever happens to the file afterwards.
+//
+// A mapped block (is_mapped(): what TryMMap gives on local files) is a view
+// of the file itself, unmapped when the block is destroyed. It shows later
+// writes to the file, and truncating the file below the end of the block is
+// the caller's error: reading a page past the new end kills the process
+// with SIGBUS.
 class MemBlock {
  public:
   ~MemBlock();
