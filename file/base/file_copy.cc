@@ -80,22 +80,6 @@ struct CopySettings {
   BandwidthLimit* limit = nullptr;
 };
 
-// Whether `to` (on target_fs) is the file source_stat describes, however
-// the two names are spelled: a link, "d/./x" and "d//x" all name "d/x".
-bool IsSameFile(FileFactory* source_fs, const FileStat& source_stat, FileFactory* target_fs,
-                const char* to) {
-  // A file system that does not identify its files cannot tell.
-  if (source_fs != target_fs || source_stat.identifier == 0) return false;
-  FileStat target_stat;
-  file::Operation probe;
-  if (!target_fs->DoStat(to, &target_stat, &probe)) return false;  // nothing to clobber
-  ::string source_device;
-  ::string target_device;
-  source_stat.properties.Get(file_internal::kDeviceProperty, &source_device);
-  target_stat.properties.Get(file_internal::kDeviceProperty, &target_device);
-  return source_stat.identifier == target_stat.identifier && source_device == target_device;
-}
-
 bool CopyByName(const char* from, const char* to, const CopySettings& settings,
                 file::Operation* op) {
   if (from == nullptr || to == nullptr || from[0] == '\0' || to[0] == '\0') {
@@ -113,7 +97,7 @@ bool CopyByName(const char* from, const char* to, const CopySettings& settings,
     return FileFactory::FailWith(op, file::ERROR_ALREADY_EXISTS, "Copy", to, "target exists");
   }
   // Opening the target for writing would truncate the source under us.
-  if (IsSameFile(source_fs.get(), source_stat, target_fs.get(), to)) {
+  if (source_fs == target_fs && source_fs->DoIsSameFile(from, to)) {
     return FileFactory::FailWith(op, file::ERROR_INVALID_ARGUMENT, "Copy", to,
                                  "source and target are the same file");
   }

@@ -216,6 +216,13 @@ bool FileFactory::ReadFileToString(const ::string& name, ::string* contents,
   return DoReadWholeFile(name, contents, op.op());
 }
 
+bool FileFactory::DoIsSameFile(const char* a, const char* b) {
+  FileStat sa, sb;
+  file::Operation probe;
+  return DoStat(a, &sa, &probe) && DoStat(b, &sb, &probe) && sa.identifier != 0 &&
+         sa.identifier == sb.identifier;
+}
+
 bool FileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
                                   file::Operation* op) {
   File* f = CreateWithOptions(name.c_str(), "r", FileOpenOptions());

@@ -203,6 +203,11 @@ class FileFactory {
   // attribute record).
   virtual bool DoStat(const char* name, FileStat* stat,
                       file::Operation* op) = 0;
+  // Whether two existing names of this file system are one file, however
+  // they are spelled. The default compares stat identifiers (0 never
+  // matches); file systems whose identifiers are unique only within a
+  // device compare more.
+  virtual bool DoIsSameFile(const char* a, const char* b);
   // Returns 0 or an errno value.
   virtual int DoListDirectory(const ::string& dir,
                               vector<file::DirEntry>* entries) = 0;

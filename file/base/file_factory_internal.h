@@ -63,11 +63,6 @@ bool CopyFailure(const file::Operation& from, file::Operation* to);
 // ERROR_UNKNOWN for anything else.
 bool QueueNamedWork(AsyncIO* done, std::function<int64(file::Operation*)> work);
 
-// The FileStat property under which a file system whose identifiers are only
-// unique within one device (the local one) reports that device; two names
-// are the same file when their factory, identifier and device all agree.
-inline constexpr const char* kDeviceProperty = "device";
-
 // Whole-file reads: false (ERROR_NO_SPACE recorded) when `size` bytes could
 // never be held in this machine's memory, so that a huge sparse file fails at
 // once instead of exhausting memory on the way.

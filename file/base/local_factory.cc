@@ -59,9 +59,14 @@ bool LocalFileFactory::DoStat(const char* name, FileStat* stat, file::Operation*
   struct stat st;
   if (::stat(name, &st) != 0) return FailWithErrno(op, "Stat", name, errno);
   file_internal::FillStatFromPosix(st, stat);
-  // Inode numbers are only unique within a device.
-  stat->properties.Set(file_internal::kDeviceProperty, std::to_string(st.st_dev));
   return true;
+}
+
+bool LocalFileFactory::DoIsSameFile(const char* a, const char* b) {
+  // Inode numbers are only unique within a device.
+  struct stat sa, sb;
+  return ::stat(a, &sa) == 0 && ::stat(b, &sb) == 0 && sa.st_dev == sb.st_dev &&
+         sa.st_ino == sb.st_ino;
 }
 
 int LocalFileFactory::DoListDirectory(const ::string& dir, vector<file::DirEntry>* entries) {

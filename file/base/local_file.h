@@ -50,6 +50,7 @@ class LocalFileFactory : public FileFactory {
   File* NewFile(const char* name, const char* mode,
                 const FileOpenOptions& options) override;
   bool DoStat(const char* name, FileStat* stat, file::Operation* op) override;
+  bool DoIsSameFile(const char* a, const char* b) override;
   int DoListDirectory(const ::string& dir,
                       vector<file::DirEntry>* entries) override;
   bool DoDelete(const char* name, file::Operation* op) override;
