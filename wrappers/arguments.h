@@ -296,37 +296,6 @@ struct Param<WritableText> {
   WritableText Get() { return value; }
 };
 
-// Library strings: exact bytes, NULs kept, copied before the call.
-struct StringParam {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kString;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
-  ::string value;
-  bool Load(const Slot& slot) {
-    char* data;
-    Py_ssize_t length;
-    if (PyString_AsStringAndSize(slot.o, &data, &length) == -1) return false;
-    value.assign(data, static_cast<size_t>(length));
-    return true;
-  }
-};
-template <>
-struct Param<::string> : StringParam {
-  ::string Get() { return std::move(value); }
-};
-template <>
-struct Param<const ::string&> : StringParam {
-  const ::string& Get() { return value; }
-};
-template <>
-struct Param<const ::string*> : StringParam {
-  const ::string* Get() { return &value; }
-};
-template <>
-struct Param<DiscardedString> : StringParam {
-  DiscardedString Get() { return DiscardedString{value}; }
-};
-
 template <>
 struct Param<Bytes> {
   static constexpr int kSlots = 1;
@@ -341,6 +310,32 @@ struct Param<Bytes> {
     return true;
   }
   Bytes Get() { return value; }
+};
+
+// Library strings: exact bytes, NULs kept, copied before the call.
+struct StringParam : Param<Bytes> {
+  ::string copy;
+  bool Load(const Slot& slot) {
+    if (!Param<Bytes>::Load(slot)) return false;
+    copy.assign(value.data, value.size);
+    return true;
+  }
+};
+template <>
+struct Param<::string> : StringParam {
+  ::string Get() { return std::move(copy); }
+};
+template <>
+struct Param<const ::string&> : StringParam {
+  const ::string& Get() { return copy; }
+};
+template <>
+struct Param<const ::string*> : StringParam {
+  const ::string* Get() { return &copy; }
+};
+template <>
+struct Param<DiscardedString> : StringParam {
+  DiscardedString Get() { return DiscardedString{copy}; }
 };
 
 // Name lists: a tuple or list of str, or a vector<string> pointer object.
