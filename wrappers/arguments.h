@@ -97,13 +97,19 @@ inline bool LoadPointer(PyObject* o, void** out, swig_type_info* type, int flags
 template <class P, class Enable = void>
 struct Param;
 
+// What every parameter fed by one format letter declares: it takes one
+// slot, accepts these letters, and is tested this way by dispatchers.
+template <Candidate Test, char... Letters>
+struct OneSlot {
+  static constexpr int kSlots = 1;
+  static constexpr Candidate kTest = Test;
+  static constexpr bool Accepts(char c) { return ((c == Letters) || ...); }
+};
+
 // Wrapped pointers: "O", None is null.
 template <class T>
   requires Wrapped<std::remove_cv_t<T>>
-struct Param<T*> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<T*> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
@@ -111,10 +117,7 @@ struct Param<T*> {
 };
 
 template <class P>
-struct Param<Disown<P>> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<Disown<P>> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return Param<P>::Type(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
@@ -124,10 +127,7 @@ struct Param<Disown<P>> {
 };
 
 template <class Tag, class P>
-struct Param<Tagged<Tag, P>> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<Tagged<Tag, P>> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return swig_types[TypeSlot<Tag>::value]; }
   void* ptr = nullptr;
   bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
@@ -137,10 +137,7 @@ struct Param<Tagged<Tag, P>> {
 // Untyped buffers: any pointer text.
 template <class V>
   requires std::is_void_v<V>
-struct Param<V*> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<V*> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return nullptr; }
   void* ptr = nullptr;
   bool Load(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, nullptr, kPointerRaise); }
@@ -150,10 +147,7 @@ struct Param<V*> {
 // References to wrapped classes: a null pointer is refused.
 template <class T>
   requires(Wrapped<std::remove_cv_t<T>> && !detail::kIsStringVector<T>)
-struct Param<T&> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<T&> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
@@ -166,10 +160,7 @@ struct Param<T&> {
 // Shared handles by reference: a null pointer and an empty handle are both
 // refused as null references.
 template <class T>
-struct Param<const shared_ptr<T>&> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<const shared_ptr<T>&> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return TypeOf<shared_ptr<T>>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
@@ -183,10 +174,7 @@ struct Param<const shared_ptr<T>&> {
 // is refused rather than read.
 template <class T>
   requires(Wrapped<T> && std::is_class_v<T> && !detail::kIsStringVector<T>)
-struct Param<T> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<T> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return TypeOf<T>(); }
   void* ptr = nullptr;
   bool Load(const Slot& slot) {
@@ -198,10 +186,7 @@ struct Param<T> {
 
 // Truth values: any object the integer conversion accepts; non-zero is true.
 template <>
-struct Param<bool> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kInteger;
-  static constexpr bool Accepts(char c) { return c == 'O' || c == 'i'; }
+struct Param<bool> : OneSlot<Candidate::kInteger, 'O', 'i'> {
   bool value = false;
   char letter = 'O';
   bool Load(const Slot& slot, char c) {
@@ -220,10 +205,7 @@ struct Param<bool> {
 // through PyInt_AsLong.
 template <class I>
   requires((std::is_integral_v<I> && sizeof(I) == 4) || std::is_enum_v<I>)
-struct Param<I> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kInteger;
-  static constexpr bool Accepts(char c) { return c == 'O' || c == 'i'; }
+struct Param<I> : OneSlot<Candidate::kInteger, 'O', 'i'> {
   I value{};
   bool Load(const Slot& slot, char c) {
     if (c == 'i') {
@@ -239,10 +221,7 @@ struct Param<I> {
 
 // Values the interpreter's own letter already converted.
 template <class T, char Letter, T Slot::*Field, Candidate Test>
-struct ParsedParam {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Test;
-  static constexpr bool Accepts(char c) { return c == Letter; }
+struct ParsedParam : OneSlot<Test, Letter> {
   T value{};
   bool Load(const Slot& slot) {
     value = slot.*Field;
@@ -260,10 +239,7 @@ struct Param<double> : ParsedParam<double, 'd', &Slot::d, Candidate::kAny> {};
 // 64-bit integers: "O" through the 64-bit conversions (ints and longs
 // alike); errors stay pending and stop the call.
 template <class T, T (*Convert)(PyObject*)>
-struct SixtyFourBitParam {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kInteger;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct SixtyFourBitParam : OneSlot<Candidate::kInteger, 'O'> {
   T value = 0;
   bool Load(const Slot& slot) {
     if (!slot.o) return true;  // optional, not given
@@ -281,10 +257,7 @@ template <>
 struct Param<const char*> : ParsedParam<const char*, 's', &Slot::s, Candidate::kString> {};
 
 template <>
-struct Param<WritableText> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kString;
-  static constexpr bool Accepts(char c) { return c == 's'; }
+struct Param<WritableText> : OneSlot<Candidate::kString, 's'> {
   WritableText value;
   bool Load(const Slot& slot) {
     // "s" refuses strings with NUL bytes, so the text's length is the
@@ -297,10 +270,7 @@ struct Param<WritableText> {
 };
 
 template <>
-struct Param<Bytes> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kString;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<Bytes> : OneSlot<Candidate::kString, 'O'> {
   Bytes value;
   bool Load(const Slot& slot) {
     char* data;
@@ -340,10 +310,7 @@ struct Param<DiscardedString> : StringParam {
 
 // Name lists: a tuple or list of str, or a vector<string> pointer object.
 template <>
-struct Param<const vector<::string>&> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kAny;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<const vector<::string>&> : OneSlot<Candidate::kAny, 'O'> {
   vector<::string> local;
   vector<::string>* ptr = nullptr;
   bool Load(const Slot& slot) { return AsStringVector(slot.o, &local, &ptr); }

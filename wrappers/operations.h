@@ -33,10 +33,7 @@ struct Held {
 };
 
 template <class Holder>
-struct Param<Held<Holder>> {
-  static constexpr int kSlots = 1;
-  static constexpr Candidate kTest = Candidate::kPointer;
-  static constexpr bool Accepts(char c) { return c == 'O'; }
+struct Param<Held<Holder>> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return TypeOf<Holder>(); }
   void* ptr = nullptr;
   File* file = nullptr;
