@@ -635,6 +635,12 @@ class File {
   // attribute record since; another process's change reaches a handle when
   // it is opened again.
   static constexpr int64 kAtPosition = -2;
+  // A positioned transfer's arguments: false (with the handle error) for a
+  // negative offset or size, or a missing buffer.
+  bool CheckRange(int64 offset, const void* buffer, int64 size, const char* what);
+  // A sequential transfer's arguments: a size within one transfer's limit
+  // and a buffer unless it is empty.
+  bool CheckBuffer(const void* buffer, uint64 size, const char* what);
   bool CheckAppendOnly(int64 offset, const char* what);
   // The handle's attributes, reloaded when a record changed in this process.
   bool CurrentAttributes(Attr_t* attr);

@@ -667,10 +667,7 @@ int64 File::Read(void* buffer, uint64 size) {
 int64 File::ReadWithOp(void* buffer, uint64 size, file::Operation* op) {
   FileOpScope scope(this, op, "Read");
   if (!scope.Begin() || !scope.RequireReadable()) return -1;
-  if (size > kMaxIoSize || (buffer == nullptr && size > 0)) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "Read", "bad buffer or size");
-    return -1;
-  }
+  if (!CheckBuffer(buffer, size, "Read")) return -1;
   if (size == 0) return 0;
   const int64 n = DoRead(buffer, size);
   if (n >= 0) {
@@ -717,10 +714,7 @@ int64 File::WriteWithOp(const void* buffer, uint64 size,
                         file::Operation* op) {
   FileOpScope scope(this, op, "Write");
   if (!scope.Begin() || !scope.RequireWritable()) return -1;
-  if (size > kMaxIoSize || (buffer == nullptr && size > 0)) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "Write", "bad buffer or size");
-    return -1;
-  }
+  if (!CheckBuffer(buffer, size, "Write")) return -1;
   if (size == 0) return 0;
   int64 written;
   if (open_mode_.append) {
@@ -737,10 +731,7 @@ int64 File::WriteWithOp(const void* buffer, uint64 size,
 int64 File::Append(const void* buffer, uint64 size) {
   FileOpScope scope(this, nullptr, "Append");
   if (!scope.Begin() || !scope.RequireWritable()) return -1;
-  if (size > kMaxIoSize || (buffer == nullptr && size > 0)) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "Append", "bad buffer or size");
-    return -1;
-  }
+  if (!CheckBuffer(buffer, size, "Append")) return -1;
   if (size == 0) return 0;
   int64 offset;
   const int64 written = DoAppend(buffer, size, &offset);
@@ -860,6 +851,16 @@ int64 File::ReadToString(::string* contents, int64 max_length) {
 
 // ---- Positioned I/O -------------------------------------------------------------------
 
+bool File::CheckBuffer(const void* buffer, uint64 size, const char* what) {
+  if (size <= kMaxIoSize && (buffer != nullptr || size == 0)) return true;
+  return SetError(file::ERROR_INVALID_ARGUMENT, what, "bad buffer or size");
+}
+
+bool File::CheckRange(int64 offset, const void* buffer, int64 size, const char* what) {
+  if (offset >= 0 && size >= 0 && (buffer != nullptr || size == 0)) return true;
+  return SetError(file::ERROR_INVALID_ARGUMENT, what, "bad offset, buffer or size");
+}
+
 int64 File::PRead(int64 offset, void* buffer, int64 size) {
   return PReadWithOp(offset, buffer, size, nullptr);
 }
@@ -868,11 +869,7 @@ int64 File::PReadWithOp(int64 offset, void* buffer, int64 size,
                         file::Operation* op) {
   FileOpScope scope(this, op, "PRead");
   if (!scope.Begin() || !scope.RequireReadable()) return -1;
-  if (offset < 0 || size < 0 || (buffer == nullptr && size > 0)) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "PRead",
-             "bad offset, buffer or size");
-    return -1;
-  }
+  if (!CheckRange(offset, buffer, size, "PRead")) return -1;
   if (size == 0) return 0;
   const int64 n = DoPRead(offset, buffer, size);
   if (n >= 0) {
@@ -890,11 +887,7 @@ int64 File::PWriteWithOp(int64 offset, const void* buffer, int64 size,
                          file::Operation* op) {
   FileOpScope scope(this, op, "PWrite");
   if (!scope.Begin() || !scope.RequireWritable()) return -1;
-  if (offset < 0 || size < 0 || (buffer == nullptr && size > 0)) {
-    SetError(file::ERROR_INVALID_ARGUMENT, "PWrite",
-             "bad offset, buffer or size");
-    return -1;
-  }
+  if (!CheckRange(offset, buffer, size, "PWrite")) return -1;
   if (size == 0) return 0;
   // Append-mode handles write only at the end; a positioned write elsewhere
   // would be silently moved there by the kernel, so refuse it.
