@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "runtime/python.h"
 
 PyObject* SwigInt_FromBool(bool b);

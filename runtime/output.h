@@ -3,7 +3,7 @@
 #ifndef RUNTIME_OUTPUT_H_
 #define RUNTIME_OUTPUT_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "file/base/forward.h"
 #include "runtime/python.h"
 #include "runtime/type_registry.h"

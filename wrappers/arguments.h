@@ -12,7 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "runtime/convert.h"
 #include "runtime/output.h"
 #include "runtime/type_table.h"

@@ -1,7 +1,7 @@
 // stringVector, the FileStat/File object conversions, and the withdrawn
 // initialisation entry point.
 #include "file/base/filestat.h"
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 #include "wrappers/calling.h"
 
 namespace pq {

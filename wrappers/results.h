@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "runtime/output.h"
 #include "runtime/type_table.h"
 #include "wrappers/arguments.h"

@@ -5,7 +5,7 @@
 #include <exception>
 #include <thread>
 
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 
 AsyncIO::~AsyncIO() = default;
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <mutex>
 
-#include "file/base/base_types.h"
-#include "file/base/callback.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/callback.h"
 
 // A completion: an asynchronous operation reports its outcome through
 // Finish(error code, byte count) exactly once, from any thread.

@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_ATTR_H_
 #define FILE_BASE_ATTR_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 struct Attr_t {
   enum Bits : uint32 {

@@ -16,7 +16,7 @@
 #include <map>
 
 #include "file/base/attr.h"
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "file/base/forward.h"
 
 namespace file {

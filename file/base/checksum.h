@@ -19,8 +19,8 @@
 
 #include <cstddef>
 
-#include "file/base/base_types.h"
-#include "file/base/status.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/status.h"
 
 class ChecksumState {
  public:

@@ -2,7 +2,7 @@
 #include "file/base/file.h"
 
 #include "file/base/async.h"
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 
 namespace {
 

@@ -41,17 +41,17 @@
 #include <shared_mutex>
 
 #include "file/base/attr.h"
-#include "file/base/bandwidth.h"
-#include "file/base/base_types.h"
-#include "file/base/errors.h"
+#include "file/base/util/bandwidth.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/errors.h"
 #include "file/base/file_open_options.h"
 #include "file/base/file_records.h"
 #include "file/base/filestat.h"
 #include "file/base/forward.h"
-#include "file/base/iobuffer.h"
-#include "file/base/lock_info.h"
-#include "file/base/memblock.h"
-#include "file/base/open_mode.h"
+#include "file/base/util/iobuffer.h"
+#include "file/base/util/lock_info.h"
+#include "file/base/util/memblock.h"
+#include "file/base/util/open_mode.h"
 #include "file/base/opstats.h"
 
 // The smallest file TryMMap maps; smaller files are cheaper to read.

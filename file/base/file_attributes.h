@@ -10,7 +10,7 @@
 #ifndef FILE_BASE_FILE_ATTRIBUTES_H_
 #define FILE_BASE_FILE_ATTRIBUTES_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "file/base/checksum.h"
 #include "file/base/forward.h"
 #include "file/base/fileversion.h"

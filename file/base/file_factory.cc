@@ -14,7 +14,7 @@
 #include "file/base/file.h"
 #include "file/base/file_factory_internal.h"
 #include "file/base/glob.h"
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 #include "file/base/operation.h"
 #include "file/base/path.h"
 #include "file/base/stat_attribute_cache.h"

@@ -23,10 +23,10 @@
 // sees File complete here.
 #include "file/base/file.h"
 #include "file/base/attr.h"
-#include "file/base/base_types.h"
-#include "file/base/errors.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/errors.h"
 #include "file/base/forward.h"
-#include "file/base/lock_info.h"
+#include "file/base/util/lock_info.h"
 
 namespace file {
 struct DirEntry;  // file/base/glob.h

@@ -5,8 +5,8 @@
 
 #include <functional>
 
-#include "file/base/base_types.h"
-#include "file/base/errors.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/errors.h"
 #include "file/base/forward.h"
 #include "file/base/operation.h"
 

@@ -3,7 +3,7 @@
 #define FILE_BASE_FILE_OPEN_OPTIONS_H_
 
 #include "file/base/attr.h"
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 class CheckpointRecord;
 class LockInfo;

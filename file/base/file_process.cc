@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "file/base/file.h"
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 #include "file/base/path.h"
 #include "file/base/sharded.h"
 

@@ -3,7 +3,7 @@
 #define FILE_BASE_FILE_RECORDS_H_
 
 #include "file/base/attr.h"
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // A saved position in a file: OpenToCheckpointOrDie reopens `filename` and
 // seeks to `offset`.

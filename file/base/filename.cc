@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "file/base/hook_slot.h"
+#include "file/base/util/hook_slot.h"
 #include "file/base/name_forms.h"
 
 namespace {

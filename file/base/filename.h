@@ -13,7 +13,7 @@
 
 #include <functional>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 class FileName {
  public:

@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_FILEVERSION_H_
 #define FILE_BASE_FILEVERSION_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 class FileVersion {
  public:

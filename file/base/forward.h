@@ -4,7 +4,7 @@
 #ifndef FILE_BASE_FORWARD_H_
 #define FILE_BASE_FORWARD_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 struct Attr_t;
 struct FileStat;

@@ -18,7 +18,7 @@
 #include <functional>
 #include <string_view>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace file {
 

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <limits>
 
-#include "file/base/memblock.h"
+#include "file/base/util/memblock.h"
 
 namespace file {
 namespace mem {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <optional>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace file {
 namespace mem {

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-#include "file/base/base_types.h"
-#include "file/base/lock_info.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/lock_info.h"
 
 namespace file {
 namespace mem {

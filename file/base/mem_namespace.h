@@ -19,10 +19,10 @@
 #include <memory>
 #include <shared_mutex>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 #include "file/base/filestat.h"
 #include "file/base/glob.h"
-#include "file/base/lock_info.h"
+#include "file/base/util/lock_info.h"
 #include "file/base/mem_bytes.h"
 
 namespace file {

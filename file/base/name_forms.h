@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace file {
 

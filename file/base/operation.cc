@@ -1,6 +1,6 @@
 #include "file/base/operation.h"
 
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 
 namespace file {
 

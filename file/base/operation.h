@@ -6,9 +6,9 @@
 
 #include <mutex>
 
-#include "file/base/base_types.h"
-#include "file/base/errors.h"
-#include "file/base/status.h"
+#include "file/base/util/base_types.h"
+#include "file/base/util/errors.h"
+#include "file/base/util/status.h"
 
 namespace file {
 

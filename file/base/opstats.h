@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 class FileOpStats {
  public:

@@ -8,7 +8,7 @@
 #ifndef FILE_BASE_PATH_H_
 #define FILE_BASE_PATH_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace file {
 

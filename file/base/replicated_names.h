@@ -6,7 +6,7 @@
 #ifndef FILE_BASE_REPLICATED_NAMES_H_
 #define FILE_BASE_REPLICATED_NAMES_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // The protocols a replica can be reached by; the values of
 // File::ConstructRemoteFileType.

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "file/base/glob.h"
-#include "file/base/hook_slot.h"
+#include "file/base/util/hook_slot.h"
 
 namespace file_base {
 namespace {

@@ -14,7 +14,7 @@
 
 #include <functional>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace file_base {
 

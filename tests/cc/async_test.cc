@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "file/base/async.h"
-#include "file/base/errors.h"
+#include "file/base/util/errors.h"
 
 namespace {
 

@@ -14,9 +14,9 @@
 #include <thread>
 
 #include "file/base/async.h"
-#include "file/base/iobuffer.h"
-#include "file/base/lock_info.h"
-#include "file/base/memblock.h"
+#include "file/base/util/iobuffer.h"
+#include "file/base/util/lock_info.h"
+#include "file/base/util/memblock.h"
 #include "file/base/operation.h"
 #include "tests/cc/fs_conformance.h"
 

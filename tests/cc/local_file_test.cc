@@ -10,7 +10,7 @@
 
 #include "file/base/attr_record.h"
 #include "file/base/local_file.h"
-#include "file/base/open_mode.h"
+#include "file/base/util/open_mode.h"
 #include "file/base/operation.h"
 #include "tests/cc/fs_conformance.h"
 

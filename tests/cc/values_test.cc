@@ -12,12 +12,12 @@
 
 #include <gtest/gtest.h>
 
-#include "file/base/errors.h"
+#include "file/base/util/errors.h"
 #include "file/base/file_open_options.h"
 #include "file/base/filestat.h"
 #include "file/base/fileversion.h"
-#include "file/base/logging.h"
-#include "file/base/status.h"
+#include "file/base/util/logging.h"
+#include "file/base/util/status.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "file/base/status.h"
+#include "file/base/util/status.h"
 
 #include <time.h>
 

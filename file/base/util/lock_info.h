@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_LOCK_INFO_H_
 #define FILE_BASE_LOCK_INFO_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // What lock to take: shared (many holders) or exclusive (one holder), and
 // whether to wait for a conflicting holder or fail at once. A LockInfo is a

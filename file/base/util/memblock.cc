@@ -1,4 +1,4 @@
-#include "file/base/memblock.h"
+#include "file/base/util/memblock.h"
 
 #include <sys/mman.h>
 

@@ -1,9 +1,9 @@
-#include "file/base/errors.h"
+#include "file/base/util/errors.h"
 
 #include <cerrno>
 #include <iterator>
 
-#include "file/base/status.h"
+#include "file/base/util/status.h"
 
 namespace file {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 class IOBuffer {
  public:

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // Seconds since the epoch, as a floating-point value.
 typedef double WallTime;

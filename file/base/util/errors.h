@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_ERRORS_H_
 #define FILE_BASE_ERRORS_H_
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 namespace util {
 class ErrorSpace;

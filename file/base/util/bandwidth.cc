@@ -1,4 +1,4 @@
-#include "file/base/bandwidth.h"
+#include "file/base/util/bandwidth.h"
 
 #include <thread>
 

@@ -1,4 +1,4 @@
-#include "file/base/open_mode.h"
+#include "file/base/util/open_mode.h"
 
 namespace file {
 

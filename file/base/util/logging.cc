@@ -1,4 +1,4 @@
-#include "file/base/logging.h"
+#include "file/base/util/logging.h"
 
 #include <errno.h>
 #include <sys/time.h>

@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // The bytes of [offset, offset + size) of a file. The caller owns the block
 // and deletes it.

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <mutex>
 
-#include "file/base/base_types.h"
+#include "file/base/util/base_types.h"
 
 // Limits the rate of the copies that share it to bytes_per_second. Thread
 // safe: several copies may share one limit and then share its rate.
