@@ -1,7 +1,7 @@
 // Parsed file names (FileName) and the free functions that build and take
 // apart replicated and remote names.
-#include "file/base/filename.h"
-#include "file/base/replicated_names.h"
+#include "file/base/names/filename.h"
+#include "file/base/names/replicated_names.h"
 #include "wrappers/calling.h"
 
 namespace pq {

@@ -1,8 +1,8 @@
 // Free functions of the library that belong to no class: the numeric sign
 // test, the error-code helpers, and the sharded-name utilities.
 #include "file/base/util/errors.h"
-#include "file/base/replicated_names.h"
-#include "file/base/sharded.h"
+#include "file/base/names/replicated_names.h"
+#include "file/base/names/sharded.h"
 #include "file/base/util/status.h"
 #include "wrappers/calling.h"
 

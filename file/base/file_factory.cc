@@ -13,10 +13,10 @@
 #include "file/base/attr_record.h"
 #include "file/base/file.h"
 #include "file/base/file_factory_internal.h"
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 #include "file/base/util/logging.h"
 #include "file/base/operation.h"
-#include "file/base/path.h"
+#include "file/base/names/path.h"
 #include "file/base/stat_attribute_cache.h"
 
 namespace file_internal {

@@ -4,8 +4,8 @@
 
 #include "file/base/file.h"
 #include "file/base/util/logging.h"
-#include "file/base/path.h"
-#include "file/base/sharded.h"
+#include "file/base/names/path.h"
+#include "file/base/names/sharded.h"
 
 namespace {
 

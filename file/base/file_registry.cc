@@ -4,10 +4,10 @@
 #include <mutex>
 
 #include "file/base/file.h"
-#include "file/base/filename.h"
-#include "file/base/glob.h"
-#include "file/base/path.h"
-#include "file/base/sharded.h"
+#include "file/base/names/filename.h"
+#include "file/base/names/glob.h"
+#include "file/base/names/path.h"
+#include "file/base/names/sharded.h"
 
 const char* FileFactory::tarn_file = "tarn";
 const char* FileFactory::cached_file = "cached";

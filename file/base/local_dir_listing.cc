@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 
 namespace file {
 

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "file/base/file_factory_internal.h"
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 #include "file/base/local_file.h"
 #include "file/base/operation.h"
 

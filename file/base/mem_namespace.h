@@ -21,7 +21,7 @@
 
 #include "file/base/util/base_types.h"
 #include "file/base/filestat.h"
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/mem_bytes.h"
 

@@ -1,4 +1,4 @@
-#include "file/base/filename.h"
+#include "file/base/names/filename.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <type_traits>
 
-#include "file/base/replicated_names.h"
+#include "file/base/names/replicated_names.h"
 
 namespace {
 

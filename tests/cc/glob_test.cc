@@ -1,4 +1,4 @@
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 
 #include <fnmatch.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include <random>
 #include <string>
 
-#include "file/base/path.h"
+#include "file/base/names/path.h"
 
 namespace file {
 namespace {

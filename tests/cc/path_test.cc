@@ -1,4 +1,4 @@
-#include "file/base/path.h"
+#include "file/base/names/path.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

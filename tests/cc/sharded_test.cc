@@ -1,4 +1,4 @@
-#include "file/base/sharded.h"
+#include "file/base/names/sharded.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 
 namespace file_base {
 namespace {

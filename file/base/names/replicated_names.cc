@@ -1,4 +1,4 @@
-#include "file/base/replicated_names.h"
+#include "file/base/names/replicated_names.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "file/base/name_forms.h"
-#include "file/base/path.h"
+#include "file/base/names/name_forms.h"
+#include "file/base/names/path.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "file/base/filename.h"
+#include "file/base/names/filename.h"
 
 #include <cstring>
 #include <string_view>
 
 #include "file/base/util/hook_slot.h"
-#include "file/base/name_forms.h"
+#include "file/base/names/name_forms.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 
 #include <cerrno>
 #include <algorithm>

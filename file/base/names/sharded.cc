@@ -1,9 +1,9 @@
-#include "file/base/sharded.h"
+#include "file/base/names/sharded.h"
 
 #include <charconv>
 #include <string_view>
 
-#include "file/base/glob.h"
+#include "file/base/names/glob.h"
 #include "file/base/util/hook_slot.h"
 
 namespace file_base {

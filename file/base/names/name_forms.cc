@@ -1,4 +1,4 @@
-#include "file/base/name_forms.h"
+#include "file/base/names/name_forms.h"
 
 namespace file {
 namespace {

@@ -1,4 +1,4 @@
-#include "file/base/path.h"
+#include "file/base/names/path.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "file/base/name_forms.h"
+#include "file/base/names/name_forms.h"
 
 namespace file {
 
