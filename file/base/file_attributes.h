@@ -11,7 +11,7 @@
 #define FILE_BASE_FILE_ATTRIBUTES_H_
 
 #include "file/base/util/base_types.h"
-#include "file/base/checksum.h"
+#include "file/base/checksums/checksum.h"
 #include "file/base/forward.h"
 #include "file/base/fileversion.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "file/base/checksum.h"
+#include "file/base/checksums/checksum.h"
 #include "tests/cc/checksum_testing.h"
 
 namespace {

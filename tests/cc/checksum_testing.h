@@ -5,7 +5,7 @@
 #include <random>
 #include <string>
 
-#include "file/base/checksum.h"
+#include "file/base/checksums/checksum.h"
 
 namespace checksum_testing {
 

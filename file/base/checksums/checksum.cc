@@ -1,4 +1,4 @@
-#include "file/base/checksum.h"
+#include "file/base/checksums/checksum.h"
 
 #include <isa-l/crc64.h>
 
