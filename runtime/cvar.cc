@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "file/base/file_attributes.h"
-#include "file/base/file_factory.h"
+#include "file/base/core/file_attributes.h"
+#include "file/base/core/file_factory.h"
 #include "runtime/type_table.h"
 #include "runtime/varlink.h"
 #include "wrappers/text.h"

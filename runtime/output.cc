@@ -1,7 +1,7 @@
 #include "runtime/output.h"
 
 #include "file/base/file.h"
-#include "file/base/filestat.h"
+#include "file/base/core/filestat.h"
 #include "runtime/convert.h"
 #include "runtime/type_table.h"
 

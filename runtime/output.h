@@ -4,7 +4,7 @@
 #define RUNTIME_OUTPUT_H_
 
 #include "file/base/util/base_types.h"
-#include "file/base/forward.h"
+#include "file/base/core/forward.h"
 #include "runtime/python.h"
 #include "runtime/type_registry.h"
 

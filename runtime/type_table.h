@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "file/base/forward.h"
+#include "file/base/core/forward.h"
 #include "runtime/type_registry.h"
 
 // X(slot, mangled name, C++ type the slot's pointers point to)

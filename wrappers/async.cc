@@ -2,7 +2,7 @@
 // even the plain field reads, so a waiting thread never blocks Python.
 // Receivers are taken by reference: None raises "null reference" rather than
 // reaching the library.
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "wrappers/calling.h"
 
 using namespace pq;  // NOLINT

@@ -1,8 +1,8 @@
 // FileAttr records and the FileAttributes store. The record's checksum and
 // version getters hand out pointers into the record (not owned); the store's
 // CreateVersion hands out an owned copy.
-#include "file/base/file_attributes.h"
-#include "file/base/operation.h"
+#include "file/base/core/file_attributes.h"
+#include "file/base/core/operation.h"
 #include "wrappers/calling.h"
 
 using namespace pq;  // NOLINT: the rows read best unqualified

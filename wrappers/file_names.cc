@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "file/base/file.h"
 #include "wrappers/calling.h"
 

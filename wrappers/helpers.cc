@@ -1,6 +1,6 @@
 // stringVector, the FileStat/File object conversions, and the withdrawn
 // initialisation entry point.
-#include "file/base/filestat.h"
+#include "file/base/core/filestat.h"
 #include "file/base/util/logging.h"
 #include "wrappers/calling.h"
 

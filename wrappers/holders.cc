@@ -9,7 +9,7 @@
 #include <array>
 #include <cstddef>
 
-#include "file/base/file_holders.h"
+#include "file/base/core/file_holders.h"
 #include "wrappers/calling.h"
 #include "wrappers/file_ops.h"
 

@@ -1,7 +1,7 @@
 // file::Operation, the per-call record of the ...WithOp functions. Values
 // the library returns by value (status, deadline, priority) come back as
 // owned copies; the traffic class is a pointer into the record.
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "wrappers/calling.h"
 
 using namespace pq;  // NOLINT: the rows read best unqualified

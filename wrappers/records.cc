@@ -1,8 +1,8 @@
 // The small records that travel with file operations: Attr_t, FileStat,
 // FileOpenOptions, and the error-code texts.
 #include "file/base/util/errors.h"
-#include "file/base/file_open_options.h"
-#include "file/base/filestat.h"
+#include "file/base/core/file_open_options.h"
+#include "file/base/core/filestat.h"
 #include "wrappers/calling.h"
 
 using namespace pq;  // NOLINT

@@ -1,5 +1,5 @@
 // File versions: members, text form and the total order.
-#include "file/base/fileversion.h"
+#include "file/base/core/fileversion.h"
 #include "wrappers/calling.h"
 
 using namespace pq;  // NOLINT

@@ -40,19 +40,19 @@
 #include <mutex>
 #include <shared_mutex>
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/bandwidth.h"
 #include "file/base/util/base_types.h"
 #include "file/base/util/errors.h"
-#include "file/base/file_open_options.h"
-#include "file/base/file_records.h"
-#include "file/base/filestat.h"
-#include "file/base/forward.h"
+#include "file/base/core/file_open_options.h"
+#include "file/base/core/file_records.h"
+#include "file/base/core/filestat.h"
+#include "file/base/core/forward.h"
 #include "file/base/util/iobuffer.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/util/memblock.h"
 #include "file/base/util/open_mode.h"
-#include "file/base/opstats.h"
+#include "file/base/core/opstats.h"
 
 // The smallest file TryMMap maps; smaller files are cheaper to read.
 const int kMinMMapSize = 32768;
@@ -707,6 +707,6 @@ namespace file {
 bool CloseAndDelete(File* f);
 }  // namespace file
 
-#include "file/base/file_factory.h"  // NOLINT: FileFactory needs File first
+#include "file/base/core/file_factory.h"  // NOLINT: FileFactory needs File first
 
 #endif  // FILE_BASE_FILE_H_

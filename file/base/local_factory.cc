@@ -14,10 +14,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "file/base/file_factory_internal.h"
+#include "file/base/core/file_factory_internal.h"
 #include "file/base/names/glob.h"
 #include "file/base/local_file.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 
 namespace {
 

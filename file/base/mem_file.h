@@ -36,7 +36,7 @@
 #include <mutex>
 
 #include "file/base/file.h"
-#include "file/base/file_factory.h"
+#include "file/base/core/file_factory.h"
 #include "file/base/mem_namespace.h"
 
 namespace file {

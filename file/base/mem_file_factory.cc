@@ -7,7 +7,7 @@
 #include <optional>
 #include <shared_mutex>
 
-#include "file/base/file_factory_internal.h"
+#include "file/base/core/file_factory_internal.h"
 #include "file/base/mem_file.h"
 #include "file/base/mem_identity.h"
 

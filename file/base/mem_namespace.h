@@ -20,7 +20,7 @@
 #include <shared_mutex>
 
 #include "file/base/util/base_types.h"
-#include "file/base/filestat.h"
+#include "file/base/core/filestat.h"
 #include "file/base/names/glob.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/mem_bytes.h"

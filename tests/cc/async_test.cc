@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "file/base/util/errors.h"
 
 namespace {

@@ -7,10 +7,10 @@
 #include <random>
 #include <string>
 
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/file.h"
-#include "file/base/file_attributes.h"
-#include "file/base/operation.h"
+#include "file/base/core/file_attributes.h"
+#include "file/base/core/operation.h"
 #include "tests/cc/checksum_testing.h"
 
 namespace {

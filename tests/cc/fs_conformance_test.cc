@@ -7,8 +7,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "file/base/async.h"
-#include "file/base/operation.h"
+#include "file/base/core/async.h"
+#include "file/base/core/operation.h"
 
 namespace {
 

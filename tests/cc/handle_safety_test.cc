@@ -13,11 +13,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "file/base/util/iobuffer.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/util/memblock.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "file/base/file.h"
-#include "file/base/file_holders.h"
+#include "file/base/core/file_holders.h"
 
 namespace {
 

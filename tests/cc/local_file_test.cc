@@ -8,10 +8,10 @@
 #include <memory>
 #include <thread>
 
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/local_file.h"
 #include "file/base/util/open_mode.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include "file/base/mem_bytes.h"
 #include "file/base/mem_identity.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {

@@ -14,9 +14,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "file/base/async.h"
-#include "file/base/file_factory_internal.h"
-#include "file/base/operation.h"
+#include "file/base/core/async.h"
+#include "file/base/core/file_factory_internal.h"
+#include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {

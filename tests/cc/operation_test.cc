@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "file/base/util/errors.h"
-#include "file/base/file_open_options.h"
-#include "file/base/filestat.h"
-#include "file/base/fileversion.h"
+#include "file/base/core/file_open_options.h"
+#include "file/base/core/filestat.h"
+#include "file/base/core/fileversion.h"
 #include "file/base/util/logging.h"
 #include "file/base/util/status.h"
 

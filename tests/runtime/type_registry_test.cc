@@ -2,7 +2,7 @@
 // text.
 #include <cstring>
 
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "runtime/type_table.h"
 #include "tests/runtime/interpreter.h"
 

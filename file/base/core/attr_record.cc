@@ -1,4 +1,4 @@
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "file/base/file.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 
 namespace file {
 namespace {

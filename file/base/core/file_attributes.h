@@ -12,8 +12,8 @@
 
 #include "file/base/util/base_types.h"
 #include "file/base/checksums/checksum.h"
-#include "file/base/forward.h"
-#include "file/base/fileversion.h"
+#include "file/base/core/forward.h"
+#include "file/base/core/fileversion.h"
 
 struct FileAttr {
   ChecksumState checksum;

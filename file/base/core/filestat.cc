@@ -1,4 +1,4 @@
-#include "file/base/filestat.h"
+#include "file/base/core/filestat.h"
 
 #include <sys/stat.h>
 

@@ -1,4 +1,4 @@
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 
 #include <chrono>
 #include <deque>

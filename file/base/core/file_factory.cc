@@ -9,15 +9,15 @@
 #include <exception>
 #include <new>
 
-#include "file/base/async.h"
-#include "file/base/attr_record.h"
+#include "file/base/core/async.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/file.h"
-#include "file/base/file_factory_internal.h"
+#include "file/base/core/file_factory_internal.h"
 #include "file/base/names/glob.h"
 #include "file/base/util/logging.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "file/base/names/path.h"
-#include "file/base/stat_attribute_cache.h"
+#include "file/base/core/stat_attribute_cache.h"
 
 namespace file_internal {
 

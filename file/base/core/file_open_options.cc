@@ -1,4 +1,4 @@
-#include "file/base/file_open_options.h"
+#include "file/base/core/file_open_options.h"
 
 FileOpenOptions::FileOpenOptions() = default;
 

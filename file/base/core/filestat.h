@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 
 namespace file {

@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_FILE_OPEN_OPTIONS_H_
 #define FILE_BASE_FILE_OPEN_OPTIONS_H_
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 
 class CheckpointRecord;

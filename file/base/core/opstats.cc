@@ -1,4 +1,4 @@
-#include "file/base/opstats.h"
+#include "file/base/core/opstats.h"
 
 #include <sstream>
 

@@ -12,11 +12,11 @@
 #include <new>
 #include <stdexcept>
 
-#include "file/base/async.h"
-#include "file/base/attr_record.h"
+#include "file/base/core/async.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/file.h"
-#include "file/base/file_factory_internal.h"
-#include "file/base/operation.h"
+#include "file/base/core/file_factory_internal.h"
+#include "file/base/core/operation.h"
 
 namespace {
 

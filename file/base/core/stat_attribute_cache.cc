@@ -1,11 +1,11 @@
-#include "file/base/stat_attribute_cache.h"
+#include "file/base/core/stat_attribute_cache.h"
 
 #include <chrono>
 #include <mutex>
 #include <string>
 #include <unordered_map>
 
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 
 namespace file {
 namespace {

@@ -22,10 +22,10 @@
 // file.h defines File and then includes this header; either include order
 // sees File complete here.
 #include "file/base/file.h"
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 #include "file/base/util/errors.h"
-#include "file/base/forward.h"
+#include "file/base/core/forward.h"
 #include "file/base/util/lock_info.h"
 
 namespace file {

@@ -15,9 +15,9 @@
 
 #include <map>
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
-#include "file/base/forward.h"
+#include "file/base/core/forward.h"
 
 namespace file {
 

@@ -1,4 +1,4 @@
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 
 #include "file/base/util/logging.h"
 

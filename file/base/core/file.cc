@@ -1,7 +1,7 @@
 // Opening files by name: dispatch to the file system that owns the name.
 #include "file/base/file.h"
 
-#include "file/base/async.h"
+#include "file/base/core/async.h"
 #include "file/base/util/logging.h"
 
 namespace {

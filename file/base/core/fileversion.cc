@@ -1,4 +1,4 @@
-#include "file/base/fileversion.h"
+#include "file/base/core/fileversion.h"
 
 #include <charconv>
 #include <cstdio>

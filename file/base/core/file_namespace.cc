@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <functional>
 
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/file.h"
-#include "file/base/file_factory_internal.h"
+#include "file/base/core/file_factory_internal.h"
 #include "file/base/names/glob.h"
 #include "file/base/util/logging.h"
-#include "file/base/operation.h"
+#include "file/base/core/operation.h"
 #include "file/base/names/path.h"
 
 namespace {

@@ -12,7 +12,7 @@
 
 #include <functional>
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 
 class FileFactory;

@@ -1,4 +1,4 @@
-#include "file/base/file_attributes.h"
+#include "file/base/core/file_attributes.h"
 
 #include <unistd.h>
 
@@ -10,10 +10,10 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "file/base/attr_record.h"
+#include "file/base/core/attr_record.h"
 #include "file/base/file.h"
-#include "file/base/file_factory_internal.h"
-#include "file/base/operation.h"
+#include "file/base/core/file_factory_internal.h"
+#include "file/base/core/operation.h"
 
 namespace {
 

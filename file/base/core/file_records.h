@@ -2,7 +2,7 @@
 #ifndef FILE_BASE_FILE_RECORDS_H_
 #define FILE_BASE_FILE_RECORDS_H_
 
-#include "file/base/attr.h"
+#include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 
 // A saved position in a file: OpenToCheckpointOrDie reopens `filename` and

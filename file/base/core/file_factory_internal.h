@@ -7,8 +7,8 @@
 
 #include "file/base/util/base_types.h"
 #include "file/base/util/errors.h"
-#include "file/base/forward.h"
-#include "file/base/operation.h"
+#include "file/base/core/forward.h"
+#include "file/base/core/operation.h"
 
 namespace file_internal {
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "file/base/file.h"
-#include "file/base/file_factory_internal.h"
-#include "file/base/operation.h"
+#include "file/base/core/file_factory_internal.h"
+#include "file/base/core/operation.h"
 
 namespace {
 
