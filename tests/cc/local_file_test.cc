@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "file/base/core/attr_record.h"
-#include "file/base/local_file.h"
+#include "file/base/local/local_file.h"
 #include "file/base/util/open_mode.h"
 #include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"

@@ -16,7 +16,7 @@
 
 #include "file/base/core/file_factory_internal.h"
 #include "file/base/names/glob.h"
-#include "file/base/local_file.h"
+#include "file/base/local/local_file.h"
 #include "file/base/core/operation.h"
 
 namespace {

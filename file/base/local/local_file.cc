@@ -1,5 +1,5 @@
 // Open local files: a file descriptor and the POSIX calls on it.
-#include "file/base/local_file.h"
+#include "file/base/local/local_file.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
