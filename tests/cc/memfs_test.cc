@@ -9,8 +9,8 @@
 #include <memory>
 #include <thread>
 
-#include "file/base/mem_bytes.h"
-#include "file/base/mem_identity.h"
+#include "file/base/mem/mem_bytes.h"
+#include "file/base/mem/mem_identity.h"
 #include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 

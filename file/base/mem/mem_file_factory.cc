@@ -8,8 +8,8 @@
 #include <shared_mutex>
 
 #include "file/base/core/file_factory_internal.h"
-#include "file/base/mem_file.h"
-#include "file/base/mem_identity.h"
+#include "file/base/mem/mem_file.h"
+#include "file/base/mem/mem_identity.h"
 
 namespace file {
 namespace mem {

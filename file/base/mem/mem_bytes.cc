@@ -1,4 +1,4 @@
-#include "file/base/mem_bytes.h"
+#include "file/base/mem/mem_bytes.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // Handles of memory files.
-#include "file/base/mem_file.h"
+#include "file/base/mem/mem_file.h"
 
 #include <algorithm>
 #include <cerrno>

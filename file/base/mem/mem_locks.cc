@@ -1,4 +1,4 @@
-#include "file/base/mem_locks.h"
+#include "file/base/mem/mem_locks.h"
 
 #include <cerrno>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "file/base/mem_namespace.h"
+#include "file/base/mem/mem_namespace.h"
 
 #include <sys/stat.h>
 
@@ -10,8 +10,8 @@
 #include <optional>
 #include <string_view>
 
-#include "file/base/mem_identity.h"
-#include "file/base/mem_locks.h"
+#include "file/base/mem/mem_identity.h"
+#include "file/base/mem/mem_locks.h"
 
 namespace file {
 namespace mem {

@@ -1,4 +1,4 @@
-#include "file/base/mem_identity.h"
+#include "file/base/mem/mem_identity.h"
 
 #include <grp.h>
 #include <pwd.h>

@@ -23,7 +23,7 @@
 #include "file/base/core/filestat.h"
 #include "file/base/names/glob.h"
 #include "file/base/util/lock_info.h"
-#include "file/base/mem_bytes.h"
+#include "file/base/mem/mem_bytes.h"
 
 namespace file {
 namespace mem {

@@ -37,7 +37,7 @@
 
 #include "file/base/file.h"
 #include "file/base/core/file_factory.h"
-#include "file/base/mem_namespace.h"
+#include "file/base/mem/mem_namespace.h"
 
 namespace file {
 namespace mem {
