@@ -322,9 +322,17 @@ class FileFactory {
   static const char* encrypted_file;
 };
 
-// The built-in file systems (local_file.cc, mem_file.cc); the registry makes
-// one of each on first use.
-FileFactory* NewLocalFileFactory();
-FileFactory* NewMemFileFactory();
+// A file system the registry creates on first use: registered under the
+// name held in *name (read then, so earlier assignments count) and, unless
+// prefix is null, for names starting with prefix. The one without a prefix
+// serves every name no prefix claims.
+struct BuiltinFileSystem {
+  const char* const* name;
+  const char* prefix;
+  FileFactory* (*make)();
+};
+// The built-in file systems, listed by the library's composition root
+// (file/base/file_systems.cc).
+const vector<BuiltinFileSystem>& BuiltinFileSystems();
 
 #endif  // FILE_BASE_FILE_FACTORY_H_

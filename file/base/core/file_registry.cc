@@ -37,8 +37,6 @@ const char* FileFactory::encrypted_file = "encrypted";
 
 namespace {
 
-constexpr char kMemPrefix[] = "/mem/";
-
 struct Registry {
   std::mutex mu;
   std::map<::string, shared_ptr<FileFactory>> by_name;
@@ -52,14 +50,15 @@ shared_ptr<FileFactory> Unowned(FileFactory* factory) {
 }
 
 void RegisterBuiltins(Registry* registry) {
-  registry->local.reset(NewLocalFileFactory());
-  if (FileFactory::local_file != nullptr) {
-    registry->by_name[FileFactory::local_file] = registry->local;
-  }
-  shared_ptr<FileFactory> mem(NewMemFileFactory());
-  if (mem != nullptr) {
-    if (FileFactory::mem_file != nullptr) registry->by_name[FileFactory::mem_file] = mem;
-    registry->by_prefix[kMemPrefix] = mem;
+  for (const BuiltinFileSystem& fs : BuiltinFileSystems()) {
+    shared_ptr<FileFactory> factory(fs.make());
+    if (factory == nullptr) continue;
+    if (fs.prefix == nullptr) {
+      registry->local = factory;
+    } else {
+      registry->by_prefix[fs.prefix] = factory;
+    }
+    if (*fs.name != nullptr) registry->by_name[*fs.name] = factory;
   }
   // Sharded-name detection searches every file system, not just local disk.
   file_base::SetShardMatchFunction([](const ::string& pattern, vector<::string>* out) {

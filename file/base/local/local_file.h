@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include "file/base/core/accounts.h"
 #include "file/base/file.h"
 
 // An open local file: a file descriptor, used directly (no user-space
@@ -81,14 +82,8 @@ class LocalFileFactory : public FileFactory {
                    file::Operation* op) override;
 };
 
-namespace file_internal {
-// Fills a FileStat from stat(2) results: length, mtime, mode, owner and
-// group names (numbers when a name is unknown), identifier = inode.
-void FillStatFromPosix(const struct stat& st, FileStat* stat);
-// The uid/gid of a user or group name (a decimal number is taken as an id);
-// false when unknown.
-bool LookupUserId(const char* owner, uid_t* uid);
-bool LookupGroupId(const char* group, gid_t* gid);
-}  // namespace file_internal
+
+// The local file system, for the registry.
+FileFactory* NewLocalFileFactory();
 
 #endif  // FILE_BASE_LOCAL_FILE_H_

@@ -116,4 +116,7 @@ class MemFileFactory : public FileFactory {
 }  // namespace mem
 }  // namespace file
 
+// The in-memory file system (names under /mem/), for the registry.
+FileFactory* NewMemFileFactory();
+
 #endif  // FILE_BASE_MEM_FILE_H_

@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-#include "file/base/local/local_file.h"  // file_internal::Lookup{User,Group}Id
+#include "file/base/core/accounts.h"
 
 namespace file {
 namespace mem {

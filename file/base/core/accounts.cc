@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "file/base/local/local_file.h"
+#include "file/base/core/accounts.h"
 
 namespace file_internal {
 namespace {
