@@ -26,7 +26,6 @@
 #ifndef FILE_BASE_INPUTBUFFER_H_
 #define FILE_BASE_INPUTBUFFER_H_
 
-#include <assert.h>
 #include <sys/types.h>
 
 #include <cstring>
@@ -34,6 +33,11 @@
 #include "file/base/checksums/checksum.h"
 #include "file/base/core/forward.h"
 #include "file/base/util/base_types.h"
+
+// The C library's report of a failed assertion (declared by <assert.h> only
+// in builds without NDEBUG; the library's assertions hold in every build).
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
+                              const char* function) noexcept __attribute__((__noreturn__));
 
 namespace file {
 namespace streams {
@@ -263,6 +267,10 @@ class InputBuffer {
   // Reads at offset straight into dst; returns the count (-1 on error).
   int64 ReadFile(int64 offset, char* dst, int64 n);
   void NoteRead(int64 offset, const char* data, int64 n);
+  // Starts read-ahead pieces after `from` up to the lookahead.
+  void ScheduleAhead(int64 from);
+  // Reading reached the end of the file: verifies when asked to.
+  void AtEndOfFile();
   void OnReadError(const char* what);
   void DropBuffer();
   void DrainAsync();

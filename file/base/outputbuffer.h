@@ -192,6 +192,9 @@ class OutputBuffer {
   // failure.
   bool HandOff(bool block, AsyncIO* aio);
   bool WriteToFile(const char* data, int64 n);
+  // Bytes [pos_, pos_ + n) are about to reach the file: the checksum
+  // follows them when they extend it, else it is recomputed when needed.
+  void NoteWritten(const char* data, int64 n);
   bool ResumeAt(const CheckpointRecord& checkpoint);
   bool StoreAttributes();
   // Brings checksum_ up to `length` bytes from the file when writes before
