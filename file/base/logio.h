@@ -14,7 +14,6 @@
 #ifndef FILE_BASE_LOGIO_H_
 #define FILE_BASE_LOGIO_H_
 
-#include <assert.h>
 #include <stddef.h>
 #include <stdio.h>
 
@@ -28,11 +27,17 @@
 #include "file/base/util/base_types.h"
 #include "file/base/util/callback.h"
 
+// The C library's report of a failed assertion (assert.h declares it only
+// without NDEBUG; the writer's precondition below holds in every build).
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
+                              const char* function) noexcept __attribute__((__noreturn__));
+
 // Room a caller gives GetPosition and GetEOFPosition of a LogReader.
 constexpr int kMaxLogReaderPosLen = 48;
 
 namespace logs {
-class FileReader;  // the record reader of one log file (logs/log_files.h)
+class FileReader;  // the record reader and writer of one log file
+class FileWriter;  // (file/base/logs/log_file_io.h)
 }
 
 // ---- LogBase ------------------------------------------------------------------
@@ -161,7 +166,9 @@ class LogReader : public LogBase {
   int64 OpenFileSkippedBytes() const;
   void CloseFile();
   bool OpenFile(int number);
-  void ResolveStart();
+  bool ResolveStart();
+  bool NextFile();
+  void Deliver(void** data, size_t* len, bool* new_file, const char* p, size_t n);
   void Fail(const ::string& why);
 
   int buffer_size_;
@@ -235,8 +242,9 @@ class BackgroundLogReader {
 class LogWriter : public LogBase {
  public:
   static constexpr int kDefaultBufferSize = 524288;
-  enum Concurrency { SINGLE_WRITER = 0, CONCURRENT_APPENDERS = 1, AUTO = 2 };
-  enum WriteStatus { WRITE_ERROR = 0, WRITE_OK = 1, WRITE_RETRY = 2 };
+  // Fixed underlying types: any int a caller passes is a value of them.
+  enum Concurrency : int { SINGLE_WRITER = 0, CONCURRENT_APPENDERS = 1, AUTO = 2 };
+  enum WriteStatus : int { WRITE_ERROR = 0, WRITE_OK = 1, WRITE_RETRY = 2 };
   // Flags (the constructor's last int).
   enum Flags {
     kFlushEachRecord = 1,  // flush after every record (crash-safe per record)
@@ -306,12 +314,13 @@ class LogWriter : public LogBase {
 
  private:
   bool OpenFile(int number, bool continuing);
-  bool Rotate();
+  bool Rotate(bool carry_pending);
+  bool NewerFileExists() const;
+  void CloseFile();
   void Fail(const ::string& why);
   bool RecordWriterAsyncEnabled() const;
 
-  RecordWriter* writer_ = nullptr;
-  File* file_ = nullptr;  // the current file (owned by writer_)
+  logs::FileWriter* writer_ = nullptr;  // the current file's record writer
   int file_number_ = -1;
   Concurrency concurrency_ = AUTO;
   int buffer_size_ = kDefaultBufferSize;
