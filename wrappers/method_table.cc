@@ -26,6 +26,7 @@ extern const MethodList kShardedFunctionMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
 extern const MethodList kFileAttributesMethods;
+extern const MethodList kLogMethods;
 
 namespace {
 
@@ -49,6 +50,7 @@ const MethodList* const kFamilies[] = {
     &kVersionMethods,
     &kFileAttrMethods,
     &kFileAttributesMethods,
+    &kLogMethods,
 };
 
 std::vector<PyMethodDef>& Table() {

@@ -155,8 +155,6 @@ bool LogWriter::Rotate(bool carry_pending) {
   }
   if (!OpenFile(next, false)) return false;
   if (!pending.empty()) writer_->AddPending(pending);
-  PQ_LOG(INFO) << "log " << base_ << (writer_name_.empty() ? "" : " (" + writer_name_ + ")")
-               << " continues in " << FileName(next);
   return true;
 }
 
@@ -165,6 +163,10 @@ LogWriter::WriteStatus LogWriter::WriteRecordInternal(const void* data, size_t n
   std::lock_guard<std::mutex> guard(mu_);
   if (writer_ == nullptr) {
     last_error_ = "the writer has no open log";
+    return WRITE_ERROR;
+  }
+  if (data == nullptr && n > 0) {
+    Fail("no record bytes given");
     return WRITE_ERROR;
   }
   if (n > records::kMaxPayload) {
