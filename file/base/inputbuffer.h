@@ -80,11 +80,11 @@ class InputBufferOptions {
 
 class InputBuffer {
  public:
-  static const int kDefaultBufferSize = 524288;
+  static constexpr int kDefaultBufferSize = 524288;
   // Largest buffer and largest lookahead a buffer takes; larger requests
   // are cut to these.
-  static const int kMaxBufferSize = 64 << 20;
-  static const int kMaxLookahead = 256 << 20;
+  static constexpr int kMaxBufferSize = 64 << 20;
+  static constexpr int kMaxLookahead = 256 << 20;
 
   // Results of VerifyChecksum.
   enum ChecksumResult {
@@ -264,8 +264,9 @@ class InputBuffer {
   // Makes at least one byte available after cur_ (refill); false at end of
   // file, on error, or (when !block) when the data is not here yet.
   bool Fill(bool block, AsyncIO* aio);
-  // Reads at offset straight into dst; returns the count (-1 on error).
-  int64 ReadFile(int64 offset, char* dst, int64 n);
+  // Reads at offset straight into dst; returns the count, short at end
+  // of file or when *failed is set.
+  int64 ReadFile(int64 offset, char* dst, int64 n, bool* failed);
   void NoteRead(int64 offset, const char* data, int64 n);
   // Starts read-ahead pieces after `from` up to the lookahead.
   void ScheduleAhead(int64 from);
