@@ -125,8 +125,8 @@ class InputBuffer {
   // bytes) when the queued data has arrived, so that a retry finds it.
   ssize_t TryRead(void* buf, size_t n, AsyncIO* aio) { return ReadGeneral(buf, n, false, aio); }
   ssize_t ReadGeneral(void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n) {
-      if (n != 0) std::memcpy(buf, cur_, n);
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+      std::memcpy(buf, cur_, n);
       cur_ += n;
       return static_cast<ssize_t>(n);
     }

@@ -180,8 +180,8 @@ class OutputBuffer {
   OutputBuffer(File* file, int buffer_size, int aio_budget, bool keep_checksum, bool append);
 
   int WriteInternal(const void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n) {
-      if (n != 0) std::memcpy(cur_, buf, n);
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+      std::memcpy(cur_, buf, n);
       cur_ += n;
       return static_cast<int>(n);
     }

@@ -225,7 +225,9 @@ void InputBuffer::AtEndOfFile() {
 }
 
 ssize_t InputBuffer::ReadExpensive(void* dst, size_t n, bool block, AsyncIO* aio) {
-  if (n > static_cast<size_t>(SSIZE_MAX)) return -1;  // a negative count passed as a size
+  // A negative count passed as a size, or no memory to read into.
+  if (n > static_cast<size_t>(SSIZE_MAX) || (dst == nullptr && n != 0)) return -1;
+  if (n == 0) return 0;
   char* out = static_cast<char*>(dst);
   size_t done = static_cast<size_t>(limit_ - cur_);
   if (done != 0) std::memcpy(out, cur_, done);

@@ -199,7 +199,7 @@ bool OutputBuffer::StoreAttributes() {
 // ---- writing ----------------------------------------------------------------------
 
 int OutputBuffer::WriteExpensive(const void* data, size_t n, bool block, AsyncIO* aio) {
-  if (failed_ || file_ == nullptr || n > static_cast<size_t>(INT_MAX)) return 0;
+  if (failed_ || file_ == nullptr || n > static_cast<size_t>(INT_MAX) || data == nullptr) return 0;
   const char* in = static_cast<const char*>(data);
   size_t done = 0;
   while (done < n) {
