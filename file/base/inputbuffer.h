@@ -23,6 +23,31 @@
 //
 // Not thread-safe: one thread reads a buffer at a time (the read-ahead runs
 // on the worker pool on its own copies of the state).
+//
+// Sizes and budgets
+// - The buffer's capacity is at most kMaxBufferSize and its read-ahead at
+//   most kMaxLookahead bytes, whatever a caller asks for; memory is taken
+//   when the first refill needs it, not when the buffer is made.
+// - A refill asks the file for the read size (SetReadSize), which is at most
+//   the capacity. Read-ahead pieces are read-size pieces too; explicit
+//   Prefetch ranges are read in capacity-sized pieces.
+// - ReadToString grows its string with what arrives: a huge maximum over a
+//   small file allocates what the file holds.
+// - Raw reads (Read, TryRead, ReadGeneral) write into memory the caller
+//   names: a null destination or a count above SSIZE_MAX (a negative count
+//   passed as a size) is refused with -1; the destination's size cannot be
+//   checked and is the caller's promise.
+// Checksums
+// - With SetChecksumming(true, ...), the buffer adds every byte it reads
+//   from the file, in file order, to a ChecksumState starting at offset 0:
+//   refills, read-ahead pieces taken and large direct reads alike. Bytes
+//   read again after a seek back are not added twice; bytes read after a
+//   jump forward wait until reading has caught up with them.
+// - VerifyChecksum compares that state with the "checksum" of the file's
+//   attribute record (FileAttributes): a state as long as the record must
+//   equal it (MATCHES_FULL); a shorter one must equal the record's prefix
+//   of that length (MATCHES_PREFIX), checked through the record's history
+//   and FileAttributes::LoadPrefix. Anything else is a MISMATCH.
 #ifndef FILE_BASE_INPUTBUFFER_H_
 #define FILE_BASE_INPUTBUFFER_H_
 
