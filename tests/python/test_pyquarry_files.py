@@ -25,7 +25,7 @@ class FileObjectCases(file_roots.FileCases):
         f = pyquarry.open(self.path('t'))
         self.assertEqual([f.read(3), f.readline(), f.readline(2), f.read(4), f.tell()],
                          ['fir', 'st\n', '\n', 'a\0b\r', 11])
-        f.seek(-5, 2)
+        f.seek(-6, 2)
         self.assertEqual((f.read(), f.read(), f.tell()), ('at end', '', len(text)))
 
     def test_lines_across_block_edges(self):
