@@ -142,6 +142,16 @@ class _Proxy(object):
     this = None
     thisown = 0
 
+    def destroy(self):
+        """Destroys the object now, owned or not (handles from File.Open are
+        not owned by their proxy); the instance holds no object afterwards."""
+        if getattr(type(self), '__del__', None) is None:
+            raise TypeError('%s objects cannot be destroyed from Python' % type(self).__name__)
+        if self.this is not None:
+            self.thisown = 1
+            self.__del__()
+            self.this = None
+
     def __repr__(self):
         return '<%s.%s %s%s>' % (__name__, type(self).__name__, self.this,
                                  ' owned' if self.thisown else '')

@@ -195,6 +195,15 @@ class OwnershipTest(pqtest.TestCase):
         self.assertEqual(attrs.thisown, 0)
         fb.cvar.file_attributes = saved
 
+    def test_destroy_frees_even_an_unowned_object_once(self):
+        st = fb.FileStat()
+        st.thisown = 0
+        st.destroy()
+        st.destroy()
+        self.assertEqual(len(self.calls), 1)
+        self.assertIsNone(st.this)
+        self.assertRaises(TypeError, fb.FileFactory.__new__(fb.FileFactory).destroy)
+
     def test_failed_constructor_leaves_nothing_to_delete(self):
         self.assertRaises(TypeError, fb.FileStat, 1, 2, 3)
         self.assertEqual(self.calls, [])
