@@ -8,7 +8,7 @@ import file_base_pyquarry  # noqa: F401  (registers the proxy classes)
 from pyquarry import errors
 
 READ_CHUNK = 1 << 16     # read-ahead of read(n) and readline()
-LINE_CHUNK = 1 << 20     # block size of line iteration
+LINE_CHUNK = 96 << 10    # block size of line iteration (under malloc's mmap threshold)
 WRITE_CHUNK = 1 << 16    # writes are gathered up to this size
 
 _pread = _m.File_PReadStringWithOp

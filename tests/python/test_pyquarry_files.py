@@ -29,7 +29,7 @@ class FileObjectCases(file_roots.FileCases):
         self.assertEqual((f.read(), f.read(), f.tell()), ('at end', '', len(text)))
 
     def test_lines_across_block_edges(self):
-        # Lines that straddle the 1 MiB iteration blocks and the 64 KiB read-ahead.
+        # Lines that straddle the 96 KiB iteration blocks and the 64 KiB read-ahead.
         lines = ['%07d' % i + 'y' * (i % 300) + '\n' for i in range(12000)]
         self.put('big', ''.join(lines))
         self.assertEqual(list(pyquarry.open(self.path('big'))), lines)
