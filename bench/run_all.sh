@@ -7,8 +7,8 @@ for b in "$here"/*.py; do
   case "$(basename "$b")" in benchlib.py) continue ;; esac
   PYTHONPATH="$PYTHONPATH:$here" "$PY2" "$b" || status=1
 done
-# C++ benchmark programs built next to the module.
-for b in "$here"/../"${BUILD_DIR:-build}"/bench/log_bench "${BUILD_DIR:-}"/bench/log_bench; do
-  [ -x "$b" ] && { "$b" || status=1; break; }
+# Programs built by the benchmarks target.
+for p in "${BUILD_DIR:-$here/../build}"/bench/streams_readahead "${BUILD_DIR:-$here/../build}"/bench/log_bench; do
+  [ -x "$p" ] && { "$p" || status=1; }
 done
 exit $status
