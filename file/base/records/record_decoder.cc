@@ -85,8 +85,9 @@ void RecordDecoder::BeginScan(int64 offset, const std::string& why) {
 
 void RecordDecoder::EndScan(int64 offset) {
   if (scan_start_ < 0) return;
-  Skip(scan_start_, offset - scan_start_, scan_reason_);
+  if (!quiet_scan_) Skip(scan_start_, offset - scan_start_, scan_reason_);
   scan_start_ = -1;
+  quiet_scan_ = false;
 }
 
 void RecordDecoder::DropAssembly(const std::string& why) {
@@ -112,6 +113,7 @@ void RecordDecoder::Seek(int64 position) {
   pos_ = position & kOffsetMask;
   seek_index_ = position >> kIndexShift;
   scan_start_ = -1;
+  quiet_scan_ = false;
   assembling_ = dropping_ = false;
   assembly_.clear();
   spans_.clear();
@@ -119,9 +121,16 @@ void RecordDecoder::Seek(int64 position) {
   batch_start_ = -1;
 }
 
+void RecordDecoder::SeekToBoundary(int64 offset) {
+  Seek(offset);
+  scan_start_ = offset;
+  scan_reason_.clear();
+  quiet_scan_ = true;
+}
+
 int64 RecordDecoder::Tell() const {
   if (batch_index_ < spans_.size()) return MakePosition(batch_start_, static_cast<int64>(batch_index_));
-  return pos_;
+  return MakePosition(pos_, seek_index_);
 }
 
 bool RecordDecoder::Accept(uint8 tag, int64 start, int64 end, const char* data, size_t n,

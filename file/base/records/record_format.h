@@ -39,6 +39,12 @@ struct Header {
   uint32 payload_crc = 0;  // masked
 };
 
+// A record position: the file offset of the frame that holds the record, and
+// for records inside a compressed batch their index in it (top 15 bits).
+constexpr int kIndexShift = 48;
+constexpr int64 kOffsetMask = (int64{1} << kIndexShift) - 1;
+inline int64 MakePosition(int64 offset, int64 index) { return offset | (index << kIndexShift); }
+
 // CRC-32C (Castagnoli) of bytes, continuing from `crc` (0 to start).
 uint32 Crc32c(const void* data, size_t n, uint32 crc = 0);
 // The stored form: rotated and offset so that checksums of data that holds
