@@ -20,8 +20,10 @@ extern const MethodList kNameFunctionMethods;
 extern const MethodList kFileNameClassMethods;
 extern const MethodList kFileFactoryMethods;
 extern const MethodList kIsUInt64Methods;
+extern const MethodList kInputBufferMethods;
 extern const MethodList kOperationMethods;
 extern const MethodList kErrorFunctionMethods;
+extern const MethodList kOutputBufferMethods;
 extern const MethodList kShardedFunctionMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
@@ -43,8 +45,10 @@ const MethodList* const kFamilies[] = {
     &kFileNameClassMethods,
     &kFileFactoryMethods,
     &kIsUInt64Methods,
+    &kInputBufferMethods,
     &kOperationMethods,
     &kErrorFunctionMethods,
+    &kOutputBufferMethods,
     &kShardedFunctionMethods,
     &kVersionMethods,
     &kFileAttrMethods,

@@ -23,6 +23,31 @@
 //
 // Not thread-safe: one thread reads a buffer at a time (the read-ahead runs
 // on the worker pool on its own copies of the state).
+//
+// Sizes and budgets
+// - The buffer's capacity is at most kMaxBufferSize and its read-ahead at
+//   most kMaxLookahead bytes, whatever a caller asks for; memory is taken
+//   when the first refill needs it, not when the buffer is made.
+// - A refill asks the file for the read size (SetReadSize), which is at most
+//   the capacity. Read-ahead pieces are read-size pieces too; explicit
+//   Prefetch ranges are read in capacity-sized pieces.
+// - ReadToString grows its string with what arrives: a huge maximum over a
+//   small file allocates what the file holds.
+// - Raw reads (Read, TryRead, ReadGeneral) write into memory the caller
+//   names: a null destination or a count above SSIZE_MAX (a negative count
+//   passed as a size) is refused with -1; the destination's size cannot be
+//   checked and is the caller's promise.
+// Checksums
+// - With SetChecksumming(true, ...), the buffer adds every byte it reads
+//   from the file, in file order, to a ChecksumState starting at offset 0:
+//   refills, read-ahead pieces taken and large direct reads alike. Bytes
+//   read again after a seek back are not added twice; bytes read after a
+//   jump forward wait until reading has caught up with them.
+// - VerifyChecksum compares that state with the "checksum" of the file's
+//   attribute record (FileAttributes): a state as long as the record must
+//   equal it (MATCHES_FULL); a shorter one must equal the record's prefix
+//   of that length (MATCHES_PREFIX), checked through the record's history
+//   and FileAttributes::LoadPrefix. Anything else is a MISMATCH.
 #ifndef FILE_BASE_INPUTBUFFER_H_
 #define FILE_BASE_INPUTBUFFER_H_
 
@@ -80,11 +105,11 @@ class InputBufferOptions {
 
 class InputBuffer {
  public:
-  static const int kDefaultBufferSize = 524288;
+  static constexpr int kDefaultBufferSize = 524288;
   // Largest buffer and largest lookahead a buffer takes; larger requests
   // are cut to these.
-  static const int kMaxBufferSize = 64 << 20;
-  static const int kMaxLookahead = 256 << 20;
+  static constexpr int kMaxBufferSize = 64 << 20;
+  static constexpr int kMaxLookahead = 256 << 20;
 
   // Results of VerifyChecksum.
   enum ChecksumResult {
@@ -125,8 +150,8 @@ class InputBuffer {
   // bytes) when the queued data has arrived, so that a retry finds it.
   ssize_t TryRead(void* buf, size_t n, AsyncIO* aio) { return ReadGeneral(buf, n, false, aio); }
   ssize_t ReadGeneral(void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n) {
-      if (n != 0) std::memcpy(buf, cur_, n);
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+      std::memcpy(buf, cur_, n);
       cur_ += n;
       return static_cast<ssize_t>(n);
     }
@@ -264,8 +289,9 @@ class InputBuffer {
   // Makes at least one byte available after cur_ (refill); false at end of
   // file, on error, or (when !block) when the data is not here yet.
   bool Fill(bool block, AsyncIO* aio);
-  // Reads at offset straight into dst; returns the count (-1 on error).
-  int64 ReadFile(int64 offset, char* dst, int64 n);
+  // Reads at offset straight into dst; returns the count, short at end
+  // of file or when *failed is set.
+  int64 ReadFile(int64 offset, char* dst, int64 n, bool* failed);
   void NoteRead(int64 offset, const char* data, int64 n);
   // Starts read-ahead pieces after `from` up to the lookahead.
   void ScheduleAhead(int64 from);

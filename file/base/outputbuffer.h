@@ -79,14 +79,14 @@ class OutputBufferOptions {
 
 class OutputBuffer {
  public:
-  static const int kDefaultBufferSize = 524288;
+  static constexpr int kDefaultBufferSize = 524288;
   // What AlignDefault pads to.
-  static const int kDefaultAlignment = 65536;
+  static constexpr int kDefaultAlignment = 65536;
   // Largest buffer, aio budget and alignment taken; larger values are cut
   // to these (alignments above it are refused).
-  static const int kMaxBufferSize = 64 << 20;
-  static const int kMaxAioBudget = 256 << 20;
-  static const int kMaxAlignment = 64 << 20;
+  static constexpr int kMaxBufferSize = 64 << 20;
+  static constexpr int kMaxAioBudget = 256 << 20;
+  static constexpr int kMaxAlignment = 64 << 20;
 
   // buffer_size: the buffer's size in bytes (<= 0: kDefaultBufferSize; at
   // most kMaxBufferSize). aio_budget: bytes of write-behind allowed in
@@ -180,8 +180,8 @@ class OutputBuffer {
   OutputBuffer(File* file, int buffer_size, int aio_budget, bool keep_checksum, bool append);
 
   int WriteInternal(const void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n) {
-      if (n != 0) std::memcpy(cur_, buf, n);
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+      std::memcpy(cur_, buf, n);
       cur_ += n;
       return static_cast<int>(n);
     }
@@ -195,6 +195,8 @@ class OutputBuffer {
   // Bytes [pos_, pos_ + n) are about to reach the file: the checksum
   // follows them when they extend it, else it is recomputed when needed.
   void NoteWritten(const char* data, int64 n);
+  // A write failed: the buffer takes nothing more.
+  void Fail();
   bool ResumeAt(const CheckpointRecord& checkpoint);
   bool StoreAttributes();
   // Brings checksum_ up to `length` bytes from the file when writes before

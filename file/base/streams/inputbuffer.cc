@@ -102,11 +102,15 @@ void InputBuffer::OnReadError(const char* what) {
   }
 }
 
-int64 InputBuffer::ReadFile(int64 offset, char* dst, int64 n) {
+int64 InputBuffer::ReadFile(int64 offset, char* dst, int64 n, bool* failed) {
   int64 got = 0;
+  *failed = false;
   while (got < n) {
     const int64 r = file_->PRead(offset + got, dst + got, n - got);
-    if (r < 0) return got > 0 ? got : -1;
+    if (r < 0) {
+      *failed = true;
+      break;
+    }
     if (r == 0) break;
     got += r;
   }
@@ -181,13 +185,14 @@ bool InputBuffer::Fill(bool block, AsyncIO* aio) {
     storage_size_ = static_cast<size_t>(read_size_);
   }
   buf_ = cur_ = limit_ = storage_;
-  const int64 got = ReadFile(pos_, buf_, read_size_);
-  if (got < 0) {
-    OnReadError("read");
-    return false;
-  }
+  bool failed;
+  const int64 got = ReadFile(pos_, buf_, read_size_, &failed);
   limit_ = buf_ + got;
   NoteRead(pos_, buf_, got);
+  if (failed) {
+    OnReadError("read");
+    return got > 0;
+  }
   if ((use_aio_ || lookahead_ > 0) && got == read_size_) ScheduleAhead(pos_ + got);
   if (grow_read_size_ && got == read_size_) read_size_ = std::min(capacity_, read_size_ * 2);
   if (got == 0) AtEndOfFile();
@@ -220,7 +225,9 @@ void InputBuffer::AtEndOfFile() {
 }
 
 ssize_t InputBuffer::ReadExpensive(void* dst, size_t n, bool block, AsyncIO* aio) {
-  if (n > static_cast<size_t>(SSIZE_MAX)) return -1;  // a negative count passed as a size
+  // A negative count passed as a size, or no memory to read into.
+  if (n > static_cast<size_t>(SSIZE_MAX) || (dst == nullptr && n != 0)) return -1;
+  if (n == 0) return 0;
   char* out = static_cast<char*>(dst);
   size_t done = static_cast<size_t>(limit_ - cur_);
   if (done != 0) std::memcpy(out, cur_, done);
@@ -233,14 +240,16 @@ ssize_t InputBuffer::ReadExpensive(void* dst, size_t n, bool block, AsyncIO* aio
       // Large reads go straight into the caller's memory.
       pos_ = at;
       DropBuffer();
-      const int64 got = ReadFile(at, out + done, static_cast<int64>(want));
-      if (got < 0) {
-        OnReadError("read");
-        break;
-      }
+      bool failed;
+      const int64 got = ReadFile(at, out + done, static_cast<int64>(want), &failed);
       NoteRead(at, out + done, got);
       pos_ += got;
       done += static_cast<size_t>(got);
+      if (failed) {
+        OnReadError("read");
+        break;
+      }
+      if (use_aio_ || lookahead_ > 0) ScheduleAhead(pos_);
       if (static_cast<size_t>(got) < want) {
         Fill(true, nullptr);  // at end of file: notes it (verification)
         break;

@@ -199,7 +199,7 @@ bool OutputBuffer::StoreAttributes() {
 // ---- writing ----------------------------------------------------------------------
 
 int OutputBuffer::WriteExpensive(const void* data, size_t n, bool block, AsyncIO* aio) {
-  if (failed_ || file_ == nullptr || n > static_cast<size_t>(INT_MAX)) return 0;
+  if (failed_ || file_ == nullptr || n > static_cast<size_t>(INT_MAX) || data == nullptr) return 0;
   const char* in = static_cast<const char*>(data);
   size_t done = 0;
   while (done < n) {
@@ -222,6 +222,11 @@ int OutputBuffer::WriteExpensive(const void* data, size_t n, bool block, AsyncIO
   return static_cast<int>(done);
 }
 
+void OutputBuffer::Fail() {
+  failed_ = true;
+  cur_ = limit_ = buf_;  // the inline path takes nothing more
+}
+
 void OutputBuffer::NoteWritten(const char* data, int64 n) {
   if (!keep_checksum_ || checksum_stale_ || n <= 0) return;
   if (pos_ == checksum_.Length()) {
@@ -233,22 +238,20 @@ void OutputBuffer::NoteWritten(const char* data, int64 n) {
 
 bool OutputBuffer::WriteToFile(const char* data, int64 n) {
   if (async_writer_ != nullptr && !async_writer_->Wait()) {
-    failed_ = true;
+    Fail();
     return false;
   }
   int64 done = 0;
   while (done < n) {
     const int64 w = file_->Write(data + done, static_cast<uint64>(n - done));
-    if (w <= 0) {
-      failed_ = true;
-      break;
-    }
+    if (w <= 0) break;
     done += w;
   }
   // What did reach the file counts.
   NoteWritten(data, done);
   pos_ += done;
   size_ = std::max(size_, pos_);
+  if (done != n) Fail();
   return done == n;
 }
 
@@ -262,17 +265,17 @@ bool OutputBuffer::HandOff(bool block, AsyncIO* aio) {
       async_writer_ = new AsyncWriter(file_, 0, static_cast<size_t>(capacity_));
     } else {
       const bool ok = WriteToFile(buf_, n);
-      cur_ = buf_;
+      if (ok) cur_ = buf_;
       return ok;
     }
   }
   if (async_writer_->failed()) {
-    failed_ = true;
+    Fail();
     return false;
   }
   char* data = storage_;
   if (!async_writer_->Submit(&data, n, block, aio)) {
-    if (async_writer_->failed()) failed_ = true;
+    if (async_writer_->failed()) Fail();
     return false;
   }
   NoteWritten(buf_, n);
@@ -287,7 +290,7 @@ bool OutputBuffer::HandOff(bool block, AsyncIO* aio) {
 bool OutputBuffer::Flush() {
   if (file_ == nullptr) return false;
   if (!HandOff(true, nullptr)) return false;
-  if (async_writer_ != nullptr && !async_writer_->Wait()) failed_ = true;
+  if (async_writer_ != nullptr && !async_writer_->Wait()) Fail();
   if (failed_) return false;
   return file_->Flush();
 }
