@@ -53,7 +53,7 @@ class RecordIO {
   // The tag of a frame: plain records use SINGLETON (FIXED_SIZE,
   // VARIABLE_SIZE and OTHER_TAG frames are read as plain records too); the
   // other four mark compressed batches.
-  enum Tag {
+  enum Tag : int {
     SINGLETON = 0,
     FIXED_SIZE = 1,
     VARIABLE_SIZE = 2,
@@ -101,8 +101,8 @@ int SetRecordWriterDefaultBufferSize(int bytes);
 class RecordWriter {
  public:
   static const int kDefaultBufferSize = 524288;
-  enum Concurrency { SINGLE_WRITER = 0, CONCURRENT_APPENDERS = 1, AUTO = 2 };
-  enum WriteStatus { WRITE_ERROR = 0, WRITE_OK = 1, WRITE_RETRY = 2 };
+  enum Concurrency : int { SINGLE_WRITER = 0, CONCURRENT_APPENDERS = 1, AUTO = 2 };
+  enum WriteStatus : int { WRITE_ERROR = 0, WRITE_OK = 1, WRITE_RETRY = 2 };
 
   // Writes to `file`, which the writer owns (closes and deletes) unless
   // RelinquishFileOwnership is called. buffer_size: bytes kept before they
@@ -290,7 +290,7 @@ class RecordReaderOptions {
 
 class RecordReader {
  public:
-  enum ReadStatus { READ_OK = 0, READ_DONE = 1, READ_RETRY = 2 };
+  enum ReadStatus : int { READ_OK = 0, READ_DONE = 1, READ_RETRY = 2 };
   static const size_t kDefaultMaxExpectedRecordLength = 4194304;
 
   // Reads `file` (owned: closed and deleted with the reader unless

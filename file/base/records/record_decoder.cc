@@ -97,6 +97,14 @@ void RecordDecoder::DropAssembly(const std::string& why) {
   assembly_.clear();
 }
 
+size_t RecordDecoder::FrameLimit(uint8 tag) const {
+  if (!IsCompressionTag(tag)) return limits_.max_record;
+  // A batch is judged by what it decodes to; its compressed bytes may run a
+  // little over that when they did not compress.
+  const size_t d = limits_.max_decoded;
+  return d >= kMaxPayload / 2 ? kMaxPayload : d + d / 8 + 1024;
+}
+
 RecordDecoder::Status RecordDecoder::EndOf(int64 available) {
   // A record cut short is read again from its start when more arrives.
   if (assembling_) {
@@ -187,7 +195,7 @@ RecordDecoder::Status RecordDecoder::Next(const char** data, size_t* length, int
     const int64 frame_end = pos_ + frame_length;
     // A frame too long to keep is passed over on its header's word, once
     // the source shows it complete; its bytes are never read.
-    const bool keep = h.length <= limits_.max_record;
+    const bool keep = h.length <= FrameLimit(h.tag);
     const char* payload = nullptr;
     if (keep || scanning) {
       got = Fetch(pos_, frame_length, &p);
@@ -251,7 +259,7 @@ RecordDecoder::Status RecordDecoder::Next(const char** data, size_t* length, int
     }
     pos_ = frame_end;
     if (!dropping_) {
-      if (payload == nullptr || assembly_.size() + h.length > limits_.max_record) {
+      if (payload == nullptr || assembly_.size() + h.length > FrameLimit(assembly_tag_)) {
         dropping_ = true;
         std::string().swap(assembly_);
       } else {

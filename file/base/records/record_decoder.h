@@ -89,6 +89,8 @@ class RecordDecoder {
   bool Accept(uint8 tag, int64 start, int64 end, const char* data, size_t n,
               const char** out, size_t* out_length);
   Status EndOf(int64 available);
+  // The longest frame (or fragmented record) of `tag` worth reading.
+  size_t FrameLimit(uint8 tag) const;
 
   ByteSource* source_;
   size_t window_size_;

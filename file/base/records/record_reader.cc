@@ -37,7 +37,7 @@ bool ParseInt(const std::string& v, int64 lo, int64 hi, int64* out) {
   char* end = nullptr;
   errno = 0;
   const long long x = std::strtoll(v.c_str(), &end, 10);
-  if (errno != 0 || *end != '\0' || x < lo || x > hi) return false;
+  if (errno != 0 || end != v.c_str() + v.size() || x < lo || x > hi) return false;
   *out = x;
   return true;
 }
