@@ -27,7 +27,7 @@ constexpr uint32 kMaxPayload = (1u << 30) - 1;  // also the largest record
 constexpr uint8 kMagic = 0xB0;
 constexpr uint8 kMagicMask = 0xF8;
 // The writer's fragment size: header and payload together.
-constexpr int kFragmentSize = 32768;
+constexpr int kFragmentSize = 1 << 20;
 constexpr int kFragmentPayload = kFragmentSize - kHeaderSize;
 
 enum FragmentKind : uint8 { FULL = 0, FIRST = 1, MIDDLE = 2, LAST = 3 };

@@ -144,7 +144,7 @@ RecordReader::ReadStatus RecordReader::ReadRecordInternal(void** data, size_t* l
   const bool saved = log_skips_;
   log_skips_ = log_skips;
   decoder_->limits().final_size = blocking;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max(wait_ms, 0));
+  std::chrono::steady_clock::time_point deadline{};  // set at the first wait
   for (;;) {
     const char* p = nullptr;
     size_t n = 0;
@@ -172,7 +172,10 @@ RecordReader::ReadStatus RecordReader::ReadRecordInternal(void** data, size_t* l
       if (aio != nullptr) aio->Finish(0, 0);
       return READ_RETRY;
     }
-    if (!blocking || std::chrono::steady_clock::now() >= deadline) {
+    if (blocking && wait_ms > 0 && deadline == std::chrono::steady_clock::time_point{}) {
+      deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(wait_ms);
+    }
+    if (!blocking || wait_ms <= 0 || std::chrono::steady_clock::now() >= deadline) {
       log_skips_ = saved;
       return READ_DONE;
     }
