@@ -131,7 +131,8 @@ class RecordWriter {
                                  Concurrency concurrency);
 
   // Flushes, syncs (unless NoSyncOnClose) and closes an owned file. Later
-  // writes fail. True when all of it succeeded; closing again returns true.
+  // writes fail. True when all of it succeeded; closing again returns the
+  // first close's result (false for a writer made without a file).
   bool Close();
   void RelinquishFileOwnership();
   bool owns_file() const;
@@ -228,6 +229,7 @@ class RecordWriter {
   bool owns_file_ = true;
   bool concurrent_ = false;
   bool closed_ = false;
+  bool close_result_ = true;
   bool sync_on_close_ = true;
   size_t capacity_;
   int max_record_size_;

@@ -84,6 +84,10 @@ class RecordCases(file_roots.FileCases):
         self.assertEqual(w.thisown, 0)
         m.delete_RecordWriter(w)
         self.assertIsNone(m.RecordWriter_Open(self.path('missing/dir/p'), 'w', None, 0, 0, 1, 0))
+        orphan = m.new_RecordWriter(None)
+        assert_results(self, [m.RecordWriter_WriteRecord(orphan, 'x'), m.RecordWriter_Close(orphan),
+                              m.RecordWriter_GetCurrentErrorCode(orphan)], [0, 0, m.ERROR_INVALID_ARGUMENT])
+        m.delete_RecordWriter(orphan)
 
     def test_dispatch_and_binding_errors(self):
         w = self.writer('d')

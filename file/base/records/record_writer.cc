@@ -50,6 +50,7 @@ RecordWriter::RecordWriter(File* file, int buffer_size, Concurrency concurrency,
   if (file_ == nullptr) {
     Failed(file::ERROR_INVALID_ARGUMENT, "RecordWriter made without a file");
     closed_ = true;
+    close_result_ = false;
     return;
   }
   concurrent_ = concurrency == CONCURRENT_APPENDERS ||
@@ -398,7 +399,7 @@ bool RecordWriter::DataSync() {
 
 bool RecordWriter::Close() {
   std::unique_lock<std::mutex> lock(mu_);
-  if (closed_) return true;
+  if (closed_) return close_result_;
   WaitForBackgroundLocked(lock);
   bool ok = FlushLocked();
   if (ok && sync_on_close_ && !file_->Sync()) ok = Failed(file_->GetCurrentErrorCode(), file_->GetCurrentErrorMessage());
@@ -408,6 +409,7 @@ bool RecordWriter::Close() {
   }
   file_ = nullptr;
   closed_ = true;
+  close_result_ = ok;
   return ok;
 }
 
