@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "file/base/core/forward.h"
+#include "file/base/inputbuffer.h"
 #include "file/base/records/cord.h"
 #include "file/base/records/message.h"
 #include "file/base/records/record_format.h"
@@ -220,6 +221,7 @@ class RecordWriter {
   // file when a length limit says so.
   bool ReserveLocked(size_t bytes);
   bool FlushLocked();
+  bool FlushAndSync(bool sync, bool data_only);
   int64 EndOffsetLocked() const;
   void StartBackgroundFlushLocked();
 
@@ -254,21 +256,14 @@ class RecordWriter {
   ::string error_message_;
 };
 
-class RecordReaderOptions {
+// A reader's options: those of its InputBuffer (memory_budget, buffer_size,
+// lookahead, fixed_size, lookahead_on_open; see inputbuffer.h) and its own.
+// buffer_size here is the decoder's window (0: the memory budget).
+class RecordReaderOptions : public InputBufferOptions {
  public:
   RecordReaderOptions() = default;
-  int memory_budget() const { return memory_budget_; }
-  void set_memory_budget(int v) { memory_budget_ = v; }
   bool enable_aio() const { return enable_aio_; }
   void set_enable_aio(bool v) { enable_aio_ = v; }
-  int buffer_size() const { return buffer_size_; }
-  void set_buffer_size(int v) { buffer_size_ = v; }
-  int lookahead() const { return lookahead_; }
-  void set_lookahead(int v) { lookahead_ = v; }
-  bool fixed_size() const { return fixed_size_; }
-  void set_fixed_size(bool v) { fixed_size_ = v; }
-  bool lookahead_on_open() const { return lookahead_on_open_; }
-  void set_lookahead_on_open(bool v) { lookahead_on_open_ = v; }
   bool allow_unchecked_records() const { return allow_unchecked_records_; }
   void set_allow_unchecked_records(bool v) { allow_unchecked_records_ = v; }
   int64 initial_seek_back() const { return initial_seek_back_; }
@@ -280,12 +275,7 @@ class RecordReaderOptions {
   bool LoadOptionsFromString(const ::string& text);
 
  private:
-  int memory_budget_ = 524288;
   bool enable_aio_ = false;
-  int buffer_size_ = 0;
-  int lookahead_ = 0;
-  bool fixed_size_ = true;
-  bool lookahead_on_open_ = true;
   bool allow_unchecked_records_ = false;
   int64 initial_seek_back_ = 1024;
 };

@@ -65,18 +65,24 @@ bool RecordReaderOptions::LoadOptionsFromString(const ::string& text) {
     bool b;
     if (key == "memory_budget" || key == "buffer_size" || key == "lookahead") {
       if (!ParseInt(value, 0, 1 << 30, &n)) return false;
-      (key == "memory_budget" ? next.memory_budget_ : key == "buffer_size" ? next.buffer_size_ : next.lookahead_) =
-          static_cast<int>(n);
+      const int v = static_cast<int>(n);
+      key == "memory_budget" ? next.set_memory_budget(v) : key == "buffer_size" ? next.set_buffer_size(v)
+                                                                                 : next.set_lookahead(v);
     } else if (key == "initial_seek_back") {
       if (!ParseInt(value, 0, int64{1} << 40, &n)) return false;
       next.initial_seek_back_ = n;
     } else if (key == "enable_aio" || key == "fixed_size" || key == "lookahead_on_open" ||
                key == "allow_unchecked_records") {
       if (!ParseBool(value, &b)) return false;
-      (key == "enable_aio"          ? next.enable_aio_
-       : key == "fixed_size"        ? next.fixed_size_
-       : key == "lookahead_on_open" ? next.lookahead_on_open_
-                                    : next.allow_unchecked_records_) = b;
+      if (key == "enable_aio") {
+        next.enable_aio_ = b;
+      } else if (key == "fixed_size") {
+        next.set_fixed_size(b);
+      } else if (key == "lookahead_on_open") {
+        next.set_lookahead_on_open(b);
+      } else {
+        next.allow_unchecked_records_ = b;
+      }
     } else {
       return false;
     }

@@ -374,28 +374,18 @@ bool RecordWriter::FlushLocked() {
   return true;
 }
 
-bool RecordWriter::Flush() {
+bool RecordWriter::FlushAndSync(bool sync, bool data_only) {
   std::unique_lock<std::mutex> lock(mu_);
   if (closed_) return Failed(file::ERROR_INVALID_ARGUMENT, "flush of a closed RecordWriter");
   WaitForBackgroundLocked(lock);
-  return FlushLocked();
+  if (!FlushLocked()) return false;
+  if (!sync || (data_only ? file_->DataSync() : file_->Sync())) return true;
+  return Failed(file_->GetCurrentErrorCode(), file_->GetCurrentErrorMessage());
 }
 
-bool RecordWriter::Sync() {
-  std::unique_lock<std::mutex> lock(mu_);
-  if (closed_) return Failed(file::ERROR_INVALID_ARGUMENT, "sync of a closed RecordWriter");
-  WaitForBackgroundLocked(lock);
-  if (!FlushLocked()) return false;
-  return file_->Sync() || Failed(file_->GetCurrentErrorCode(), file_->GetCurrentErrorMessage());
-}
-
-bool RecordWriter::DataSync() {
-  std::unique_lock<std::mutex> lock(mu_);
-  if (closed_) return Failed(file::ERROR_INVALID_ARGUMENT, "sync of a closed RecordWriter");
-  WaitForBackgroundLocked(lock);
-  if (!FlushLocked()) return false;
-  return file_->DataSync() || Failed(file_->GetCurrentErrorCode(), file_->GetCurrentErrorMessage());
-}
+bool RecordWriter::Flush() { return FlushAndSync(false, false); }
+bool RecordWriter::Sync() { return FlushAndSync(true, false); }
+bool RecordWriter::DataSync() { return FlushAndSync(true, true); }
 
 bool RecordWriter::Close() {
   std::unique_lock<std::mutex> lock(mu_);
