@@ -99,6 +99,38 @@ TEST_P(RecordIoTest, RoundTripsWithEveryCodecAndSeeksBack) {
   EXPECT_FALSE(reader->SetPosition("12x"));
 }
 
+// The same records through every way of reading ahead: sequential
+// read-ahead, a lookahead, a small window, and a prefetched range.
+TEST_P(RecordIoTest, ReadAheadOptionsReadTheSameRecords) {
+  std::unique_ptr<RecordWriter> w(NewWriter("ra.rec"));
+  std::vector<std::string> want;
+  for (int i = 0; i < 400; ++i) {
+    want.push_back(Rec(i, (i * 7919) % 100000));
+    ASSERT_TRUE(w->WriteRecord(want.back()));
+  }
+  ASSERT_TRUE(w->Close());
+  const char* texts[] = {"enable_aio=1", "lookahead=262144,memory_budget=1048576", "buffer_size=4096,fixed_size=0",
+                         "enable_aio=1,lookahead_on_open=0,lookahead=65536"};
+  for (const char* text : texts) {
+    RecordReaderOptions o;
+    ASSERT_TRUE(o.LoadOptionsFromString(text));
+    RecordReader r(File::Open(P("ra.rec").c_str(), "r"), o);
+    EXPECT_EQ(r.AsyncReadEnabled(), o.enable_aio()) << text;
+    AsyncIOWatcher fetched;
+    r.Prefetch(0, 1 << 20, &fetched);
+    fetched.Wait();
+    EXPECT_EQ(fetched.Error(), 0);
+    ::string s;
+    size_t n = 0;
+    while (r.ReadRecord(&s)) ASSERT_EQ(s, want[n++]) << text;
+    EXPECT_EQ(n, want.size()) << text;
+    r.Unfetch(0, 1 << 20);
+    EXPECT_TRUE(r.Seek(0));
+    ASSERT_TRUE(r.ReadRecord(&s));
+    EXPECT_EQ(s, want[0]);
+  }
+}
+
 TEST_P(RecordIoTest, DamageIsSkippedCountedAndBounded) {
   std::unique_ptr<RecordWriter> w(NewWriter("d.rec"));
   std::vector<std::string> want;

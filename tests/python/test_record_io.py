@@ -254,6 +254,28 @@ class OptionsTest(pqtest.TestCase):
         self.assertEqual(io.thisown, 1)
         m.delete_RecordIO(io)
 
+    def test_skips_are_logged_with_file_and_offset(self):
+        path = os.path.join(file_roots.scratch_dir(self), 'log')  # read by another process
+        w = m.new_RecordWriter(m.File_Open(path, 'w'), 4096)
+        for i in range(20):
+            m.RecordWriter_WriteRecord(w, 'record %d' % i)
+        m.delete_RecordWriter(w)
+        ok, data = m.File_ReadFileToString(path)
+        m.File_WriteStringToFile(data[:40] + '\xff' * 5 + data[45:], path)
+        code = ('import _file_base_pyquarry as m\n'
+                'r = m.new_RecordReaderScript(m.File_Open(%r, "r"))\n'
+                'm.RecordReader_set_log_skips(r, %d)\n'
+                'while m.RecordReaderScript_ReadRecordIntoString(r)[0]: pass\n')
+        for flag in (1, 0):
+            status, out, err = pqtest.run_python(code % (path, flag))
+            self.assertEqual(status, 0, err)
+            logged = [line for line in err.splitlines() if 'skipped' in line]
+            if flag:
+                self.assertEqual(len(logged), 1, err)
+                self.assertIn(path + ' at offset ', logged[0])
+            else:
+                self.assertEqual(logged, [])
+
     def test_default_writer_buffer_size_comes_from_the_environment(self):
         # A 5000-byte record reaches the file at once only when the buffer is smaller.
         code = ('import _file_base_pyquarry as m, os\n'
