@@ -215,6 +215,13 @@ struct Wrapper {
     return result;
   }
 
+  // Once every argument converted: the effects a conversion defers until
+  // the call is sure to happen (disowning a proxy).
+  template <class A>
+  static void Accept(A& arg) {
+    if constexpr (requires { arg.Accept(); }) arg.Accept();
+  }
+
   template <size_t I, class A>
   static PyObject* FoldOut(PyObject* result, A& arg) {
     if constexpr (IsOut<P<I>>::value) {
@@ -232,6 +239,7 @@ struct Wrapper {
       // In argument order, stopping at the first failure.
       [[maybe_unused]] const Py_ssize_t given = PyTuple_Size(py_args);
       if (!(Load<I>(std::get<I>(args), slots, given) && ...)) return nullptr;
+      (Accept(std::get<I>(args)), ...);
       return Run(args, std::index_sequence<I...>{});
     }(std::make_index_sequence<kParams>{});
   }

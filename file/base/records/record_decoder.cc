@@ -85,8 +85,9 @@ void RecordDecoder::BeginScan(int64 offset, const std::string& why) {
 
 void RecordDecoder::EndScan(int64 offset) {
   if (scan_start_ < 0) return;
-  Skip(scan_start_, offset - scan_start_, scan_reason_);
+  if (!quiet_scan_) Skip(scan_start_, offset - scan_start_, scan_reason_);
   scan_start_ = -1;
+  quiet_scan_ = false;
 }
 
 void RecordDecoder::DropAssembly(const std::string& why) {
@@ -94,6 +95,14 @@ void RecordDecoder::DropAssembly(const std::string& why) {
   Skip(assembly_start_, pos_ - assembly_start_, why);
   assembling_ = dropping_ = false;
   assembly_.clear();
+}
+
+size_t RecordDecoder::FrameLimit(uint8 tag) const {
+  if (!IsCompressionTag(tag)) return limits_.max_record;
+  // A batch is judged by what it decodes to; its compressed bytes may run a
+  // little over that when they did not compress.
+  const size_t d = limits_.max_decoded;
+  return d >= kMaxPayload / 2 ? kMaxPayload : d + d / 8 + 1024;
 }
 
 RecordDecoder::Status RecordDecoder::EndOf(int64 available) {
@@ -112,6 +121,7 @@ void RecordDecoder::Seek(int64 position) {
   pos_ = position & kOffsetMask;
   seek_index_ = position >> kIndexShift;
   scan_start_ = -1;
+  quiet_scan_ = false;
   assembling_ = dropping_ = false;
   assembly_.clear();
   spans_.clear();
@@ -119,9 +129,16 @@ void RecordDecoder::Seek(int64 position) {
   batch_start_ = -1;
 }
 
+void RecordDecoder::SeekToBoundary(int64 offset) {
+  Seek(offset);
+  scan_start_ = offset;
+  scan_reason_.clear();
+  quiet_scan_ = true;
+}
+
 int64 RecordDecoder::Tell() const {
   if (batch_index_ < spans_.size()) return MakePosition(batch_start_, static_cast<int64>(batch_index_));
-  return pos_;
+  return MakePosition(pos_, seek_index_);
 }
 
 bool RecordDecoder::Accept(uint8 tag, int64 start, int64 end, const char* data, size_t n,
@@ -178,7 +195,7 @@ RecordDecoder::Status RecordDecoder::Next(const char** data, size_t* length, int
     const int64 frame_end = pos_ + frame_length;
     // A frame too long to keep is passed over on its header's word, once
     // the source shows it complete; its bytes are never read.
-    const bool keep = h.length <= limits_.max_record;
+    const bool keep = h.length <= FrameLimit(h.tag);
     const char* payload = nullptr;
     if (keep || scanning) {
       got = Fetch(pos_, frame_length, &p);
@@ -242,7 +259,7 @@ RecordDecoder::Status RecordDecoder::Next(const char** data, size_t* length, int
     }
     pos_ = frame_end;
     if (!dropping_) {
-      if (payload == nullptr || assembly_.size() + h.length > limits_.max_record) {
+      if (payload == nullptr || assembly_.size() + h.length > FrameLimit(assembly_tag_)) {
         dropping_ = true;
         std::string().swap(assembly_);
       } else {

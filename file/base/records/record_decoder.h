@@ -34,12 +34,6 @@ class StringSource : public ByteSource {
   std::string bytes_;
 };
 
-// A record position: the file offset of the frame that holds the record, and
-// for records inside a compressed batch their index in it (top 15 bits).
-constexpr int kIndexShift = 48;
-constexpr int64 kOffsetMask = (int64{1} << kIndexShift) - 1;
-inline int64 MakePosition(int64 offset, int64 index) { return offset | (index << kIndexShift); }
-
 struct DecoderLimits {
   size_t max_record = kMaxPayload;          // longer records are skipped
   size_t max_decoded = kMaxPayload;         // larger batches are skipped
@@ -62,6 +56,9 @@ class RecordDecoder {
 
   // Moves to a record position (see MakePosition); forgets partial state.
   void Seek(int64 position);
+  // Moves to the first intact record at or after byte `offset`; the bytes
+  // passed over on the way are not counted as skipped.
+  void SeekToBoundary(int64 offset);
   // Position of the next record, and of the one last returned (-1: none).
   int64 Tell() const;
   int64 last_record_position() const { return last_position_; }
@@ -92,6 +89,8 @@ class RecordDecoder {
   bool Accept(uint8 tag, int64 start, int64 end, const char* data, size_t n,
               const char** out, size_t* out_length);
   Status EndOf(int64 available);
+  // The longest frame (or fragmented record) of `tag` worth reading.
+  size_t FrameLimit(uint8 tag) const;
 
   ByteSource* source_;
   size_t window_size_;
@@ -103,6 +102,7 @@ class RecordDecoder {
   int64 pos_ = 0;
   int64 scan_start_ = -1;  // start of the damage being scanned over
   std::string scan_reason_;
+  bool quiet_scan_ = false;  // a scan for a boundary, not over damage
   // A fragmented record being put together.
   bool assembling_ = false;
   bool dropping_ = false;  // ... but too long to keep

@@ -27,7 +27,7 @@ constexpr uint32 kMaxPayload = (1u << 30) - 1;  // also the largest record
 constexpr uint8 kMagic = 0xB0;
 constexpr uint8 kMagicMask = 0xF8;
 // The writer's fragment size: header and payload together.
-constexpr int kFragmentSize = 32768;
+constexpr int kFragmentSize = 1 << 20;
 constexpr int kFragmentPayload = kFragmentSize - kHeaderSize;
 
 enum FragmentKind : uint8 { FULL = 0, FIRST = 1, MIDDLE = 2, LAST = 3 };
@@ -38,6 +38,12 @@ struct Header {
   uint32 length = 0;
   uint32 payload_crc = 0;  // masked
 };
+
+// A record position: the file offset of the frame that holds the record, and
+// for records inside a compressed batch their index in it (top 15 bits).
+constexpr int kIndexShift = 48;
+constexpr int64 kOffsetMask = (int64{1} << kIndexShift) - 1;
+inline int64 MakePosition(int64 offset, int64 index) { return offset | (index << kIndexShift); }
 
 // CRC-32C (Castagnoli) of bytes, continuing from `crc` (0 to start).
 uint32 Crc32c(const void* data, size_t n, uint32 crc = 0);
