@@ -35,9 +35,10 @@ extern "C" void __assert_fail(const char* assertion, const char* file, unsigned 
 // Room a caller gives GetPosition and GetEOFPosition of a LogReader.
 constexpr int kMaxLogReaderPosLen = 48;
 
+class RecordReader;  // file/base/recordio.h
+class RecordWriter;
 namespace logs {
-class FileReader;  // the record reader and writer of one log file
-class FileWriter;  // (file/base/logs/log_file_io.h)
+class CurrentFile;  // file/base/logs/current_file.h
 }
 
 // ---- LogBase ------------------------------------------------------------------
@@ -155,7 +156,9 @@ class LogReader : public LogBase {
   static bool GarbageCollect(const ::string& base, int64 position,
                              Callback1<const ::string&>* done);
 
-  int64 NumBytesSkipped() const { return skipped_in_closed_files_ + OpenFileSkippedBytes(); }
+  int64 NumBytesSkipped() const {
+    return skipped_in_closed_files_ + torn_tail_skipped_ + OpenFileSkippedBytes();
+  }
   int64 ExportNumBytesSkipped() const { return NumBytesSkipped(); }
 
   // Why the last operation that failed did so (empty when none has).
@@ -168,7 +171,8 @@ class LogReader : public LogBase {
   bool OpenFile(int number);
   bool ResolveStart();
   bool NextFile();
-  void Deliver(void** data, size_t* len, bool* new_file, const char* p, size_t n);
+  void Deliver(bool* new_file);
+  bool ReadFinishedFile(void** data, size_t* len);
   void Fail(const ::string& why);
 
   int buffer_size_;
@@ -176,7 +180,8 @@ class LogReader : public LogBase {
   int64 position_;                  // next record (or a start value)
   int64 last_record_position_ = -1;
   int64 skipped_in_closed_files_ = 0;
-  logs::FileReader* file_ = nullptr;  // the open log file, if any
+  RecordReader* file_ = nullptr;      // the open log file, if any
+  int64 torn_tail_skipped_ = 0;       // torn ends of files left behind
   bool file_delivered_ = false;       // a record came from file_
   ::string record_;                   // the bytes last returned
   ::string last_error_;
@@ -316,11 +321,23 @@ class LogWriter : public LogBase {
   bool OpenFile(int number, bool continuing);
   bool Rotate(bool carry_pending);
   bool NewerFileExists() const;
+  void FinishFile(bool carry_pending);
+  void SwitchTo(File* next, int64 size);
   void CloseFile();
+  void ApplyCompression();
   void Fail(const ::string& why);
+  bool WriterFailed();  // takes the record writer's error; false
+  int64 Held() const;
+  int64 NextOffset() const;
   bool RecordWriterAsyncEnabled() const;
 
-  logs::FileWriter* writer_ = nullptr;  // the current file's record writer
+  // One record writer for the writer's life, writing to the log's current
+  // file through current_ (its buffer and settings survive file changes).
+  RecordWriter* writer_ = nullptr;
+  logs::CurrentFile* current_ = nullptr;
+  int64 next_offset_ = 0;   // see NextOffset
+  int batch_records_ = 0;   // records in writer_'s open compressed batch (at most
+                            // logs::kMaxBatchRecords)
   int file_number_ = -1;
   Concurrency concurrency_ = AUTO;
   int buffer_size_ = kDefaultBufferSize;

@@ -136,7 +136,6 @@ class LogReadWriteTest(LogCase):
         watcher = m.new_AsyncIOWatcher()
         self.assertIntResult(m.LogWriter_TryWriteRecord(w, 'abc', watcher), m.LogWriter_WRITE_OK)
         self.assertIntResult(m.LogWriter_WriteRecord(w, ''), 1)
-        self.assertIntResult(m.LogWriter_WriteProtocolMessage(w, '_0100000000000000_p_proto2__Message'), 0)
         self.assertIntResult(m.LogWriter_Flush(w), 1)
         self.assertIntResult(m.LogWriter_max_record_size(w), 1073741823)
         self.assertIntResult(m.LogWriter_AsyncEnabled(w), 1)

@@ -5,8 +5,18 @@
 
 #include "file/base/file.h"
 #include "file/base/logio.h"
+#include "file/base/records/record_format.h"
 
 namespace logs {
+
+int64 ToOffsetField(int64 record_position) {
+  const int64 index = record_position >> records::kIndexShift;
+  return (record_position & kByteOffsetMask) | (index << kBatchIndexShift);
+}
+
+int64 ToRecordPosition(int64 offset_field) {
+  return records::MakePosition(offset_field & kByteOffsetMask, offset_field >> kBatchIndexShift);
+}
 
 ::string EscapeForGlob(const ::string& text) {
   ::string escaped;

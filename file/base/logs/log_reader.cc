@@ -4,8 +4,8 @@
 
 #include "file/base/file.h"
 #include "file/base/logio.h"
-#include "file/base/logs/log_file_io.h"
 #include "file/base/logs/log_files.h"
+#include "file/base/recordio.h"
 
 LogReader::LogReader(const ::string& base, int64 start, int buffer_size, bool async_read)
     : LogBase(base),
@@ -22,7 +22,7 @@ LogReader::~LogReader() { CloseFile(); }
 
 void LogReader::Fail(const ::string& why) { last_error_ = why; }
 
-bool LogReader::FileAsyncReadEnabled() const { return file_->async_capable(); }
+bool LogReader::FileAsyncReadEnabled() const { return file_->AsyncReadEnabled(); }
 
 int64 LogReader::OpenFileSkippedBytes() const { return file_ == nullptr ? 0 : file_->skipped_bytes(); }
 
@@ -36,10 +36,28 @@ void LogReader::CloseFile() {
 bool LogReader::OpenFile(int number) {
   File* f = File::Open(FileName(number).c_str(), "r");
   if (f == nullptr) return false;
-  file_ = new logs::FileReader(f, static_cast<size_t>(buffer_size_));
-  file_->Seek(LogPositionToOffset(position_));
+  // The file may still grow: its size is asked again at its end.
+  RecordReaderOptions options;
+  options.set_memory_budget(buffer_size_);
+  options.set_enable_aio(async_read_);
+  options.set_fixed_size(false);
+  file_ = new RecordReader(f, options);
+  file_->Seek(logs::ToRecordPosition(LogPositionToOffset(position_)));
   file_delivered_ = false;
   return true;
+}
+
+// The file will not grow (the next one exists): the bytes after its last
+// whole record are a torn record; they are counted once as skipped.
+bool LogReader::ReadFinishedFile(void** data, size_t* len) {
+  if (file_->ReadRecordInternal(data, len, false, true, 0, nullptr, int64{1} << 60) == RecordReader::READ_OK) {
+    return true;
+  }
+  if (!file_->read_error()) {
+    const int64 size = file_->Size(), at = file_->FileTell();
+    if (size > at) torn_tail_skipped_ += size - at;
+  }
+  return false;
 }
 
 // Turns a start value into a position once the log shows where that is.
@@ -86,14 +104,12 @@ bool LogReader::NextFile() {
   return false;
 }
 
-void LogReader::Deliver(void** data, size_t* len, bool* new_file, const char* p, size_t n) {
+void LogReader::Deliver(bool* new_file) {
   const int number = LogPositionToFileNumber(position_);
-  last_record_position_ = MakeLogPosition(number, file_->LastRecordPosition());
-  position_ = MakeLogPosition(number, file_->Tell());
+  last_record_position_ = MakeLogPosition(number, logs::ToOffsetField(file_->LastRecordPosition()));
+  position_ = MakeLogPosition(number, logs::ToOffsetField(file_->Tell()));
   if (new_file != nullptr) *new_file = !file_delivered_;
   file_delivered_ = true;
-  *data = const_cast<char*>(p);
-  *len = n;
 }
 
 bool LogReader::ReadRecordIfAvailable(void** data, size_t* len, bool* new_file) {
@@ -105,27 +121,27 @@ bool LogReader::ReadRecordIfAvailable(void** data, size_t* len, bool* new_file) 
       if (NextFile()) continue;
       return false;
     }
-    const char* p;
-    size_t n;
-    auto st = file_->Next(&p, &n, false);
-    if (st == logs::FileReader::kNone) {
+    if (file_->TryReadRecord(data, len) == RecordReader::READ_OK) {
+      Deliver(new_file);
+      return true;
+    }
+    if (!file_->read_error()) {
       // The file is finished once the next one exists: its writer wrote
       // all of it before starting the next. Read it to its end once more.
       if (!File::Exists(FileName(LogPositionToFileNumber(position_) + 1).c_str())) return false;
-      st = file_->Next(&p, &n, true);
-      if (st == logs::FileReader::kNone) {
+      if (ReadFinishedFile(data, len)) {
+        Deliver(new_file);
+        return true;
+      }
+      if (!file_->read_error()) {
         CloseFile();
         position_ = MakeLogPosition(LogPositionToFileNumber(position_) + 1, 0);
         continue;
       }
     }
-    if (st == logs::FileReader::kError) {
-      Fail("cannot read " + FileName(LogPositionToFileNumber(position_)));
-      CloseFile();  // opened again on the next call
-      return false;
-    }
-    Deliver(data, len, new_file, p, n);
-    return true;
+    Fail("cannot read " + FileName(LogPositionToFileNumber(position_)));
+    CloseFile();  // opened again on the next call
+    return false;
   }
 }
 
@@ -137,8 +153,17 @@ bool LogReader::ReadRecordAsStringIfAvailable(::string* record) {
   return true;
 }
 
+// A record that is not a message of the caller's kind is consumed and
+// reported as a failure.
 bool LogReader::ReadProtocolMessageIfAvailable(proto2::Message* message) {
-  Fail("ERROR_UNIMPLEMENTED: protocol messages are not available to logs");
+  if (message == nullptr) {
+    Fail("no message given");
+    return false;
+  }
+  ::string bytes;
+  if (!ReadRecordAsStringIfAvailable(&bytes)) return false;
+  if (message->ParseFromString(bytes)) return true;
+  Fail("the record at " + PositionToText(last_record_position_) + " is not a message of this kind");
   return false;
 }
 

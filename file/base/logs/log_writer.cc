@@ -4,13 +4,13 @@
 
 #include "file/base/file.h"
 #include "file/base/logio.h"
-#include "file/base/logs/log_file_io.h"
+#include "file/base/logs/current_file.h"
 #include "file/base/logs/log_files.h"
+#include "file/base/recordio.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/util/logging.h"
 
 struct LogWriter::Compression {
-  bool on = false;
   records::CodecParams params;
 };
 
@@ -24,13 +24,12 @@ constexpr int kOpenAttempts = 8;
 bool EndsCleanly(const ::string& name) {
   File* f = File::Open(name.c_str(), "r");
   if (f == nullptr) return false;
-  logs::FileReader reader(f, 1 << 20);
-  const char* data;
+  RecordReader reader(f, 1 << 20, false, 0, 0, false);
+  void* data;
   size_t n;
-  logs::FileReader::Status st;
-  while ((st = reader.Next(&data, &n, true)) == logs::FileReader::kRecord) {
+  while (reader.ReadRecord(&data, &n)) {
   }
-  return st == logs::FileReader::kNone && reader.skipped_bytes() == 0;
+  return !reader.read_error() && reader.skipped_bytes() == 0 && reader.FileTell() == reader.Size();
 }
 
 }  // namespace
@@ -55,12 +54,65 @@ bool LogWriter::NewerFileExists() const {
   return File::Exists(FileName(file_number_ + 1).c_str());
 }
 
+// Bytes the record writer holds (an open compressed batch aside).
+int64 LogWriter::Held() const {
+  return (writer_->Tell() & records::kOffsetMask) - current_->seen_size();
+}
+
+// Where the next record goes in the current file. A single writer without
+// compression counts its own framed bytes (no locks on the way); otherwise
+// the record writer and the file system tell.
+int64 LogWriter::NextOffset() const {
+  if (concurrency_ == SINGLE_WRITER && compression_ == nullptr) return next_offset_;
+  return current_->seen_size() + Held();
+}
+
+bool LogWriter::WriterFailed() {
+  Fail(writer_->GetCurrentErrorMessage());
+  return false;
+}
+
+// Makes `next` the current file and closes the one it replaces.
+void LogWriter::SwitchTo(File* next, int64 size) {
+  File* f = current_->SetTarget(next, size);
+  next_offset_ = size + (writer_ != nullptr ? Held() : 0);
+  if (f == nullptr) return;
+  if (!f->Close()) Fail("closing " + f->CreateFileName() + ": " + f->GetCurrentErrorMessage());
+  delete f;
+}
+
+// Before leaving the current file: what the record writer holds goes to it,
+// unless carry_pending (it then goes to the next file).
+void LogWriter::FinishFile(bool carry_pending) {
+  if (carry_pending || current_ == nullptr || current_->target() == nullptr) return;
+  if (!writer_->Flush()) WriterFailed();
+  batch_records_ = 0;
+  if ((flags_ & kSyncOnRotate) && !current_->Sync()) Fail(current_->GetCurrentErrorMessage());
+}
+
 void LogWriter::CloseFile() {
   if (writer_ == nullptr) return;
-  if ((flags_ & kSyncOnRotate) && !writer_->Sync()) Fail(writer_->error());
-  if (!writer_->Close()) Fail(writer_->error());
+  FinishFile(false);
+  SwitchTo(nullptr, 0);
+  writer_->Close();  // writes nothing more: it was flushed
   delete writer_;
   writer_ = nullptr;
+  delete current_;
+  current_ = nullptr;
+  batch_records_ = 0;
+}
+
+void LogWriter::ApplyCompression() {
+  if (compression_ == nullptr) {
+    writer_->DisableCompression();
+  } else if (compression_->params.codec == records::kZlib) {
+    writer_->EnableCompression(compression_->params.level);
+  } else {
+    const auto& p = compression_->params;
+    writer_->EnableCWCompression(p.level, p.window_log, p.long_matching, p.codec == records::kZstdWindowed);
+  }
+  batch_records_ = 0;
+  next_offset_ = current_->seen_size() + Held();
 }
 
 // Opens file `number` for appending under this writer's lock. A continuing
@@ -82,9 +134,18 @@ bool LogWriter::OpenFile(int number, bool continuing) {
     delete f;
     return false;
   }
-  writer_ = new logs::FileWriter(f, size, static_cast<size_t>(buffer_size_));
+  // Appends land at the end whatever the lock: a single writer appends too.
+  if (writer_ == nullptr) {
+    current_ = new logs::CurrentFile();
+    SwitchTo(f, size);
+    writer_ = new RecordWriter(current_, buffer_size_, RecordWriter::CONCURRENT_APPENDERS);
+    writer_->RelinquishFileOwnership();
+    writer_->NoSyncOnClose();
+    if (compression_) ApplyCompression();
+  } else {
+    SwitchTo(f, size);
+  }
   file_number_ = number;
-  if (compression_) writer_->SetCompression(compression_->on, compression_->params);
   return true;
 }
 
@@ -125,7 +186,7 @@ bool LogWriter::Open(const ::string& base, const ::string& writer_name, Concurre
       CloseFile();
       continue;
     }
-    if (continuing && (writer_->Tell() >= GetLogChunkSize() || !EndsCleanly(FileName(newest)))) {
+    if (continuing && (current_->seen_size() >= GetLogChunkSize() || !EndsCleanly(FileName(newest)))) {
       if (!Rotate(false)) return false;
     }
     return true;
@@ -138,10 +199,8 @@ bool LogWriter::Open(const ::string& base, const ::string& writer_name, Concurre
 // appenders are ahead). carry_pending: the frames not yet written go to the
 // new file instead of the old one.
 bool LogWriter::Rotate(bool carry_pending) {
-  std::string pending;
-  if (carry_pending) pending = writer_->TakePending();
   const int from = file_number_;
-  CloseFile();
+  FinishFile(carry_pending);
   int next = from + 1;
   vector<int> numbers;
   ::string error;
@@ -153,15 +212,13 @@ bool LogWriter::Rotate(bool carry_pending) {
     Fail("the log has reached its last file number");
     return false;
   }
-  if (!OpenFile(next, false)) return false;
-  if (!pending.empty()) writer_->AddPending(pending);
-  return true;
+  return OpenFile(next, false);
 }
 
 LogWriter::WriteStatus LogWriter::WriteRecordInternal(const void* data, size_t n, bool blocking,
                                                       AsyncIO* done) {
   std::lock_guard<std::mutex> guard(mu_);
-  if (writer_ == nullptr) {
+  if (writer_ == nullptr || current_->target() == nullptr) {
     last_error_ = "the writer has no open log";
     return WRITE_ERROR;
   }
@@ -176,40 +233,51 @@ LogWriter::WriteStatus LogWriter::WriteRecordInternal(const void* data, size_t n
   const bool flush_now = (flags_ & kFlushEachRecord) != 0;
   // Appenders that share the log write nothing more to a file another one
   // has left.
-  if (concurrency_ == CONCURRENT_APPENDERS && (flush_now || writer_->WouldFlush(n)) &&
-      NewerFileExists() && !Rotate(true)) {
-    return WRITE_ERROR;
+  const int64 framed = static_cast<int64>(records::FramedSize(n));
+  if (concurrency_ == CONCURRENT_APPENDERS) {
+    const int64 held = Held();
+    const bool writes_out = held > 0 && held + framed > buffer_size_;
+    if ((flush_now || writes_out) && NewerFileExists() && !Rotate(true)) return WRITE_ERROR;
   }
-  const auto st = static_cast<WriteStatus>(writer_->Write(data, n, blocking, done));
+  const auto st = static_cast<WriteStatus>(writer_->WriteRecordInternal(data, n, blocking, done));
   if (st == WRITE_ERROR) {
-    Fail(writer_->error());
+    WriterFailed();
     return st;
   }
-  if (st == WRITE_OK && flush_now && !writer_->Flush()) {
-    Fail(writer_->error());
+  if (st == WRITE_RETRY) return st;
+  next_offset_ += framed;
+  // Positions hold a batch index of 8 bits: close the batch in time.
+  if (compression_ && ++batch_records_ >= logs::kMaxBatchRecords) ApplyCompression();
+  if (flush_now) {
+    if (!writer_->Flush()) {
+      WriterFailed();
+      return WRITE_ERROR;
+    }
+    batch_records_ = 0;
+  }
+  if (NextOffset() >= GetLogChunkSize() && !Rotate(false)) {
     return WRITE_ERROR;
   }
-  if (st == WRITE_OK && writer_->Tell() >= GetLogChunkSize() && !Rotate(false)) return WRITE_ERROR;
   return st;
 }
 
 LogWriter::WriteStatus LogWriter::WriteProtocolMessageInternal(const proto2::Message& m,
                                                               bool blocking, AsyncIO* done) {
-  // Messages need the record library's message class, which logs do not
-  // have yet.
-  std::lock_guard<std::mutex> guard(mu_);
-  last_error_ = "ERROR_UNIMPLEMENTED: protocol messages are not available to logs";
-  return WRITE_ERROR;
+  ::string bytes;
+  if (!m.AppendToString(&bytes)) {
+    std::lock_guard<std::mutex> guard(mu_);
+    Fail("the message could not be serialised");
+    return WRITE_ERROR;
+  }
+  return WriteRecordInternal(bytes.data(), bytes.size(), blocking, done);
 }
 
 bool LogWriter::Flush() {
   std::lock_guard<std::mutex> guard(mu_);
-  if (writer_ == nullptr) return false;
+  if (writer_ == nullptr || current_->target() == nullptr) return false;
   if (concurrency_ == CONCURRENT_APPENDERS && NewerFileExists() && !Rotate(true)) return false;
-  if (!writer_->Flush()) {
-    Fail(writer_->error());
-    return false;
-  }
+  if (!writer_->Flush()) return WriterFailed();
+  batch_records_ = 0;
   return true;
 }
 
@@ -222,38 +290,44 @@ void LogWriter::Close() {
 void LogWriter::EnableCompression(int level) {
   std::lock_guard<std::mutex> guard(mu_);
   compression_ = std::make_unique<Compression>();
-  compression_->on = true;
   compression_->params.codec = records::kZlib;
   compression_->params.level = level;
-  if (writer_ != nullptr) writer_->SetCompression(true, compression_->params);
+  if (writer_ != nullptr) ApplyCompression();
 }
 
 void LogWriter::EnableCWCompression(int level, int window_log, bool long_matching, bool windowed,
                                     int threads) {
   std::lock_guard<std::mutex> guard(mu_);
   compression_ = std::make_unique<Compression>();
-  compression_->on = true;
   compression_->params.codec = windowed ? records::kZstdWindowed : records::kZstd;
   compression_->params.level = level;
   compression_->params.window_log = window_log;
   compression_->params.long_matching = long_matching;
-  if (writer_ != nullptr) writer_->SetCompression(true, compression_->params);
+  if (writer_ != nullptr) ApplyCompression();
 }
 
 void LogWriter::DisableCompression() {
   std::lock_guard<std::mutex> guard(mu_);
   compression_.reset();
-  if (writer_ != nullptr) writer_->SetCompression(false, records::CodecParams());
+  if (writer_ != nullptr) ApplyCompression();
 }
 
+// The record writer's Tell is the current file's size as last seen plus
+// what it holds.
 int64 LogWriter::ApproximateEOFPosition() {
   std::lock_guard<std::mutex> guard(mu_);
-  return writer_ == nullptr ? -1 : MakeLogPosition(file_number_, writer_->Tell());
+  if (writer_ == nullptr || current_->target() == nullptr) return -1;
+  return MakeLogPosition(file_number_, current_->seen_size() + Held());
 }
 
+// As ApproximateEOFPosition, with the file's size as the file system tells
+// it now (other appenders included).
 int64 LogWriter::EOFPosition() {
   std::lock_guard<std::mutex> guard(mu_);
-  return writer_ == nullptr ? -1 : MakeLogPosition(file_number_, writer_->EndOfFile());
+  File* f = writer_ == nullptr ? nullptr : current_->target();
+  if (f == nullptr) return -1;
+  const int64 size = f->Size();
+  return MakeLogPosition(file_number_, (size < 0 ? current_->seen_size() : size) + Held());
 }
 
 ::string LogWriter::GetPosition() {
@@ -261,6 +335,6 @@ int64 LogWriter::EOFPosition() {
   return position < 0 ? ::string() : PositionToText(position);
 }
 
-int LogWriter::max_record_size() const { return static_cast<int>(records::kMaxPayload); }
+int LogWriter::max_record_size() const { return RecordIO::kMaxRecordSize; }
 
-bool LogWriter::RecordWriterAsyncEnabled() const { return writer_->async_capable(); }
+bool LogWriter::RecordWriterAsyncEnabled() const { return writer_->AsyncEnabled(); }
