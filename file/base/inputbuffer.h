@@ -159,7 +159,9 @@ class InputBuffer {
   }
 
   // Replaces *out with the next bytes, at most max (max < 0: up to end of
-  // file). Memory grows with what is actually read, never with max alone.
+  // file). The bytes *out holds are room to read into (overwritten, not
+  // zero-filled first), so passing the same string again reuses its memory.
+  // Memory grows with what is actually read, never with max alone.
   void ReadToString(::string* out, int64 max);
 
   // ---- read-ahead ----------------------------------------------------------

@@ -64,6 +64,34 @@ class InputBufferCases(file_roots.FileCases):
         for bad in ((buf,), (buf, 1), (buf, 'a', 'b'), (buf, 'a', 1, 2)):
             self.assertTypeError(no_match, m.InputBuffer_ReadLine, *bad)
 
+    def test_read_to_string_follows_the_file_for_every_maximum(self):
+        # Maxima the direct path serves (up to 64 MiB) and those it leaves to
+        # the general path (larger, or negative: to the end), across the
+        # 16-byte buffer's edges; each answer is the next max bytes, cut at
+        # end of file, as an exact str.
+        data = ''.join(chr(i % 251) for i in xrange(1000))
+        buf = self.reader(data, 16)
+        at = 0
+        for max_ in (0, 1, 15, 16, 17, 100, 2 ** 26, 0, 3, 2 ** 26 + 1):
+            if max_ == 2 ** 26:
+                m.InputBuffer_Seek(buf, 300)
+                at = 300
+            elif max_ == 2 ** 26 + 1:
+                m.InputBuffer_Seek(buf, 990)
+                at = 990
+            want = data[at:at + max_]
+            got = m.InputBuffer_ReadToString(buf, max_)
+            self.assertIs(type(got), str)
+            self.assertEqual(got, want, max_)
+            at += len(want)
+            self.assertLongResult(m.InputBuffer_Tell(buf), at)
+        for max_ in (5, -1, -2 ** 40, 2 ** 40):  # at end of file: nothing
+            self.assertEqual(m.InputBuffer_ReadToString(buf, max_), '')
+        m.InputBuffer_Seek(buf, 0)
+        self.assertEqual(m.InputBuffer_ReadToString(buf, -7), data)
+        for bad in ('5', None, 2 ** 64):
+            self.assertRaises((TypeError, OverflowError), m.InputBuffer_ReadToString, buf, bad)
+
     def test_positions_sizes_and_varints(self):
         buf = self.reader('\x05\xac\x02\xff\xff\xff\xff\x0f' + 'x' * 20, 4)
         self.assertEqual(m.InputBuffer_ReadVarint32(buf), (1, 5))

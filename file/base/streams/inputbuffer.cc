@@ -267,23 +267,27 @@ ssize_t InputBuffer::ReadExpensive(void* dst, size_t n, bool block, AsyncIO* aio
 
 void InputBuffer::ReadToString(::string* out, int64 max) {
   if (out == nullptr) return;
-  out->clear();
-  // Memory grows with what arrives: pieces of what the file has left (when
-  // known), at most 64 MiB each, and small probes past its known end.
+  // The string's present bytes are room to read into: they are overwritten,
+  // never zero-filled first, so a caller that passes the same string again
+  // reads into warm memory. Growth beyond them follows what arrives: pieces
+  // of what the file has left (when known), at most 64 MiB each, and small
+  // probes past its known end.
   int64 left = max < 0 ? INT64_MAX : max;
   const int64 size = Size();
   int64 hint = size >= 0 ? std::max<int64>(0, size - Tell()) : 0;
+  size_t used = 0;
   while (left > 0) {
     const int64 chunk = std::min({hint > 0 ? hint : int64{65536}, left, int64{64} << 20});
-    const size_t old = out->size();
-    out->resize(old + static_cast<size_t>(chunk));
-    const ssize_t got = Read(&(*out)[old], static_cast<size_t>(chunk));
+    const size_t need = used + static_cast<size_t>(chunk);
+    if (out->size() < need) out->resize(need);
+    const ssize_t got = Read(out->data() + used, static_cast<size_t>(chunk));
     const int64 g = got > 0 ? got : 0;
-    out->resize(old + static_cast<size_t>(g));
+    used += static_cast<size_t>(g);
     left -= g;
     hint = std::max<int64>(0, hint - g);
     if (g < chunk) break;
   }
+  out->resize(used);
 }
 
 // ---- read-ahead ---------------------------------------------------------------
