@@ -205,7 +205,7 @@ void InputBuffer::ScheduleAhead(int64 from) {
   const int64 size = file_->SizeHint();
   int64 next = std::max(from, async_reader_->End());
   for (int pieces = 0; pieces < kMaxPiecesAhead && async_reader_->BytesFrom(from) < want &&
-                       (size < 0 || next < size);
+                       (size < 0 || next < size) && next <= INT64_MAX - read_size_;
        ++pieces) {
     if (!async_reader_->Start(file_, next, read_size_, nullptr)) break;
     next += read_size_;
@@ -298,7 +298,8 @@ void InputBuffer::Prefetch(int64 offset, int64 length, AsyncIO* done) {
     return;
   }
   const int64 size = file_->Size();
-  int64 end = offset + std::min<int64>(length, kMaxLookahead);
+  // At most kMaxLookahead bytes, and never past the largest offset.
+  int64 end = offset + std::min({length, int64{kMaxLookahead}, INT64_MAX - offset});
   if (size >= 0) end = std::min(end, size);
   if (end <= offset) {
     if (done != nullptr) done->Finish(file::OK, 0);
@@ -327,9 +328,10 @@ void InputBuffer::Prefetch(int64 offset, int64 length, AsyncIO* done) {
     }
     if (last && group->done != nullptr) group->done->Finish(group->error, group->bytes);
   };
-  for (int64 at = offset; at < end; at += piece) {
+  for (int64 at = offset; at < end;) {
     const int64 n = std::min(piece, end - at);
     if (!async_reader_->Start(file_, at, n, finish_one)) finish_one(file::ERROR_TEMPORARY, 0);
+    at += n;
   }
 }
 
