@@ -65,30 +65,18 @@ class InputBufferCases(file_roots.FileCases):
             self.assertTypeError(no_match, m.InputBuffer_ReadLine, *bad)
 
     def test_read_to_string_follows_the_file_for_every_maximum(self):
-        # Maxima the direct path serves (up to 64 MiB) and those it leaves to
-        # the general path (larger, or negative: to the end), across the
-        # 16-byte buffer's edges; each answer is the next max bytes, cut at
-        # end of file, as an exact str.
+        # Maxima up to 64 MiB read straight into the str, larger or negative
+        # ones through the library string; both across the buffer's edges.
         data = ''.join(chr(i % 251) for i in xrange(1000))
         buf = self.reader(data, 16)
-        at = 0
-        for max_ in (0, 1, 15, 16, 17, 100, 2 ** 26, 0, 3, 2 ** 26 + 1):
-            if max_ == 2 ** 26:
-                m.InputBuffer_Seek(buf, 300)
-                at = 300
-            elif max_ == 2 ** 26 + 1:
-                m.InputBuffer_Seek(buf, 990)
-                at = 990
-            want = data[at:at + max_]
+        for at, max_ in ((0, 0), (0, 1), (1, 15), (16, 17), (33, 100), (300, 2 ** 26), (1000, 3),
+                         (990, 2 ** 26 + 1), (1000, -1), (1000, 2 ** 40), (0, -7)):
+            m.InputBuffer_Seek(buf, at)
             got = m.InputBuffer_ReadToString(buf, max_)
             self.assertIs(type(got), str)
-            self.assertEqual(got, want, max_)
-            at += len(want)
-            self.assertLongResult(m.InputBuffer_Tell(buf), at)
-        for max_ in (5, -1, -2 ** 40, 2 ** 40):  # at end of file: nothing
-            self.assertEqual(m.InputBuffer_ReadToString(buf, max_), '')
-        m.InputBuffer_Seek(buf, 0)
-        self.assertEqual(m.InputBuffer_ReadToString(buf, -7), data)
+            want = data[at:] if max_ < 0 else data[at:at + max_]
+            self.assertEqual(got, want, (at, max_))
+            self.assertLongResult(m.InputBuffer_Tell(buf), at + len(want))
         for bad in ('5', None, 2 ** 64):
             self.assertRaises((TypeError, OverflowError), m.InputBuffer_ReadToString, buf, bad)
 
