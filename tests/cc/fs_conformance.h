@@ -59,6 +59,9 @@ struct FsCapabilities {
   bool advisory_locks = true;  // LockInfo locks on opens, stats and matches
   bool set_mtime = true;
   bool set_group = true;
+  // Whether a file open for writing can be opened by other handles at the
+  // same time (if not, those opens fail with ERROR_TEMPORARY).
+  bool readers_beside_writer = true;
 };
 
 // Where a conformance run works: a fixed root, or one found when the first

@@ -168,6 +168,7 @@ TEST_P(FsConformance, HandleDirectionIsEnforced) {
   f->ClearError();
   EXPECT_EQ(f->GetCurrentErrorCode(), file::OK);
   EXPECT_EQ(f->GetCurrentErrorMessage(), "");
+  f.reset();
   EXPECT_EQ(Get("f"), "data");
 }
 
@@ -496,10 +497,11 @@ TEST_P(FsConformance, AppendOnlyFilesTakeWritesOnlyAtTheEnd) {
   EXPECT_EQ(f->PWrite(4, "5", 1), 1);
   EXPECT_FALSE(f->Truncate(1));
   EXPECT_EQ(f->Append("6", 1), 1);
-  EXPECT_EQ(Get("log"), "123456");
   FileStat st;
   ASSERT_TRUE(f->Stat(&st));
   EXPECT_EQ(st.attributes.attr, static_cast<uint32>(Attr_t::APPEND));
+  f.reset();
+  EXPECT_EQ(Get("log"), "123456");
 }
 
 TEST_P(FsConformance, AttributesTravelWithRenameAndGoWithDelete) {
@@ -671,10 +673,32 @@ TEST_P(FsConformance, PassedDeadlineFailsWithoutDoingTheWork) {
   EXPECT_TRUE(f->IsSoftError());
   char buffer[4];
   EXPECT_EQ(f->PReadWithOp(0, buffer, 4, &op), -1);
-  EXPECT_EQ(Get("f"), "untouched");
   file::Operation fresh;
   EXPECT_EQ(f->PReadWithOp(0, buffer, 4, &fresh), 4);
   EXPECT_TRUE(fresh.ok());
+  f.reset();
+  EXPECT_EQ(Get("f"), "untouched");
+}
+
+TEST_P(FsConformance, OpensBesideAWriter) {
+  Put("f", "old");
+  Handle writer = OpenOrFail(P("f"), "r+");
+  EXPECT_EQ(writer->Write("new", 3), 3);
+  file::Operation op;
+  Handle reader(File::Create(P("f"), "r"));
+  ASSERT_NE(reader, nullptr);
+  if (caps().readers_beside_writer) {
+    ASSERT_TRUE(reader->OpenWithOp(&op)) << op.message();
+    EXPECT_EQ(ReadAll(reader.get()), "new");
+    return;
+  }
+  // Refused for now, and worth retrying once the writer has closed.
+  EXPECT_FALSE(reader->OpenWithOp(&op));
+  EXPECT_EQ(op.error(), file::ERROR_TEMPORARY) << op.message();
+  EXPECT_TRUE(reader->IsSoftError());
+  writer.reset();
+  ASSERT_TRUE(reader->OpenWithOp(&op)) << op.message();
+  EXPECT_EQ(ReadAll(reader.get()), "new");
 }
 
 // ---- Locks and handles ---------------------------------------------------------------------

@@ -120,6 +120,7 @@ FsCapabilities RemoteCapabilities() {
   caps.advisory_locks = false;  // the server keeps none
   caps.set_mtime = false;       // nor sets modification times
   caps.set_group = false;       // nor changes groups
+  caps.readers_beside_writer = false;  // a writer has the file to itself
   return caps;
 }
 
@@ -144,7 +145,7 @@ TEST(RemoteName, SplitsServerAndPath) {
       {"root://h:1094//a/b", "root://h:1094", "/a/b", "root://h:1094/", "root://h:1094//a"},
       {"root://h:1094/a/b", "root://h:1094", "/a/b", "root://h:1094", "root://h:1094/a"},
       {"root://h///a/", "root://h", "/a/", "root://h//", "root://h///"},
-      {"root://h", "root://h", "/", "root://h", "root://h/"},
+      {"root://h/", "root://h", "/", "root://h", "root://h/"},
       {"root://[::1]:1094//x", "root://[::1]:1094", "/x", "root://[::1]:1094/", "root://[::1]:1094//"},
   };
   for (const Case& c : cases) {

@@ -174,6 +174,7 @@ file::ErrorCode CodeFor(const Reply& reply, WallTime deadline) {
       case kXR_ArgInvalid:
       case kXR_ArgMissing:
       case kXR_ArgTooLong: return file::ERROR_INVALID_ARGUMENT;
+      case kXR_FileLocked:  // open for writing by another client
       case kXR_Overloaded:
       case kXR_inProgress:
       case kXR_noserver:

@@ -63,7 +63,11 @@ void FillStat(const XrdCl::StatInfo& info, FileStat* stat) {
   const bool dir = info.TestFlags(XrdCl::StatInfo::IsDir);
   unsigned int permissions;
   if (info.ExtendedFormat()) {
-    permissions = static_cast<unsigned int>(std::strtoul(info.GetModeAsOctString().c_str(), nullptr, 8)) & 07777;
+    // One of the two mode texts is the octal one ("0640"), the other the
+    // symbolic one; which is which has changed between client versions.
+    const ::string a = info.GetModeAsString(), b = info.GetModeAsOctString();
+    const ::string& octal = a.find_first_not_of("01234567") == ::string::npos ? a : b;
+    permissions = static_cast<unsigned int>(std::strtoul(octal.c_str(), nullptr, 8)) & 07777;
     stat->owner = info.GetOwner();
     stat->group = info.GetGroup();
   } else {
@@ -181,6 +185,13 @@ bool RemoteFileFactory::DoDelete(const char* name, Operation* op) {
   RemoteName n;
   if (!Parse(name, &n, op, "Delete")) return false;
   const WallTime deadline = DeadlineFor(op);
+  // The server would remove an empty directory too.
+  const auto probe = StatPath(n, deadline);
+  if (!probe->status.IsOK()) return FailWithReply(op, "Delete", name, *probe, deadline);
+  auto* info = probe->Get<XrdCl::StatInfo>();
+  if (info != nullptr && info->TestFlags(XrdCl::StatInfo::IsDir)) {
+    return FailWithErrno(op, "Delete", name, EISDIR);
+  }
   XrdCl::FileSystem* fs = FileSystemFor(n.server);
   const auto reply = Await([&](Handler* h, uint16_t t) { return fs->Rm(n.path, h, t); }, deadline);
   if (!reply->status.IsOK()) return FailWithReply(op, "Delete", name, *reply, deadline);
@@ -214,6 +225,12 @@ bool RemoteFileFactory::DoCreateDir(const char* name, unsigned int mode, Operati
   RemoteName n;
   if (!Parse(name, &n, op, "CreateDir")) return false;
   const WallTime deadline = DeadlineFor(op);
+  // The server makes nothing of a directory that is already there.
+  const auto probe = StatPath(n, deadline);
+  if (probe->status.IsOK()) return FailWithErrno(op, "CreateDir", name, EEXIST);
+  if (CodeFor(*probe, deadline) != ERROR_NOT_FOUND) {
+    return FailWithReply(op, "CreateDir", name, *probe, deadline);
+  }
   XrdCl::FileSystem* fs = FileSystemFor(n.server);
   const XrdCl::Access::Mode access = AccessMode(mode & ~ProcessUmask());
   const auto reply = Await(

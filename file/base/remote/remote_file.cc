@@ -106,6 +106,18 @@ bool RemoteFile::OpenForMode(const ::string& url, unsigned int permissions) {
                  deadline);
   };
   using XrdCl::OpenFlags;
+  if (open_mode().write && (truncate_on_open() || open_mode().create) && state_->name.path != "/") {
+    // The server would make missing parents of a new file; a file system
+    // makes new files only in existing directories.
+    const ::string parent = RemoteParent(state_->name);
+    FileStat stat;
+    Operation probe;
+    if (!factory()->DoStat(parent.c_str(), &stat, &probe)) {
+      if (probe.error() != ERROR_NOT_FOUND) return SetErrorFrom(probe);
+      return SetError(ERROR_NOT_FOUND, "Open", "no such directory");
+    }
+    if (!stat.IsDirectory()) return SetError(ERROR_WRONG_TYPE, "Open", "parent is not a directory");
+  }
   std::shared_ptr<Reply> reply;
   if (!open_mode().write) {
     reply = open(OpenFlags::Read);
