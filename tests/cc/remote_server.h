@@ -18,7 +18,8 @@ class ServerProcess {
   };
 
   ServerProcess() = default;
-  ~ServerProcess() { Stop(/*wait=*/true); }
+  // Does not wait: the script finishes stopping its daemons on its own.
+  ~ServerProcess() { Stop(/*wait=*/false); }
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
 
