@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 
 #include "file/base/core/file_factory_internal.h"
 #include "file/base/core/operation.h"
@@ -54,6 +55,36 @@ std::shared_ptr<Reply> StatPath(const RemoteName& n, WallTime deadline) {
   return Await([&](Handler* h, uint16_t t) { return fs->Stat(n.path, h, t); }, deadline);
 }
 
+using Request =
+    std::function<XrdCl::XRootDStatus(XrdCl::FileSystem*, const RemoteName&, Handler*, uint16_t)>;
+
+// Sends one request about `name` to its server and waits within op's
+// deadline; null (failure recorded as "<what> <name>: ...") for a bad name
+// or a refusal.
+std::shared_ptr<Reply> OnServer(const char* name, const char* what, Operation* op,
+                                const Request& request) {
+  RemoteName n;
+  if (!Parse(name, &n, op, what)) return nullptr;
+  const WallTime deadline = DeadlineFor(op);
+  XrdCl::FileSystem* fs = FileSystemFor(n.server);
+  auto reply = Await([&](Handler* h, uint16_t t) { return request(fs, n, h, t); }, deadline);
+  if (reply->status.IsOK()) return reply;
+  FailWithReply(op, what, name, *reply, deadline);
+  return nullptr;
+}
+
+XrdCl::XRootDStatus StatRequest(XrdCl::FileSystem* fs, const RemoteName& n, Handler* h, uint16_t t) {
+  return fs->Stat(n.path, h, t);
+}
+
+// The server's answer to a query (a Buffer) as text.
+::string QueryText(const Reply& reply) {
+  auto* answer = reply.Get<XrdCl::Buffer>();
+  ::string text = answer != nullptr ? answer->ToString() : "";
+  while (!text.empty() && (text.back() == '\0' || text.back() == '\n')) text.pop_back();
+  return text;
+}
+
 }  // namespace
 
 void FillStat(const XrdCl::StatInfo& info, FileStat* stat) {
@@ -87,11 +118,8 @@ File* RemoteFileFactory::NewFile(const char* name, const char* mode, const FileO
 }
 
 bool RemoteFileFactory::DoStat(const char* name, FileStat* stat, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "Stat")) return false;
-  const WallTime deadline = DeadlineFor(op);
-  const auto reply = StatPath(n, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "Stat", name, *reply, deadline);
+  const auto reply = OnServer(name, "Stat", op, StatRequest);
+  if (reply == nullptr) return false;
   auto* info = reply->Get<XrdCl::StatInfo>();
   if (info == nullptr) return FailWith(op, ERROR_UNKNOWN, "Stat", name, "empty answer from the server");
   FillStat(*info, stat);
@@ -182,20 +210,15 @@ bool RemoteFileFactory::RecursivelyCreateDirWithOptions(const char* name,
 }
 
 bool RemoteFileFactory::DoDelete(const char* name, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "Delete")) return false;
-  const WallTime deadline = DeadlineFor(op);
   // The server would remove an empty directory too.
-  const auto probe = StatPath(n, deadline);
-  if (!probe->status.IsOK()) return FailWithReply(op, "Delete", name, *probe, deadline);
+  const auto probe = OnServer(name, "Delete", op, StatRequest);
+  if (probe == nullptr) return false;
   auto* info = probe->Get<XrdCl::StatInfo>();
   if (info != nullptr && info->TestFlags(XrdCl::StatInfo::IsDir)) {
     return FailWithErrno(op, "Delete", name, EISDIR);
   }
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
-  const auto reply = Await([&](Handler* h, uint16_t t) { return fs->Rm(n.path, h, t); }, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "Delete", name, *reply, deadline);
-  return true;
+  return OnServer(name, "Delete", op, [](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h,
+                                         uint16_t t) { return fs->Rm(n.path, h, t); }) != nullptr;
 }
 
 bool RemoteFileFactory::DoRename(const char* from, const char* to, bool overwrite, Operation* op) {
@@ -231,38 +254,27 @@ bool RemoteFileFactory::DoCreateDir(const char* name, unsigned int mode, Operati
   if (CodeFor(*probe, deadline) != ERROR_NOT_FOUND) {
     return FailWithReply(op, "CreateDir", name, *probe, deadline);
   }
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
   const XrdCl::Access::Mode access = AccessMode(mode & ~ProcessUmask());
-  const auto reply = Await(
-      [&](Handler* h, uint16_t t) { return fs->MkDir(n.path, XrdCl::MkDirFlags::None, access, h, t); },
-      deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "CreateDir", name, *reply, deadline);
-  return true;
+  return OnServer(name, "CreateDir", op,
+                  [access](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h, uint16_t t) {
+                    return fs->MkDir(n.path, XrdCl::MkDirFlags::None, access, h, t);
+                  }) != nullptr;
 }
 
 bool RemoteFileFactory::DoDeleteDir(const char* name, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "DeleteDir")) return false;
-  const WallTime deadline = DeadlineFor(op);
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
-  const auto reply = Await([&](Handler* h, uint16_t t) { return fs->RmDir(n.path, h, t); }, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "DeleteDir", name, *reply, deadline);
-  return true;
+  return OnServer(name, "DeleteDir", op, [](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h,
+                                            uint16_t t) { return fs->RmDir(n.path, h, t); }) != nullptr;
 }
 
 bool RemoteFileFactory::DoSetMode(const char* name, unsigned int mode, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "SetMode")) return false;
   if ((mode & 07000) != 0) {
     return FailWith(op, ERROR_UNIMPLEMENTED, "SetMode", name,
                     "the server sets only the permission bits 0777");
   }
-  const WallTime deadline = DeadlineFor(op);
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
-  const auto reply = Await(
-      [&](Handler* h, uint16_t t) { return fs->ChMod(n.path, AccessMode(mode), h, t); }, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "SetMode", name, *reply, deadline);
-  return true;
+  return OnServer(name, "SetMode", op,
+                  [mode](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h, uint16_t t) {
+                    return fs->ChMod(n.path, AccessMode(mode), h, t);
+                  }) != nullptr;
 }
 
 bool RemoteFileFactory::DoSetOwner(const char* name, const char* owner, Operation* op) {
@@ -280,18 +292,15 @@ bool RemoteFileFactory::DoSetMtime(const char* name, long mtime, Operation* op) 
 
 bool RemoteFileFactory::DoStatfs(const char* name, int64* total, int64* free_bytes,
                                  int64* available, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "Statfs")) return false;
-  const WallTime deadline = DeadlineFor(op);
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
-  XrdCl::Buffer arg;
-  arg.FromString(n.path);
-  const auto reply = Await(
-      [&](Handler* h, uint16_t t) { return fs->Query(XrdCl::QueryCode::Space, arg, h, t); }, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "Statfs", name, *reply, deadline);
-  auto* answer = reply->Get<XrdCl::Buffer>();
+  const auto reply = OnServer(name, "Statfs", op,
+                              [](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h, uint16_t t) {
+                                XrdCl::Buffer arg;
+                                arg.FromString(n.path);
+                                return fs->Query(XrdCl::QueryCode::Space, arg, h, t);
+                              });
+  if (reply == nullptr) return false;
   // "oss.cgroup=public&oss.space=N&oss.free=N&oss.maxf=N&oss.used=N&..."
-  const ::string text = answer != nullptr ? answer->ToString() : "";
+  const ::string text = QueryText(*reply);
   auto value = [&text](const char* key, int64* out) {
     const ::string k = ::string(key) + "=";
     const size_t at = text.find(k);
@@ -311,11 +320,8 @@ bool RemoteFileFactory::DoStatfs(const char* name, int64* total, int64* free_byt
 }
 
 bool RemoteFileFactory::DoReadable(const char* name, Operation* op) {
-  RemoteName n;
-  if (!Parse(name, &n, op, "Readable")) return false;
-  const WallTime deadline = DeadlineFor(op);
-  const auto reply = StatPath(n, deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op, "Readable", name, *reply, deadline);
+  const auto reply = OnServer(name, "Readable", op, StatRequest);
+  if (reply == nullptr) return false;
   auto* info = reply->Get<XrdCl::StatInfo>();
   if (info != nullptr && !info->TestFlags(XrdCl::StatInfo::IsReadable)) {
     return FailWithErrno(op, "Readable", name, EACCES);
@@ -331,23 +337,18 @@ bool RemoteFileFactory::DoAcquireLock(const ::string& name, const LockInfo& lock
 bool ServerChecksum(const ::string& name, const ::string& type, ::string* hex, Operation* caller) {
   file_internal::NamedOp op(caller, "Checksum", name.c_str());
   if (!op.Begin(name.c_str())) return false;
-  RemoteName n;
-  if (!Parse(name.c_str(), &n, op.op(), "Checksum")) return false;
   bool plain = !type.empty();
   for (char c : type) plain = plain && std::isalnum(static_cast<unsigned char>(c));
   if (!plain) return op.Fail(ERROR_INVALID_ARGUMENT, ("bad checksum type '" + type + "'").c_str());
-  const WallTime deadline = DeadlineFor(op.op());
-  XrdCl::FileSystem* fs = FileSystemFor(n.server);
-  XrdCl::Buffer arg;
-  arg.FromString(n.path + "?cks.type=" + type);
-  const auto reply = Await(
-      [&](Handler* h, uint16_t t) { return fs->Query(XrdCl::QueryCode::Checksum, arg, h, t); },
-      deadline);
-  if (!reply->status.IsOK()) return FailWithReply(op.op(), "Checksum", name, *reply, deadline);
-  auto* answer = reply->Get<XrdCl::Buffer>();
+  const auto reply = OnServer(name.c_str(), "Checksum", op.op(),
+                              [&type](XrdCl::FileSystem* fs, const RemoteName& n, Handler* h, uint16_t t) {
+                                XrdCl::Buffer arg;
+                                arg.FromString(n.path + "?cks.type=" + type);
+                                return fs->Query(XrdCl::QueryCode::Checksum, arg, h, t);
+                              });
+  if (reply == nullptr) return false;
   // "<type> <hex>"
-  ::string text = answer != nullptr ? answer->ToString() : "";
-  while (!text.empty() && (text.back() == '\0' || text.back() == '\n')) text.pop_back();
+  const ::string text = QueryText(*reply);
   const size_t space = text.find(' ');
   if (space == ::string::npos || text.compare(0, space, type) != 0) {
     return op.Fail(ERROR_UNKNOWN, ("unexpected checksum answer '" + text + "'").c_str());

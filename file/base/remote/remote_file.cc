@@ -38,6 +38,12 @@ RemoteFile::RemoteFile(FileFactory* factory, const char* name, const char* mode,
 
 RemoteFile::~RemoteFile() { CloseBeforeDestroy(); }
 
+bool RemoteFile::SetReplyError(const char* what, const Reply& reply, WallTime deadline) {
+  Operation failed;
+  FailWithReply(&failed, what, name(), reply, deadline);
+  return SetErrorFrom(failed);
+}
+
 // ---- Deadlines of handle operations ---------------------------------------------------
 
 bool RemoteFile::OpenWithOp(Operation* op) {
@@ -133,9 +139,7 @@ bool RemoteFile::OpenForMode(const ::string& url, unsigned int permissions) {
     }
   }
   if (reply->status.IsOK()) return true;
-  Operation op;
-  FailWithReply(&op, "Open", name(), *reply, deadline);
-  return SetErrorFrom(op);
+  return SetReplyError("Open", *reply, deadline);
 }
 
 bool RemoteFile::DoClose() {
@@ -150,9 +154,7 @@ bool RemoteFile::DoClose() {
   const auto reply =
       Await([&](Handler* h, uint16_t t) { return state->file.Close(h, t); }, 0);
   if (reply->status.IsOK()) return true;
-  Operation op;
-  FailWithReply(&op, "Close", name(), *reply, 0);
-  return SetErrorFrom(op);
+  return SetReplyError("Close", *reply, 0);
 }
 
 // ---- Reads and writes -------------------------------------------------------------------
@@ -181,9 +183,7 @@ int64 RemoteFile::ReadAt(int64 offset, void* buffer, int64 size, const char* wha
       if (chunk != nullptr) std::copy_n(into, std::min<uint32_t>(chunk->length, piece), out + done);
     }
     if (!reply->status.IsOK()) {
-      Operation op;
-      FailWithReply(&op, what, name(), *reply, deadline);
-      SetErrorFrom(op);
+      SetReplyError(what, *reply, deadline);
       return -1;
     }
     auto* chunk = reply->Get<XrdCl::ChunkInfo>();
@@ -215,9 +215,7 @@ int64 RemoteFile::WriteAt(int64 offset, const void* buffer, int64 size, const ch
                     deadline, own);
     }
     if (!reply->status.IsOK()) {
-      Operation op;
-      FailWithReply(&op, what, name(), *reply, deadline);
-      SetErrorFrom(op);
+      SetReplyError(what, *reply, deadline);
       return -1;
     }
     done += piece;
@@ -266,9 +264,7 @@ bool RemoteFile::DoTruncate(int64 length) {
       [&](Handler* h, uint16_t t) { return state_->file.Truncate(static_cast<uint64_t>(length), h, t); },
       deadline);
   if (reply->status.IsOK()) return true;
-  Operation op;
-  FailWithReply(&op, "Truncate", name(), *reply, deadline);
-  return SetErrorFrom(op);
+  return SetReplyError("Truncate", *reply, deadline);
 }
 
 int64 RemoteFile::DoSize() {
@@ -277,9 +273,7 @@ int64 RemoteFile::DoSize() {
       Await([&](Handler* h, uint16_t t) { return state_->file.Stat(true, h, t); }, deadline);
   auto* info = reply->status.IsOK() ? reply->Get<XrdCl::StatInfo>() : nullptr;
   if (info != nullptr) return static_cast<int64>(info->GetSize());
-  Operation op;
-  FailWithReply(&op, "Size", name(), *reply, deadline);
-  SetErrorFrom(op);
+  SetReplyError("Size", *reply, deadline);
   return -1;
 }
 
@@ -298,9 +292,7 @@ bool RemoteFile::DoSync(bool) {
   const WallTime deadline = DeadlineFor(nullptr);
   const auto reply = Await([&](Handler* h, uint16_t t) { return state_->file.Sync(h, t); }, deadline);
   if (reply->status.IsOK()) return true;
-  Operation op;
-  FailWithReply(&op, "Sync", name(), *reply, deadline);
-  return SetErrorFrom(op);
+  return SetReplyError("Sync", *reply, deadline);
 }
 
 bool RemoteFile::DoStat(FileStat* stat) {
@@ -314,9 +306,7 @@ bool RemoteFile::DoStat(FileStat* stat) {
       Await([&](Handler* h, uint16_t t) { return state_->file.Stat(true, h, t); }, deadline);
   auto* info = reply->status.IsOK() ? reply->Get<XrdCl::StatInfo>() : nullptr;
   if (info == nullptr) {
-    Operation failed;
-    FailWithReply(&failed, "Stat", name(), *reply, deadline);
-    return SetErrorFrom(failed);
+    return SetReplyError("Stat", *reply, deadline);
   }
   FillStat(*info, stat);
   return true;
@@ -401,6 +391,40 @@ void RemoteFile::EndAsync() {
   async_cv_.notify_all();
 }
 
+bool RemoteFile::IssueAsync(const char* what, Operation* op, AsyncIO* done,
+                            const std::function<XrdCl::XRootDStatus(XrdCl::File*, Handler*, uint16_t)>& issue,
+                            std::function<int64(const Reply*)> settle) {
+  if (op != nullptr) op->ClearError();
+  const WallTime deadline = DeadlineFor(op);
+  std::shared_ptr<HandleState> state = state_;  // kept until the answer
+  BeginAsync();
+  auto finish = [this, state, what, op, done, deadline, settle = std::move(settle)](const Reply& reply) {
+    int code = OK;
+    int64 n = 0;
+    if (reply.status.IsOK()) {
+      n = settle(&reply);
+    } else {
+      Operation failed;
+      FailWithReply(&failed, what, name(), reply, deadline);
+      code = failed.error();
+      settle(nullptr);
+      SetErrorFrom(failed);
+      if (op != nullptr) op->CopyFrom(failed);
+    }
+    EndAsync();  // `this` may be gone from here on
+    done->Finish(code, n);
+  };
+  XrdCl::XRootDStatus issued;
+  if (Issue([&](Handler* h, uint16_t t) { return issue(&state->file, h, t); }, deadline, finish,
+            &issued)) {
+    return true;
+  }
+  Reply refused;
+  refused.status = issued;
+  finish(refused);
+  return true;
+}
+
 bool RemoteFile::PReadAsyncWithOp(int64 offset, int64 length, IOBuffer* data, int64* bytes_read,
                                   AsyncIO* done, Operation* op) {
   // The shared layer does the rare and the checked cases (long reads sized
@@ -410,44 +434,21 @@ bool RemoteFile::PReadAsyncWithOp(int64 offset, int64 length, IOBuffer* data, in
       (op != nullptr && op->DeadlineExceeded())) {
     return File::PReadAsyncWithOp(offset, length, data, bytes_read, done, op);
   }
-  if (op != nullptr) op->ClearError();
   if (bytes_read != nullptr) *bytes_read = -1;
   data->Resize(static_cast<size_t>(length));
-  const WallTime deadline = DeadlineFor(op);
-  std::shared_ptr<HandleState> state = state_;
-  BeginAsync();
-  auto finish = [this, state, data, bytes_read, done, op, deadline](const Reply& reply) {
-    int64 n = 0;
-    int code = OK;
-    if (reply.status.IsOK()) {
-      auto* chunk = reply.Get<XrdCl::ChunkInfo>();
-      n = chunk != nullptr ? std::min<int64>(chunk->length, static_cast<int64>(data->size())) : 0;
-      data->Resize(static_cast<size_t>(n));
-      if (bytes_read != nullptr) *bytes_read = n;
-    } else {
-      Operation failed;
-      FailWithReply(&failed, "PRead", name(), reply, deadline);
-      code = failed.error();
-      data->Clear();
-      SetErrorFrom(failed);
-      if (op != nullptr) op->CopyFrom(failed);
-    }
-    EndAsync();
-    done->Finish(code, n);
-  };
-  XrdCl::XRootDStatus issued;
   char* into = data->mutable_data();
-  if (Issue([&](Handler* h, uint16_t t) {
-        return state->file.Read(static_cast<uint64_t>(offset), static_cast<uint32_t>(length), into, h, t);
+  return IssueAsync(
+      "PRead", op, done,
+      [offset, length, into](XrdCl::File* file, Handler* h, uint16_t t) {
+        return file->Read(static_cast<uint64_t>(offset), static_cast<uint32_t>(length), into, h, t);
       },
-            deadline, finish, &issued)) {
-    return true;
-  }
-  EndAsync();
-  Reply reply;
-  reply.status = issued;
-  finish(reply);
-  return true;
+      [data, bytes_read](const Reply* reply) -> int64 {
+        auto* chunk = reply != nullptr ? reply->Get<XrdCl::ChunkInfo>() : nullptr;
+        const int64 n = chunk != nullptr ? std::min<int64>(chunk->length, static_cast<int64>(data->size())) : 0;
+        data->Resize(static_cast<size_t>(n));
+        if (reply != nullptr && bytes_read != nullptr) *bytes_read = n;
+        return n;
+      });
 }
 
 bool RemoteFile::PWriteAsyncWithOp(int64 offset, IOBuffer* data, int64* written, AsyncIO* done,
@@ -461,39 +462,17 @@ bool RemoteFile::PWriteAsyncWithOp(int64 offset, IOBuffer* data, int64* written,
     if (is_open()) ClearError();  // a refusal is reported again by the shared layer
     return File::PWriteAsyncWithOp(offset, data, written, done, op);
   }
-  if (op != nullptr) op->ClearError();
-  const WallTime deadline = DeadlineFor(op);
-  std::shared_ptr<HandleState> state = state_;
   const int64 size = static_cast<int64>(data->size());
-  BeginAsync();
-  auto finish = [this, state, written, size, done, op, deadline](const Reply& reply) {
-    int code = OK;
-    if (reply.status.IsOK()) {
-      if (written != nullptr) *written = size;
-    } else {
-      Operation failed;
-      FailWithReply(&failed, "PWrite", name(), reply, deadline);
-      code = failed.error();
-      if (written != nullptr) *written = -1;
-      SetErrorFrom(failed);
-      if (op != nullptr) op->CopyFrom(failed);
-    }
-    EndAsync();
-    done->Finish(code, code == OK ? size : 0);
-  };
-  XrdCl::XRootDStatus issued;
   const char* from = data->data();
-  if (Issue([&](Handler* h, uint16_t t) {
-        return state->file.Write(static_cast<uint64_t>(offset), static_cast<uint32_t>(size), from, h, t);
+  return IssueAsync(
+      "PWrite", op, done,
+      [offset, size, from](XrdCl::File* file, Handler* h, uint16_t t) {
+        return file->Write(static_cast<uint64_t>(offset), static_cast<uint32_t>(size), from, h, t);
       },
-            deadline, finish, &issued)) {
-    return true;
-  }
-  EndAsync();
-  Reply reply;
-  reply.status = issued;
-  finish(reply);
-  return true;
+      [written, size](const Reply* reply) -> int64 {
+        if (written != nullptr) *written = reply != nullptr ? size : -1;
+        return reply != nullptr ? size : 0;
+      });
 }
 
 }  // namespace remote

@@ -24,16 +24,25 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 #include "file/base/file.h"
 #include "file/base/core/file_factory.h"
 
+namespace XrdCl {  // the client library, seen only by file/base/remote/*.cc
+class File;
+class ResponseHandler;
+class XRootDStatus;
+}  // namespace XrdCl
+
 namespace file {
 namespace remote {
 
 struct HandleState;  // the client's file object and requests in flight
+struct Reply;
 
 class RemoteFile : public File {
  public:
@@ -89,6 +98,15 @@ class RemoteFile : public File {
   bool OpenForMode(const ::string& url, unsigned int permissions);
   int64 ReadAt(int64 offset, void* buffer, int64 size, const char* what);
   int64 WriteAt(int64 offset, const void* buffer, int64 size, const char* what);
+  // Issues one asynchronous request (`issue` gets the client's file, the
+  // handler and the time-out); `settle` gets the answer (null on failure)
+  // and gives the byte count that `done` is finished with.
+  bool IssueAsync(const char* what, file::Operation* op, AsyncIO* done,
+                  const std::function<XrdCl::XRootDStatus(XrdCl::File*, XrdCl::ResponseHandler*,
+                                                          uint16_t)>& issue,
+                  std::function<int64(const Reply*)> settle);
+  // Sets the handle error from a failed reply; false.
+  bool SetReplyError(const char* what, const Reply& reply, WallTime deadline);
   // Async requests in flight: Close waits for them.
   void BeginAsync();
   void EndAsync();
