@@ -329,6 +329,14 @@ TEST_F(RemoteFs, ErrorsCarryCodesAndTheServersWords) {
     EXPECT_EQ(op.error(), c.code) << op.message();
     EXPECT_NE(op.message().find(dir_), ::string::npos) << op.message();
   }
+  // The server's own refusals: a directory its daemon may not write into.
+  MkDirs("ro");
+  ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0555));
+  Handle refused(File::Create(P("ro/x"), "w"));
+  ASSERT_NE(refused, nullptr);
+  EXPECT_FALSE(refused->OpenWithOp(&op));
+  EXPECT_EQ(op.error(), file::ERROR_PERMISSION_DENIED) << op.message();
+  ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0755));
   EXPECT_FALSE(File::SetOwner(P("d/f").c_str(), "root"));
   // Opening for writing with a group to set is refused before anything is created.
   FileOpenOptions options;
