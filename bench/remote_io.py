@@ -85,10 +85,10 @@ def main():
             r_ours = timed(lambda: read_module(ours))
             read_ratio.append(r_xrdcp / r_ours)
         mb = SIZE / 1e6
-        print('remote write %d MiB: %.2f of xrdcp\'s throughput (ours %.0f MB/s, last round)' % (
-            SIZE // MIB, benchlib.median(write_ratio), mb / t_ours))
-        print('remote read  %d MiB: %.2f of xrdcp\'s throughput (ours %.0f MB/s, last round)' % (
-            SIZE // MIB, benchlib.median(read_ratio), mb / r_ours))
+        print('remote write %d MiB: %.2f of xrdcp\'s throughput (last round: ours %.0f MB/s, xrdcp %.0f MB/s)' % (
+            SIZE // MIB, benchlib.median(write_ratio), mb / t_ours, mb / t_xrdcp))
+        print('remote read  %d MiB: %.2f of xrdcp\'s throughput (last round: ours %.0f MB/s, xrdcp %.0f MB/s)' % (
+            SIZE // MIB, benchlib.median(read_ratio), mb / r_ours, mb / r_xrdcp))
         f = m.File_Open(ours, 'r')
         rng = random.Random(7)
         offsets = [rng.randrange(0, SIZE - 4096) for _ in xrange(2000)]
