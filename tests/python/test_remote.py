@@ -1,5 +1,5 @@
-"""The ordinary File_ rows on root:// names, against a standalone XRootD
-server that the test starts and stops."""
+"""The ordinary File_ rows, and record files, on root:// names against a
+standalone XRootD server that the test starts and stops."""
 import pqtest
 import remote_server
 from pqtest import m
@@ -64,6 +64,26 @@ class RemoteFileTest(pqtest.TestCase):
         m.File_Close(f)
         self.assertIntResult(m.File_OpenThis(reader), 1)
         m.File_Close(reader)
+
+    def test_record_file_round_trip(self):
+        w = m.new_RecordWriter(m.File_Open(self.path('records'), 'w'))
+        written = ['first', '', 'a\0b', 'x' * 200000]
+        for record in written:
+            self.assertIntResult(m.RecordWriter_WriteRecord(w, record), 1)
+        m.RecordWriter_EnableCompression(w, 6)  # a compressed batch after the plain records
+        for i in range(100):
+            self.assertIntResult(m.RecordWriter_WriteRecord(w, 'batch %d' % i), 1)
+        self.assertIntResult(m.RecordWriter_Close(w), 1)
+        m.delete_RecordWriter(w)
+        r = m.new_RecordReaderScript(m.File_Open(self.path('records'), 'r'))
+        back = []
+        while True:
+            ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
+            if not ok:
+                break
+            back.append(record)
+        m.delete_RecordReaderScript(r)
+        self.assertEqual(back, written + ['batch %d' % i for i in range(100)])
 
 
 if __name__ == '__main__':
