@@ -71,7 +71,7 @@ double RecordWriterRound(const std::string& dir, const std::string& record) {
 void Throughput(const std::string& dir) {
   const std::string record(1024, 'r');
   std::vector<double> ratios, log_rates;
-  for (int round = 0; round < 3; ++round) {
+  for (int round = 0; round < 5; ++round) {
     const double base = RecordWriterRound(dir, record);
     const double log = LogWriterRound(dir, record);
     ratios.push_back(log / base);

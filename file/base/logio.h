@@ -333,6 +333,7 @@ class LogWriter : public LogBase {
 
   // One record writer for the writer's life, writing to the log's current
   // file through current_ (its buffer and settings survive file changes).
+  // Both are set exactly while the writer has a file open.
   RecordWriter* writer_ = nullptr;
   logs::CurrentFile* current_ = nullptr;
   int64 next_offset_ = 0;   // see NextOffset

@@ -214,5 +214,26 @@ class BackgroundLogReaderTest(LogCase):
         m.delete_LogReader(r)
 
 
+class LogRecordFileTest(LogCase):
+    def test_every_log_file_is_a_record_file(self):
+        m.LogWriter_setLogChunkSize_TEST(200)
+        w = m.new_LogWriter(self.base)
+        for i in range(20):
+            self.assertIntResult(m.LogWriter_WriteRecord(w, 'log-%02d' % i + 'x' * 40), 1)
+        m.delete_LogWriter(w)
+        files = self.files()
+        self.assertTrue(len(files) > 3, files)
+        seen = []
+        for name in files:  # every file of the log is a record file
+            r = m.new_RecordReaderScript(m.File_Open(os.path.join(self.dir, name), 'r'))
+            while True:
+                ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
+                if not ok:
+                    break
+                seen.append(record)
+            m.delete_RecordReaderScript(r)
+        self.assertEqual(seen, ['log-%02d' % i + 'x' * 40 for i in range(20)])
+
+
 if __name__ == '__main__':
     pqtest.main()

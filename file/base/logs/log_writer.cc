@@ -218,7 +218,7 @@ bool LogWriter::Rotate(bool carry_pending) {
 LogWriter::WriteStatus LogWriter::WriteRecordInternal(const void* data, size_t n, bool blocking,
                                                       AsyncIO* done) {
   std::lock_guard<std::mutex> guard(mu_);
-  if (writer_ == nullptr || current_->target() == nullptr) {
+  if (writer_ == nullptr) {
     last_error_ = "the writer has no open log";
     return WRITE_ERROR;
   }
@@ -274,7 +274,7 @@ LogWriter::WriteStatus LogWriter::WriteProtocolMessageInternal(const proto2::Mes
 
 bool LogWriter::Flush() {
   std::lock_guard<std::mutex> guard(mu_);
-  if (writer_ == nullptr || current_->target() == nullptr) return false;
+  if (writer_ == nullptr) return false;
   if (concurrency_ == CONCURRENT_APPENDERS && NewerFileExists() && !Rotate(true)) return false;
   if (!writer_->Flush()) return WriterFailed();
   batch_records_ = 0;
@@ -316,7 +316,7 @@ void LogWriter::DisableCompression() {
 // what it holds.
 int64 LogWriter::ApproximateEOFPosition() {
   std::lock_guard<std::mutex> guard(mu_);
-  if (writer_ == nullptr || current_->target() == nullptr) return -1;
+  if (writer_ == nullptr) return -1;
   return MakeLogPosition(file_number_, current_->seen_size() + Held());
 }
 
