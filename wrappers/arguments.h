@@ -219,11 +219,20 @@ struct Param<bool> : OneSlot<Candidate::kInteger, 'O', 'i'> {
   bool Get() { return value; }
 };
 
+// An enumeration whose values are every value of its underlying type, so
+// that any int a caller passes is a well-defined value of it (the library
+// rejects the ones it does not know). Only such enumerations can be
+// list-initialised from their underlying type.
+template <class E>
+concept FixedEnum = std::is_enum_v<E> && requires { E{std::underlying_type_t<E>{}}; };
+
 // int, unsigned int and enumerations: "i" parsed by the interpreter, or "O"
 // through PyInt_AsLong.
 template <class I>
   requires((std::is_integral_v<I> && sizeof(I) == 4) || std::is_enum_v<I>)
 struct Param<I> : OneSlot<Candidate::kInteger, 'O', 'i'> {
+  static_assert(!std::is_enum_v<I> || FixedEnum<I>,
+                "an enumeration taken from Python needs a fixed underlying type");
   I value{};
   bool Load(const Slot& slot, char c) {
     if (c == 'i') {

@@ -71,6 +71,17 @@ class MatchTest(file_roots.FileCases):
             self.assertEqual(result, (1, expected))
         self.assertRaises(TypeError, m.File_ExtendedMatch, p, 'x')
 
+    def test_unknown_match_types_reach_the_library_and_fail(self):
+        p = self.pattern
+        for bad in (-1, 4, 2 ** 31 - 1):
+            op = m.new_Operation()
+            self.assertEqual(m.File_ExtendedMatchWithOp(p, bad, op), (0, []))
+            self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
+            self.assertEqual(m.File_ExtendedMatch(p, bad), (0, []))
+            self.assertIs(m.File_DFListFileAndDir(self.root, bad, None, None, None), None)
+            self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/rep/c/x'), '', bad), 0)
+            m.delete_Operation(op)
+
     def test_async_matches_return_the_filled_list(self):
         # The list is only valid once the worker is done with it; the caller's
         # completion has received Finish by the time the call returns.

@@ -69,6 +69,15 @@ class SingleOpenTest(file_roots.FileCases):
         self.assertRaises(TypeError, m.File_Open, name + '\0x', 'w')
         self.assertEqual(m.File_Exists(name), 0)
 
+    def test_unknown_access_pattern_or_cache_policy_fails_the_open(self):
+        self.put('a', 'data')
+        for setter, bad in ((m.FileOpenOptions_set_access_pattern, -1), (m.FileOpenOptions_set_cache_policy, 2),
+                            (m.FileOpenOptions_set_cache_policy, 2 ** 31 - 1)):
+            options = m.new_FileOpenOptions()
+            setter(options, bad)
+            self.assertIs(m.File_OpenWithOptions(self.path('a'), 'r', options), None, (setter.__name__, bad))
+            m.delete_FileOpenOptions(options)
+
 
 @file_roots.on_each_file_system
 class CreateThenOpenTest(file_roots.FileCases):
