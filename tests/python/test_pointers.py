@@ -104,6 +104,7 @@ class NullReceiverTest(pqtest.TestCase):
                 (TypeError, 'null reference', m.Operation_CopyFrom, (m.new_Operation(), None)),
                 # Once everything has converted, the null receiver is refused.
                 (TypeError, 'null reference', m.File_StatThis, (None, stat)),
+                (TypeError, 'null reference', m.AsyncIOWatcher_Wait, ('NULL',)),
                 (TypeError, 'null reference', m.File_PReadStringWithOp, ('NULL', 0, 5, None)),
                 (TypeError, 'null reference', m.FileCloser_Seek, (empty_closer, 3)),
                 (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', m.new_FileOpenOptions())),
