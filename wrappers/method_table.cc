@@ -20,12 +20,18 @@ extern const MethodList kNameFunctionMethods;
 extern const MethodList kFileNameClassMethods;
 extern const MethodList kFileFactoryMethods;
 extern const MethodList kIsUInt64Methods;
+extern const MethodList kInputBufferMethods;
 extern const MethodList kOperationMethods;
 extern const MethodList kErrorFunctionMethods;
+extern const MethodList kOutputBufferMethods;
 extern const MethodList kShardedFunctionMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
 extern const MethodList kFileAttributesMethods;
+extern const MethodList kRecordWriterMethods;
+extern const MethodList kRecordReaderMethods;
+extern const MethodList kRecordWriterOpenerMethods;
+extern const MethodList kRecordReaderScriptMethods;
 
 namespace {
 
@@ -43,12 +49,18 @@ const MethodList* const kFamilies[] = {
     &kFileNameClassMethods,
     &kFileFactoryMethods,
     &kIsUInt64Methods,
+    &kInputBufferMethods,
     &kOperationMethods,
     &kErrorFunctionMethods,
+    &kOutputBufferMethods,
     &kShardedFunctionMethods,
     &kVersionMethods,
     &kFileAttrMethods,
     &kFileAttributesMethods,
+    &kRecordWriterMethods,
+    &kRecordReaderMethods,
+    &kRecordWriterOpenerMethods,
+    &kRecordReaderScriptMethods,
 };
 
 std::vector<PyMethodDef>& Table() {
