@@ -106,6 +106,14 @@ inline bool LoadPointer(PyObject* o, void** out, swig_type_info* type, int flags
 
 }  // namespace detail
 
+// Raises TypeError("null reference") and returns null: for the module's own
+// functions that take their object as a pointer because some arguments never
+// reach it.
+inline PyObject* NullReference() {
+  detail::Fail("null reference");
+  return nullptr;
+}
+
 template <class P, class Enable = void>
 struct Param;
 
@@ -164,29 +172,39 @@ struct Param<V*> : OneSlot<Candidate::kPointer, 'O'> {
   V* Get() { return ptr; }
 };
 
+// Parameters that refer to an object which must exist. Convert() is the
+// pointer conversion alone and Present() says whether it found an object;
+// Load() refuses a missing one at once, in argument order. As a function's
+// first parameter (its receiver) the wrapper converts it with Convert() and
+// refuses a missing object only after every later argument has converted
+// (see Wrapper in calling.h).
+template <class Derived>
+struct NonNull : OneSlot<Candidate::kPointer, 'O'> {
+  bool Load(const Slot& slot) {
+    Derived& self = static_cast<Derived&>(*this);
+    return self.Convert(slot) && (self.Present() || detail::Fail("null reference"));
+  }
+};
+
 // References to wrapped classes: a null pointer is refused.
 template <class T>
   requires(Wrapped<std::remove_cv_t<T>> && !detail::kIsStringVector<T>)
-struct Param<T&> : OneSlot<Candidate::kPointer, 'O'> {
+struct Param<T&> : NonNull<Param<T&>> {
   static swig_type_info* Type() { return TypeOf<std::remove_cv_t<T>>(); }
   void* ptr = nullptr;
-  bool Load(const Slot& slot) {
-    if (!detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise)) return false;
-    return ptr ? true : detail::Fail("null reference");
-  }
+  bool Convert(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
+  bool Present() const { return ptr != nullptr; }
   T& Get() { return *static_cast<T*>(ptr); }
 };
 
 // Shared handles by reference: a null pointer and an empty handle are both
 // refused as null references.
 template <class T>
-struct Param<const shared_ptr<T>&> : OneSlot<Candidate::kPointer, 'O'> {
+struct Param<const shared_ptr<T>&> : NonNull<Param<const shared_ptr<T>&>> {
   static swig_type_info* Type() { return TypeOf<shared_ptr<T>>(); }
   void* ptr = nullptr;
-  bool Load(const Slot& slot) {
-    if (!detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise)) return false;
-    return ptr && *static_cast<shared_ptr<T>*>(ptr) ? true : detail::Fail("null reference");
-  }
+  bool Convert(const Slot& slot) { return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise); }
+  bool Present() const { return ptr && *static_cast<shared_ptr<T>*>(ptr); }
   const shared_ptr<T>& Get() { return *static_cast<shared_ptr<T>*>(ptr); }
 };
 
@@ -221,11 +239,20 @@ struct Param<bool> : OneSlot<Candidate::kInteger, 'O', 'i'> {
   bool Get() { return value; }
 };
 
+// An enumeration whose values are every value of its underlying type, so
+// that any int a caller passes is a well-defined value of it (the library
+// rejects the ones it does not know). Only such enumerations can be
+// list-initialised from their underlying type.
+template <class E>
+concept FixedEnum = std::is_enum_v<E> && requires { E{std::underlying_type_t<E>{}}; };
+
 // int, unsigned int and enumerations: "i" parsed by the interpreter, or "O"
 // through PyInt_AsLong.
 template <class I>
   requires((std::is_integral_v<I> && sizeof(I) == 4) || std::is_enum_v<I>)
 struct Param<I> : OneSlot<Candidate::kInteger, 'O', 'i'> {
+  static_assert(!std::is_enum_v<I> || FixedEnum<I>,
+                "an enumeration taken from Python needs a fixed underlying type");
   I value{};
   bool Load(const Slot& slot, char c) {
     if (c == 'i') {

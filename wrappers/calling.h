@@ -12,11 +12,16 @@
 // arguments folded into the result. The wrapper parses "<letters>:<name>",
 // converts every argument with the interpreter lock held, releases the lock
 // around exactly the one call (unless HoldLock), and converts the result.
-// Rows named new_... return their object owned.
+// Rows named new_... return their object owned. A first parameter that must
+// refer to an object (`File&`, a holder, a shared factory) is the receiver:
+// when it is null, the later arguments still convert in order and the call
+// is refused with "null reference" afterwards; NoReceiver marks static and
+// free functions whose first reference parameter is refused in order.
 #ifndef WRAPPERS_CALLING_H_
 #define WRAPPERS_CALLING_H_
 
 #include <algorithm>
+#include <concepts>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -30,8 +35,9 @@
 namespace pq {
 
 // ---- policies ------------------------------------------------------------------
-struct HoldLock {};   // keep the interpreter lock during the call
-struct OwnResult {};  // a fresh heap result is handed over owned
+struct HoldLock {};    // keep the interpreter lock during the call
+struct OwnResult {};   // a fresh heap result is handed over owned
+struct NoReceiver {};  // a static or free function: no parameter is a receiver
 
 // ---- a family's rows -----------------------------------------------------------
 struct MethodList {
@@ -90,6 +96,13 @@ struct IsOut : std::false_type {};
 template <class T>
 struct IsOut<Out<T>&> : std::true_type {};
 
+// A parameter that must refer to an object (see NonNull in arguments.h).
+template <class A>
+concept ReceiverArg = requires(A& a, const Slot& slot) {
+  { a.Convert(slot) } -> std::same_as<bool>;
+  { a.Present() } -> std::same_as<bool>;
+};
+
 // Param for a parameter type: output arguments hold their value.
 template <class P>
 struct Arg : Param<P> {};
@@ -131,6 +144,17 @@ struct Wrapper {
   static constexpr auto kFormat = kParseFormat<Fmt, Name>;
   static constexpr bool kHoldLock = (std::is_same_v<Policies, HoldLock> || ...);
   static constexpr bool kOwn = (std::is_same_v<Policies, OwnResult> || ...) || IsConstructorName<Name>();
+  // The object a method runs on: its first parameter when that must refer to
+  // an object. A null receiver does not stop the conversion of the later
+  // arguments (their errors come first, in argument order); it is refused
+  // only once they have all converted, instead of the call.
+  static constexpr bool kHasReceiver = [] {
+    if constexpr (kParams == 0 || (std::is_same_v<Policies, NoReceiver> || ...)) {
+      return false;
+    } else {
+      return ReceiverArg<Arg<P<0>>>;
+    }
+  }();
 
   template <size_t I>
   static constexpr int SlotOf() {
@@ -172,6 +196,8 @@ struct Wrapper {
   static bool Load(Arg<P<I>>& arg, const Slot* slots, Py_ssize_t given) {
     if constexpr (Arg<P<I>>::kSlots == 0) {
       return true;
+    } else if constexpr (I == 0 && kHasReceiver) {
+      return arg.Convert(slots[0]);
     } else if constexpr (IsDefaulted<P<I>>::value) {
       // An optional argument the caller left out takes its declared value.
       if (SlotOf<I>() >= given) return true;
@@ -239,6 +265,9 @@ struct Wrapper {
       // In argument order, stopping at the first failure.
       [[maybe_unused]] const Py_ssize_t given = PyTuple_Size(py_args);
       if (!(Load<I>(std::get<I>(args), slots, given) && ...)) return nullptr;
+      if constexpr (kHasReceiver) {
+        if (!std::get<0>(args).Present()) return NullReference();
+      }
       (Accept(std::get<I>(args)), ...);
       return Run(args, std::index_sequence<I...>{});
     }(std::make_index_sequence<kParams>{});

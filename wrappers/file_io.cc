@@ -15,16 +15,18 @@ namespace {
 constexpr int64 kMaxStringRead = 0x7ffff000;
 
 // The bytes land straight in the result string; the lock is released only
-// around the read itself.
-PyObject* PReadStringWithOp(File& f, int64 offset, int64 size, file::Operation* op) {
+// around the read itself. A size that is not positive reads nothing, so it
+// gives "" whatever the handle, even a null one.
+PyObject* PReadStringWithOp(File* f, int64 offset, int64 size, file::Operation* op) {
   if (size <= 0) return PyString_FromStringAndSize("", 0);
+  if (!f) return NullReference();
   const int64 wanted = std::min(size, kMaxStringRead);
   PyObject* bytes = PyString_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(wanted));
   if (!bytes) return nullptr;
   int64 count;
   {
     Unlocked unlocked;
-    count = f.PReadWithOp(offset, PyString_AS_STRING(bytes), wanted, op);
+    count = f->PReadWithOp(offset, PyString_AS_STRING(bytes), wanted, op);
   }
   if (count < 0) {
     Py_DECREF(bytes);

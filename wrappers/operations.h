@@ -24,8 +24,8 @@ struct Op {
 };
 
 // A receiver reached through a holder object: converts the holder pointer and
-// yields its held handle. An absent holder or an empty one is refused
-// ("null reference") before the library is reached.
+// yields its held handle. An absent holder or an empty one is a null
+// receiver, refused ("null reference") before the library is reached.
 template <class Holder>
 struct Held {
   File* file;
@@ -33,20 +33,12 @@ struct Held {
 };
 
 template <class Holder>
-struct Param<Held<Holder>> : OneSlot<Candidate::kPointer, 'O'> {
+struct Param<Held<Holder>> : NonNull<Param<Held<Holder>>> {
   static swig_type_info* Type() { return TypeOf<Holder>(); }
   void* ptr = nullptr;
-  File* file = nullptr;
-  bool Load(const Slot& slot) {
-    if (SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), kPointerRaise) == -1) return false;
-    file = ptr ? static_cast<Holder*>(ptr)->get() : nullptr;
-    if (!file) {
-      PyErr_SetString(PyExc_TypeError, "null reference");
-      return false;
-    }
-    return true;
-  }
-  Held<Holder> Get() { return Held<Holder>{file}; }
+  bool Convert(const Slot& slot) { return SWIG_Python_ConvertPtr(slot.o, &ptr, Type(), kPointerRaise) != -1; }
+  bool Present() const { return ptr && static_cast<Holder*>(ptr)->get(); }
+  Held<Holder> Get() { return Held<Holder>{static_cast<Holder*>(ptr)->get()}; }
 };
 
 // The operation's callable with its receiver parameter replaced.

@@ -65,13 +65,15 @@ class File {
 
   // Which names a glob hides: MATCH_DEFAULT hides names starting with "."
   // and backups ending in "~"; the others show dotfiles, backups or both.
-  enum MatchType {
+  // Any int is a well-defined value of the type; operations given a value
+  // other than these four fail with ERROR_INVALID_ARGUMENT.
+  enum MatchType : int {
     MATCH_DEFAULT = 0,
     MATCH_DOTFILES = 1,
     MATCH_BACKUPS = 2,
     MATCH_ALL = 3,
   };
-  enum ConstructRemoteFileType { TYPE_RFSERVER = 0, TYPE_SREMOTE_SERVER = 1 };
+  enum ConstructRemoteFileType : int { TYPE_RFSERVER = 0, TYPE_SREMOTE_SERVER = 1 };
   static const int kWriteMask = 0222;
 
   // ---- Virtual operations, in their fixed order ----------------------------

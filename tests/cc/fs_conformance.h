@@ -28,6 +28,16 @@ struct Closer {
 };
 using Handle = std::unique_ptr<File, Closer>;
 
+// Under AddressSanitizer a failed allocation ends the process instead of
+// throwing, so tests of allocation failure skip themselves there.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kUnderSanitizer = true;
+#else
+inline constexpr bool kUnderSanitizer = false;
+#endif
+#define PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS() \
+  if (kUnderSanitizer) GTEST_SKIP() << "sanitizers die on a failed allocation instead of throwing"
+
 // Opens `name`, failing the test (not aborting it) when that does not work.
 Handle OpenOrFail(const ::string& name, const char* mode);
 // The rest of an open handle's contents from its position on.

@@ -359,6 +359,25 @@ TEST_P(FsConformance, DepthFirstListing) {
   EXPECT_EQ(error, file::ERROR_NOT_FOUND);
 }
 
+// Every int is a value of MatchType; the ones that are no match type fail.
+TEST_P(FsConformance, UnknownMatchTypesAreRefused) {
+  Put("a", "x");
+  for (int bad : {-1, 4, 0x7fffffff}) {
+    const auto type = static_cast<File::MatchType>(bad);
+    vector<::string> matches{"stale"}, files{"stale"}, dirs;
+    file::Operation op;
+    EXPECT_FALSE(File::ExtendedMatchWithOp(P("*").c_str(), &matches, type, &op)) << bad;
+    EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << bad;
+    int error = file::OK;
+    File::DFListFileAndDir(dir_, type, &files, &dirs, &error);
+    EXPECT_EQ(error, file::ERROR_INVALID_ARGUMENT) << bad;
+    EXPECT_TRUE(files.empty()) << bad;
+    matches = {P("a")};
+    FileFactory::FilterMatches(P("*").c_str(), &matches, type, 0);
+    EXPECT_TRUE(matches.empty()) << bad;
+  }
+}
+
 // ---- Delete, rename, copy -------------------------------------------------------------------
 
 TEST_P(FsConformance, DeleteFilesNotDirectories) {

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <stdexcept>
 #include <thread>
 
 #include "file/base/core/async.h"
@@ -151,9 +150,7 @@ TEST_P(HandleSafety, ReadToStringOfAFileLargerThanMemoryFails) {
 }
 
 TEST_P(HandleSafety, ReadToStringTurnsAllocationFailureIntoAnError) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "sanitizers die on a failed allocation instead of throwing";
-#endif
+  PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS();
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   // In a child whose address space is capped well below the file's size,
   // the read must fail with an error instead of throwing.
@@ -198,41 +195,6 @@ TEST_P(HandleSafety, AsyncReadThatCannotBeBufferedFinishesWithAnError) {
   ASSERT_TRUE(done.WaitWithTimeout(10000));
   EXPECT_EQ(done.Error(), file::ERROR_NO_SPACE);
   EXPECT_EQ(data.size(), 0u);
-}
-
-// A file whose positioned reads throw, to stand for any job that does.
-class ThrowingFile : public File {
- public:
-  explicit ThrowingFile(FileFactory* factory) : File(factory, "/mem/throwing", "r", {}) {}
-  ~ThrowingFile() override { CloseBeforeDestroy(); }
-
- protected:
-  bool DoOpen() override { return true; }
-  bool DoClose() override { return true; }
-  int64 DoRead(void*, uint64) override { return 0; }
-  int64 DoWrite(const void*, uint64) override { return -1; }
-  int64 DoAppend(const void*, uint64, int64*) override { return -1; }
-  int64 DoPRead(int64, void*, int64) override { throw std::runtime_error("boom"); }
-  int64 DoPWrite(int64, const void*, int64) override { return -1; }
-  bool DoTruncate(int64) override { return false; }
-  int64 DoSize() override { return 10; }
-  int64 DoTell() override { return 0; }
-  bool DoSeek(int64) override { return true; }
-  bool DoSync(bool) override { return true; }
-  bool DoStat(FileStat*) override { return true; }
-  MemBlock* DoGetBlock(int64, int64, bool) override { return nullptr; }
-};
-
-TEST(HandleSafetyAsync, AJobThatThrowsStillFinishes) {
-  ThrowingFile f(FileFactory::ForName("/mem/").get());
-  ASSERT_TRUE(f.Open()) << f.GetCurrentErrorMessage();
-  IOBuffer data;
-  int64 n = 0;
-  AsyncIOWatcher done;
-  ASSERT_TRUE(f.PReadAsync(0, 4, &data, &n, &done));
-  ASSERT_TRUE(done.WaitWithTimeout(10000));
-  EXPECT_EQ(done.Error(), file::ERROR_UNKNOWN);
-  EXPECT_EQ(done.Bytes(), 0);
 }
 
 TEST_P(HandleSafety, AsyncFormsReportTheHandlesError) {

@@ -189,6 +189,7 @@ int64 AddressSpaceInUse() {
 }
 
 TEST_P(NamespaceSafety, AllocationFailureWhileReadingIsAnError) {
+  PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS();
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const ::string name = P("sparse");
   // In a child whose address space is capped well below the file's size,

@@ -70,12 +70,6 @@ class WatcherTest(pqtest.TestCase):
             self.assertIs(f(None), None)
             self.assertIs(f('NULL'), None)
 
-    def test_null_receivers_are_refused(self):
-        self.assertTypeError('null reference', m.AsyncIOWatcher_Wait, None)
-        self.assertTypeError('null reference', m.AsyncIO_Finish, None, 0, 0)
-        self.assertTypeError('Type error. Got _p_FileStat, expected _p_AsyncIO',
-                             m.AsyncIO_Finish, m.new_FileStat(), 0, 0)
-
 
 if __name__ == '__main__':
     pqtest.main()

@@ -36,15 +36,6 @@ class HandleTest(file_roots.FileCases):
             self.assertIn(repr(getattr(m, 'File_' + query)(f)), ('0', '1'), query)  # an int, not a long
         self.assertEqual(m.File_CreateFileName(f), self.path('a'))
 
-    def test_receivers_are_checked(self):
-        for text, call, args in (('null reference', m.File_Size, (None,)), ('null reference', m.File_Close, ('NULL',)),
-                                 ('null reference', m.File_ReadToString, (None, 5)),
-                                 ('null reference', m.File_PReadStringWithOp, (None, 0, 5, None)),
-                                 ('null reference', m.File_WriteString, (None, 'x')),
-                                 ('Type error. Got _p_FileStat, expected _p_File', m.File_Tell, (m.new_FileStat(),)),
-                                 ('Expected a pointer', m.File_Flush, (5,))):
-            self.assertTypeError(text, call, *args)
-
     def test_truncate_and_resize(self):
         f = self.handle('a', 'w+')
         m.File_WriteString(f, 'abcdef')

@@ -43,17 +43,11 @@ class SingleOpenTest(file_roots.FileCases):
         m.File_Close(f)
         self.assertEqual((self.contents('w'), self.mode_of('w')), ('one\0two', 0o600))
 
-    def test_frozen_attribute_forbids_later_writes(self):
+    def test_attributes_given_at_open_reach_the_file(self):
+        # What FROZEN forbids is the library's (fs_conformance_test.cc).
         f = m.File_OpenWithAttr(self.path('z'), 'w', attr(m.Attr_t_FROZEN))
-        m.File_WriteString(f, 'kept')
         m.File_Close(f)
-        self.assertEqual([m.File_Open(self.path('z'), 'w'),
-                          m.File_OpenFullySpecified(self.path('z'), 'a', attr(0), DEFAULT_MODE, 'root')], [None, None])
-        f = m.File_CreateWithAttr(self.path('z'), 'w', attr(0))
-        self.assertIntResult(m.File_OpenThis(f), 0)
-        self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
-        m.delete_File(f)
-        self.assertEqual(self.contents('z'), 'kept')
+        self.assertIs(m.File_Open(self.path('z'), 'w'), None)
 
     def test_argument_errors_come_before_the_library(self):
         name = self.path('never')
@@ -68,6 +62,15 @@ class SingleOpenTest(file_roots.FileCases):
             self.assertRaises(TypeError, call, name, *args)
         self.assertRaises(TypeError, m.File_Open, name + '\0x', 'w')
         self.assertEqual(m.File_Exists(name), 0)
+
+    def test_unknown_access_pattern_or_cache_policy_fails_the_open(self):
+        self.put('a', 'data')
+        for setter, bad in ((m.FileOpenOptions_set_access_pattern, -1), (m.FileOpenOptions_set_cache_policy, 2),
+                            (m.FileOpenOptions_set_cache_policy, 2 ** 31 - 1)):
+            options = m.new_FileOpenOptions()
+            setter(options, bad)
+            self.assertIs(m.File_OpenWithOptions(self.path('a'), 'r', options), None, (setter.__name__, bad))
+            m.delete_FileOpenOptions(options)
 
 
 @file_roots.on_each_file_system

@@ -73,6 +73,53 @@ class PointerTextTest(pqtest.TestCase):
         m.delete_AsyncIOWatcher(w)
 
 
+class NullReceiverTest(pqtest.TestCase):
+    """A null receiver converts like any null pointer: the later arguments
+    still convert in order and raise their own errors first; only then is
+    the call refused, before it reaches the library."""
+
+    def test_later_argument_errors_come_first(self):
+        empty_closer = m.new_FileCloser()
+        self.addCleanup(m.delete_FileCloser, empty_closer)
+        stat, attr = m.new_FileStat(), m.new_Attr_t()
+        got = 'Type error. Got %s, expected %s'
+        for error, text, f, args in (
+                (TypeError, got % ('_p_Attr_t', '_p_FileStat'), m.File_StatThis, (None, attr)),
+                (TypeError, 'Expected a pointer', m.File_Read, ('NULL', 5, 1)),
+                (OverflowError, None, m.File_Seek, (None, 2 ** 64)),
+                (TypeError, 'an integer is required', m.File_ReadToString, (None, 'x')),
+                (TypeError, got % ('_p_FileStat', '_p_file__Operation'), m.File_PReadStringWithOp, (None, 0, 5, stat)),
+                (TypeError, got % ('_p_Attr_t', '_p_file__Operation'), m.File_PWriteStringWithOp, (None, 0, 'x', attr)),
+                (TypeError, got % ('_p_Attr_t', '_p_FileStat'), m.FileCloser_StatThis, (empty_closer, attr)),
+                (OverflowError, None, m.FileDeleter_Truncate, (None, 2 ** 64)),
+                (TypeError, got % ('_p_FileStat', '_p_FileOpenOptions'), m.FileFactory_CreateWithOptions,
+                 (None, 'a', 'w', stat)),
+                (TypeError, 'vector<::string> expected', m.FileAttributes_BulkDelete, (None, 5)),
+                (TypeError, 'Expected a pointer', m.FileVersion___eq__, (None, 5)),
+                (TypeError, 'an integer is required', m.AsyncIO_Finish, (None, 0, 'x')),
+                # Real reference parameters are refused in argument order,
+                # also as the first parameter of a static function.
+                (TypeError, 'null reference', m.FileVersion___lt__, (None, None)),
+                (TypeError, 'null reference', m.FileVersion_cmp, (None, 5)),
+                (TypeError, 'null reference', m.Operation_CopyFrom, (m.new_Operation(), None)),
+                # Once everything has converted, the null receiver is refused.
+                (TypeError, 'null reference', m.File_StatThis, (None, stat)),
+                (TypeError, 'null reference', m.AsyncIOWatcher_Wait, ('NULL',)),
+                (TypeError, 'null reference', m.File_PReadStringWithOp, ('NULL', 0, 5, None)),
+                (TypeError, 'null reference', m.FileCloser_Seek, (empty_closer, 3)),
+                (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', m.new_FileOpenOptions())),
+                (TypeError, 'null reference', m.FileAttributes_BulkDelete, (None, ['a']))):
+            with self.assertRaises(error) as raised:
+                f(*args)
+            if text is not None:
+                self.assertEqual(str(raised.exception), text, (f.__name__, args))
+
+    def test_reads_of_nothing_never_touch_the_handle(self):
+        for handle in (None, 'NULL'):
+            for size in (0, -5, -2 ** 63):
+                self.assertEqual(m.File_PReadStringWithOp(handle, 0, size, None), '')
+
+
 class ProxyTest(pqtest.TestCase):
     @classmethod
     def setUpClass(cls):

@@ -1,5 +1,5 @@
-// Starts the interpreter and registers the module's types once, then runs
-// the tests.
+// Starts the interpreter and registers the module's types once, before the
+// tests run.
 #include "tests/runtime/interpreter.h"
 
 #include "runtime/type_table.h"
@@ -39,9 +39,16 @@ std::string TakeError() {
 
 }  // namespace pq_test
 
-int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
-  Py_InitializeEx(0);
-  for (int i = 0; swig_types_initial[i]; ++i) swig_types[i] = SWIG_Python_TypeRegister(swig_types_initial[i]);
-  return RUN_ALL_TESTS();
-}
+namespace {
+
+class Interpreter : public testing::Environment {
+ public:
+  void SetUp() override {
+    Py_InitializeEx(0);
+    for (int i = 0; swig_types_initial[i]; ++i) swig_types[i] = SWIG_Python_TypeRegister(swig_types_initial[i]);
+  }
+};
+
+testing::Environment* const kInterpreter = testing::AddGlobalTestEnvironment(new Interpreter);
+
+}  // namespace

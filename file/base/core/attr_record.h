@@ -30,7 +30,7 @@ bool IsAttributeRecordName(const char* name);
 class AttributeRecord {
  public:
   static constexpr const char* kAttributesKey = "attributes";
-  // The FileAttr of file/base/file_attributes.h.
+  // The FileAttr of file/base/core/file_attributes.h.
   static constexpr const char* kChecksumKey = "checksum";
   static constexpr const char* kVersionKey = "version";
   static constexpr const char* kFinalizedKey = "finalized";

@@ -1,7 +1,7 @@
 // FileAttr, the record of a file's checksum, version and finalisation, and
 // FileAttributes, the store that keeps such records beside the files.
 //
-// A FileAttr lives in the file's attribute record (file/base/attr_record.h,
+// A FileAttr lives in the file's attribute record (file/base/core/attr_record.h,
 // "dir/.name.attr") under the keys "checksum", "version" and "finalized",
 // next to the "attributes" key of the file systems' Attr_t, which the store
 // leaves alone except that finalising adds Attr_t::FINALIZED to it. Records

@@ -417,6 +417,7 @@ bool FileFactory::MatchWithOp(const char* pattern, vector<::string>* matches,
   NamedOp op(caller, "Match", pattern);
   if (!op.Begin(pattern)) return false;
   if (matches == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "no output vector");
+  if (!file::IsMatchType(type)) return op.Fail(file::ERROR_INVALID_ARGUMENT, "unknown match type");
   int error = 0;
   const file::ListDirFn list = [this](const ::string& dir, vector<file::DirEntry>* entries) {
     return DoListDirectory(dir, entries);

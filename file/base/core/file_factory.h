@@ -29,7 +29,7 @@
 #include "file/base/util/lock_info.h"
 
 namespace file {
-struct DirEntry;  // file/base/glob.h
+struct DirEntry;  // file/base/names/glob.h
 }
 
 class FileFactory {

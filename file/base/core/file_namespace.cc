@@ -151,7 +151,11 @@ void File::DFListFileAndDir(const ::string& dir, MatchType type, vector<::string
   if (files != nullptr) files->clear();
   if (dirs != nullptr) dirs->clear();
   file::Operation op;
-  ListTree(FactoryFor(dir).get(), dir, type, files, dirs, &op);
+  if (!file::IsMatchType(type)) {
+    op.SetError(file::ERROR_INVALID_ARGUMENT, "unknown match type");
+  } else {
+    ListTree(FactoryFor(dir).get(), dir, type, files, dirs, &op);
+  }
   if (error != nullptr) *error = op.error();
 }
 

@@ -11,8 +11,8 @@ struct FileAttr;
 namespace file {
 class Operation;
 
-enum AccessPattern { NONE = 0, NORMAL = 1, RANDOM = 2, SEQUENTIAL = 3 };
-enum CachePolicy { CACHED = 0, UNCACHED = 1 };
+enum AccessPattern : int { NONE = 0, NORMAL = 1, RANDOM = 2, SEQUENTIAL = 3 };
+enum CachePolicy : int { CACHED = 0, UNCACHED = 1 };
 }  // namespace file
 
 class FileOpenOptions {

@@ -175,6 +175,11 @@ shared_ptr<FileFactory> FileFactory::FindBestFactory(const vector<::string>& nam
 void FileFactory::FilterMatches(const char* pattern, vector<::string>* matches,
                                 File::MatchType type, int include_attribute_files) {
   if (matches == nullptr) return;
+  // No name passes a filter the library does not know.
+  if (!file::IsMatchType(type)) {
+    matches->clear();
+    return;
+  }
   // Only names matched by a glob are filtered: a name spelled out in full
   // is what the caller asked for.
   const char* pattern_base = pattern != nullptr ? file::Basename(pattern) : nullptr;

@@ -17,7 +17,7 @@
 
 class FileName {
  public:
-  enum Type { TARN_PRIMARY = 0, TARN_SHADOW = 1 };
+  enum Type : int { TARN_PRIMARY = 0, TARN_SHADOW = 1 };
 
   // Everything empty and false.
   FileName() = default;

@@ -84,6 +84,12 @@ bool GlobExpandBraces(std::string_view pattern, vector<::string>* out);
 // unless bit kGlobShowBackups is set.
 bool HiddenByMatchType(std::string_view basename, int match_type);
 
+// Whether `match_type` is one of the four match types (no bits beyond the
+// two above).
+inline bool IsMatchType(int match_type) {
+  return match_type >= 0 && match_type <= (kGlobShowDotfiles | kGlobShowBackups);
+}
+
 // A ListDirFn for the local file system (opendir/readdir; symbolic links are
 // followed to decide is_dir). "" lists the current directory.
 int ListLocalDirectory(const ::string& dir, vector<DirEntry>* out);

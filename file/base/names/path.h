@@ -61,7 +61,7 @@ void CanonicalizeFileNameList(vector<::string>* out, const vector<::string>& in)
 // `suffix`, when not empty, is appended after a "." (a leading "." in
 // `suffix` is not doubled). Finally a shard-set mark is added:
 // num_shards > 0 appends "@<num_shards>", num_shards < 0 appends "@*" (any
-// count, see file/base/sharded.h), 0 appends nothing. When the directory and
+// count, see file/base/names/sharded.h), 0 appends nothing. When the directory and
 // every component are empty the result is "".
 //   ConstructFullFileName("/d", {"a", "b"}, "txt", 3) == "/d/a/b.txt@3"
 ::string ConstructFullFileName(const ::string& directory, const vector<::string>& components,

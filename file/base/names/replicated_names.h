@@ -10,7 +10,7 @@
 
 // The protocols a replica can be reached by; the values of
 // File::ConstructRemoteFileType.
-enum RemoteProtocol { kRemoteProtocolRfServer = 0, kRemoteProtocolSRemoteServer = 1 };
+enum RemoteProtocol : int { kRemoteProtocolRfServer = 0, kRemoteProtocolSRemoteServer = 1 };
 
 // The name that opens the replica of replicated `name` ("/rep/<cell>/<path>")
 // held by `host`: protocol kRemoteProtocolRfServer gives

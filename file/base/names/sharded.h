@@ -31,7 +31,7 @@ bool GenerateShardedFilenames(const ::string& set_name, vector<::string>* out);
 // 0 <= shard < num_shards.
 ::string GenerateShardedFilename(const ::string& base, int shard, int num_shards);
 
-// A glob (file/base/glob.h syntax) that matches the shard files of `base`:
+// A glob (file/base/names/glob.h syntax) that matches the shard files of `base`:
 // for num_shards > 0 exactly the names of that count (shard digits as "?"),
 // for num_shards <= 0 the shard names of any count. Glob characters in `base`
 // are escaped, so the base is always taken literally. The glob may also match

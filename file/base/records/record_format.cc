@@ -26,7 +26,7 @@ uint32 HeaderCheck(const char* p) { return MaskCrc(Crc32c(p, 5)) & 0xffffffu; }
 }  // namespace
 
 uint32 Crc32c(const void* data, size_t n, uint32 crc) {
-  // ISA-L's iSCSI CRC works on the inverted running value.
+  // libisal's iSCSI CRC works on the inverted running value.
   const unsigned char* p = static_cast<const unsigned char*>(data);
   uint32 running = ~crc;
   while (n > 0) {

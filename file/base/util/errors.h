@@ -10,7 +10,7 @@ class ErrorSpace;
 
 namespace file {
 
-enum ErrorCode {
+enum ErrorCode : int {
   OK = 0,
   ERROR_INVALID_ARGUMENT = 1,
   ERROR_DEADLINE_EXCEEDED = 2,

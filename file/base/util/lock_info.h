@@ -14,7 +14,7 @@
 // conflicting holder fails with file::ERROR_TEMPORARY.
 class LockInfo {
  public:
-  enum Mode { SHARED = 0, EXCLUSIVE = 1 };
+  enum Mode : int { SHARED = 0, EXCLUSIVE = 1 };
 
   LockInfo() = default;
   LockInfo(Mode mode, bool blocking) : mode_(mode), blocking_(blocking) {}

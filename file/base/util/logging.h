@@ -7,7 +7,7 @@
 #include <sstream>
 
 namespace logging {
-enum Severity { INFO = 0, WARNING = 1, ERROR = 2, FATAL = 3 };
+enum Severity : int { INFO = 0, WARNING = 1, ERROR = 2, FATAL = 3 };
 }
 
 class LogMessage {
