@@ -20,9 +20,11 @@ extern const MethodList kNameFunctionMethods;
 extern const MethodList kFileNameClassMethods;
 extern const MethodList kFileFactoryMethods;
 extern const MethodList kIsUInt64Methods;
+extern const MethodList kReedSolomonMethods;
 extern const MethodList kOperationMethods;
 extern const MethodList kErrorFunctionMethods;
 extern const MethodList kShardedFunctionMethods;
+extern const MethodList kChecksumMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
 extern const MethodList kFileAttributesMethods;
@@ -43,9 +45,11 @@ const MethodList* const kFamilies[] = {
     &kFileNameClassMethods,
     &kFileFactoryMethods,
     &kIsUInt64Methods,
+    &kReedSolomonMethods,
     &kOperationMethods,
     &kErrorFunctionMethods,
     &kShardedFunctionMethods,
+    &kChecksumMethods,
     &kVersionMethods,
     &kFileAttrMethods,
     &kFileAttributesMethods,
