@@ -458,7 +458,7 @@ class File {
   static bool SnapshotFile(const char* from, const char* to,
                            unsigned int mode);
   static bool Archive(const vector<::string>& names,
-                      FileReedSolomonEncoding encoding, int stripes,
+                      FileReedSolomonEncoding encoding, int stripe_unit_kib,
                       vector<bool>* results);
 
   // Bulk forms: one flag per name, in order; true when all succeeded.

@@ -4,11 +4,18 @@
 #include "file/base/file.h"
 #include "file/base/local/local_file.h"
 #include "file/base/mem/mem_file.h"
+#include "file/base/redundancy/archive.h"
 
+// Runs once, when the registry is first used: before any name can be opened.
 const vector<BuiltinFileSystem>& BuiltinFileSystems() {
-  static const vector<BuiltinFileSystem>* list = new vector<BuiltinFileSystem>{
-      {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
-      {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
-  };
+  static const vector<BuiltinFileSystem>* list = [] {
+    // Reed-Solomon archives read through the ordinary File interface on
+    // every file system.
+    redundancy::InstallArchiveSupport();
+    return new vector<BuiltinFileSystem>{
+        {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
+        {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
+    };
+  }();
   return *list;
 }
