@@ -7,4 +7,8 @@ for b in "$here"/*.py; do
   case "$(basename "$b")" in benchlib.py) continue ;; esac
   PYTHONPATH="$PYTHONPATH:$here" "$PY2" "$b" || status=1
 done
+# C++ benchmark programs built by the benchmarks target.
+for b in redundancy_bench; do
+  "${BUILD_DIR:-$here/../build}/bench/$b" || status=1
+done
 exit $status
