@@ -7,8 +7,8 @@ for b in "$here"/*.py; do
   case "$(basename "$b")" in benchlib.py) continue ;; esac
   PYTHONPATH="$PYTHONPATH:$here" "$PY2" "$b" || status=1
 done
-# C++ benchmark programs built by the benchmarks target.
-for b in redundancy_bench; do
-  "${BUILD_DIR:-$here/../build}/bench/$b" || status=1
+# Programs built by the benchmarks target.
+for p in "${BUILD_DIR:-$here/../build}"/bench/streams_readahead "${BUILD_DIR:-$here/../build}"/bench/redundancy_bench; do
+  [ -x "$p" ] && { "$p" || status=1; }
 done
 exit $status

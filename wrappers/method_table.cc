@@ -21,8 +21,10 @@ extern const MethodList kFileNameClassMethods;
 extern const MethodList kFileFactoryMethods;
 extern const MethodList kIsUInt64Methods;
 extern const MethodList kReedSolomonMethods;
+extern const MethodList kInputBufferMethods;
 extern const MethodList kOperationMethods;
 extern const MethodList kErrorFunctionMethods;
+extern const MethodList kOutputBufferMethods;
 extern const MethodList kShardedFunctionMethods;
 extern const MethodList kChecksumMethods;
 extern const MethodList kVersionMethods;
@@ -46,8 +48,10 @@ const MethodList* const kFamilies[] = {
     &kFileFactoryMethods,
     &kIsUInt64Methods,
     &kReedSolomonMethods,
+    &kInputBufferMethods,
     &kOperationMethods,
     &kErrorFunctionMethods,
+    &kOutputBufferMethods,
     &kShardedFunctionMethods,
     &kChecksumMethods,
     &kVersionMethods,

@@ -2,11 +2,16 @@
 #ifndef FILE_BASE_FILE_RECORDS_H_
 #define FILE_BASE_FILE_RECORDS_H_
 
+#include "file/base/checksums/checksum.h"
 #include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
 
 // A saved position in a file: OpenToCheckpointOrDie reopens `filename` and
-// seeks to `offset`.
+// seeks to `offset`. A writer that keeps a running checksum of the file
+// (OutputBuffer with an attribute record) also saves it, so that writing can
+// resume at the checkpoint with the checksum of the bytes before it. Its text
+// form and the writers that keep checkpoints are in
+// file/base/streams/checkpoint.h.
 class CheckpointRecord {
  public:
   CheckpointRecord() = default;
@@ -14,6 +19,9 @@ class CheckpointRecord {
       : filename(filename), offset(offset) {}
   ::string filename;
   int64 offset = 0;
+  // The checksum of the file's first `offset` bytes, when has_checksum.
+  bool has_checksum = false;
+  ChecksumState checksum;
 };
 
 // A hook that checks bytes as they are read; a verifying read fails with

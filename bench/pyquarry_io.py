@@ -1,0 +1,91 @@
+"""pyquarry file objects and quarry cp against Python's own files and cp(1).
+
+Reports medians over rounds that alternate baseline and candidate:
+- read(): pyquarry.open(...).read() of 256 MiB, throughput relative to the
+  built-in open(...).read() (goal: at least 0.95);
+- lines: iterating the lines of a 128 MiB text file, time relative to the
+  built-in file object (goal: at most 1.5);
+- quarry cp of a 1 GiB file, throughput relative to cp (goal: at least 0.9).
+All files are local and warm in the page cache (the first round is dropped).
+PQ_BENCH_SCALE=0.25 shrinks the files for a quick run.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import pyquarry
+from benchlib import median
+
+SCALE = float(os.environ.get('PQ_BENCH_SCALE', '1'))
+ROUNDS = int(os.environ.get('PQ_BENCH_ROUNDS', '5'))
+MIB = 1 << 20
+
+
+def timed(fn):
+    start = time.time()
+    fn()
+    return time.time() - start
+
+
+def compare(baseline, candidate, rounds=ROUNDS):
+    """Median of candidate/baseline time ratios, and the median baseline time."""
+    ratios, base = [], []
+    for i in range(rounds + 1):
+        b, c = timed(baseline), timed(candidate)
+        if i:  # the first round warms the cache
+            ratios.append(c / b)
+            base.append(b)
+    return median(ratios), median(base)
+
+
+def main():
+    quarry = os.path.join(os.environ.get('BUILD_DIR', 'build'), 'quarry')
+    work = tempfile.mkdtemp(prefix='pq-bench-', dir=os.environ.get('PQ_BENCH_TMP'))
+    try:
+        size = int(256 * MIB * SCALE)
+        blob = os.path.join(work, 'blob')
+        with open(blob, 'wb') as f:
+            f.write(os.urandom(MIB) * (size // MIB))
+        ratio, base = compare(lambda: open(blob, 'rb').read(), lambda: pyquarry.open(blob).read())
+        print 'read() of %d MiB: pyquarry throughput %.2f of the built-in (built-in %.0f MiB/s)' % (
+            size // MIB, 1 / ratio, size / MIB / base)
+
+        text = os.path.join(work, 'text')
+        line_block = ''.join('%08d the quick brown fox jumps over the lazy dog %s\n' % (i, 'x' * (i % 40))
+                             for i in range(20000))
+        with open(text, 'wb') as f:
+            for _ in range(int(128 * MIB * SCALE) // len(line_block)):
+                f.write(line_block)
+
+        def count(f):
+            n = 0
+            for _ in f:
+                n += 1
+            return n
+        ratio, base = compare(lambda: count(open(text, 'rb')), lambda: count(pyquarry.open(text)))
+        print 'lines of %d MiB: pyquarry takes %.2f times the built-in (built-in %.2f s)' % (
+            os.path.getsize(text) // MIB, ratio, base)
+
+        if os.path.exists(quarry):
+            os.remove(blob)
+            big = os.path.join(work, 'big')
+            with open(big, 'wb') as f:
+                chunk = os.urandom(MIB)
+                for _ in range(int(1024 * SCALE)):
+                    f.write(chunk)
+            out = os.path.join(work, 'out')
+            ratio, base = compare(lambda: subprocess.check_call(['cp', big, out]),
+                                  lambda: subprocess.check_call([quarry, 'cp', big, out]), rounds=3)
+            print 'cp of %d MiB: quarry throughput %.2f of cp (cp %.0f MiB/s)' % (
+                os.path.getsize(big) // MIB, 1 / ratio, os.path.getsize(big) / MIB / base)
+        else:
+            print 'quarry not built (%s): cp not measured' % quarry
+    finally:
+        shutil.rmtree(work, True)
+
+
+if __name__ == '__main__':
+    sys.exit(main())

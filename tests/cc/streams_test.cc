@@ -1,0 +1,568 @@
+// Buffered streams: lines and varints across buffer boundaries, large reads,
+// read-ahead and write-behind observed on a slow file, verified reading of a
+// file written with an attribute record, checkpoints and rewinds.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "file/base/core/async.h"
+#include "file/base/core/file_attributes.h"
+#include "file/base/core/file_factory.h"
+#include "file/base/inputbuffer.h"
+#include "file/base/mem/mem_file.h"
+#include "file/base/outputbuffer.h"
+#include "file/base/streams/checkpoint.h"
+#include "tests/cc/fs_conformance.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A memory file whose reads and writes take `delay` and remember the threads
+// they ran on; it can also fail its reads from a given offset on.
+class SlowFile : public file::mem::MemFile {
+ public:
+  SlowFile(const ::string& name, const char* mode, std::chrono::milliseconds delay)
+      : MemFile(FileFactory::ForName(name.c_str()).get(), name.c_str(), mode, FileOpenOptions()),
+        delay_(delay) {}
+  ~SlowFile() override { CloseBeforeDestroy(); }
+
+  std::atomic<int> reads{0};
+  std::atomic<int> writes{0};
+  std::atomic<int64> fail_reads_from{-1};
+  bool RanOn(std::thread::id id) {
+    std::lock_guard<std::mutex> lock(mu_);
+    return threads_.count(id) != 0;
+  }
+  void ForgetThreads() {
+    std::lock_guard<std::mutex> lock(mu_);
+    threads_.clear();
+  }
+
+ protected:
+  int64 DoPRead(int64 offset, void* buffer, int64 size) override {
+    Note();
+    ++reads;
+    if (fail_reads_from >= 0 && offset + size > fail_reads_from) {
+      if (offset >= fail_reads_from) {
+        SetError(file::ERROR_UNKNOWN, "PRead", "injected failure");
+        return -1;
+      }
+      size = fail_reads_from - offset;  // short, then the failure
+    }
+    return MemFile::DoPRead(offset, buffer, size);
+  }
+  int64 DoWrite(const void* buffer, uint64 size) override {
+    Note();
+    ++writes;
+    return MemFile::DoWrite(buffer, size);
+  }
+
+ private:
+  void Note() {
+    std::this_thread::sleep_for(delay_);
+    std::lock_guard<std::mutex> lock(mu_);
+    threads_.insert(std::this_thread::get_id());
+  }
+  std::chrono::milliseconds delay_;
+  std::mutex mu_;
+  std::set<std::thread::id> threads_;
+};
+
+class StreamsTest : public FsTest, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void SetUp() override { MakeDir(GetParam()); }
+
+  // An InputBuffer over `relative` with the given capacity.
+  std::unique_ptr<InputBuffer> Reader(const std::string& relative, int capacity) {
+    File* f = File::Open(P(relative).c_str(), "r");
+    EXPECT_NE(f, nullptr);
+    return std::make_unique<InputBuffer>(f, capacity);
+  }
+  SlowFile* Slow(const std::string& relative, const char* mode, int ms) {
+    auto* f = new SlowFile(P(relative), mode, std::chrono::milliseconds(ms));
+    EXPECT_TRUE(f->Open()) << f->GetCurrentErrorMessage();
+    return f;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Mem, StreamsTest, ::testing::Values(std::string("/mem/streams")));
+INSTANTIATE_TEST_SUITE_P(Local, StreamsTest, ::testing::Values(LocalTestRoot()));
+
+// A memory-only suite for the slow fake file.
+class SlowStreamsTest : public StreamsTest {};
+INSTANTIATE_TEST_SUITE_P(Mem, SlowStreamsTest, ::testing::Values(std::string("/mem/slowstreams")));
+
+::string Pattern(size_t n) {
+  ::string s(n, '\0');
+  for (size_t i = 0; i < n; ++i) s[i] = static_cast<char>((i * 7 + i / 251) & 0xff);
+  return s;
+}
+
+// ---- lines ---------------------------------------------------------------------
+
+TEST_P(StreamsTest, LinesOfEveryLengthAcrossBufferBoundaries) {
+  const std::vector<::string> lines = {"", "a", ::string(15, 'b'), ::string(16, 'c'), ::string(17, 'd'),
+                                       ::string(100, 'e'), "", "tail without newline"};
+  ::string text;
+  for (size_t i = 0; i < lines.size(); ++i) text += lines[i] + (i + 1 < lines.size() ? "\n" : "");
+  Put("lines", text);
+  for (int capacity : {1, 5, 16, 17, 4096}) {
+    SCOPED_TRACE(capacity);
+    auto in = Reader("lines", capacity);
+    for (size_t i = 0; i < lines.size(); ++i) {
+      const ::string want = lines[i] + (i + 1 < lines.size() ? "\n" : "");
+      EXPECT_EQ(in->ReadLineAsString(SIZE_MAX), want);
+    }
+    EXPECT_EQ(in->ReadLineAsString(SIZE_MAX), "");
+    EXPECT_TRUE(in->eof());
+    ::string line = "unchanged?";
+    EXPECT_FALSE(in->ReadLine(&line));
+
+    // The bounded forms split long lines and keep the rest.
+    ASSERT_TRUE(in->Seek(0));
+    EXPECT_EQ(in->ReadLineAsString(1), "\n");
+    EXPECT_EQ(in->ReadLineAsString(1), "a");
+    EXPECT_EQ(in->ReadLineAsString(1), "\n");
+    char buf[8];
+    std::memset(buf, 'X', sizeof(buf));
+    EXPECT_EQ(in->ReadLine(buf, 6), buf);
+    EXPECT_STREQ(buf, "bbbbb");
+    EXPECT_EQ(buf[6], 'X') << "wrote past the size given";
+    EXPECT_EQ(in->Tell(), 8);
+    EXPECT_EQ(in->ReadLine(buf, 0), nullptr);
+    ASSERT_TRUE(in->Seek(static_cast<int64>(text.size())));
+    EXPECT_EQ(in->ReadLine(buf, sizeof(buf)), nullptr);
+  }
+}
+
+// ---- varints -------------------------------------------------------------------
+
+::string Varint(uint64 v) {
+  ::string s;
+  do {
+    uint8 b = v & 0x7f;
+    v >>= 7;
+    if (v) b |= 0x80;
+    s.push_back(static_cast<char>(b));
+  } while (v);
+  return s;
+}
+
+TEST_P(StreamsTest, VarintsAcrossBufferBoundariesAndTheirFailures) {
+  const std::vector<uint32> values = {0, 1, 127, 128, 300, 16383, 16384, (1u << 21) - 1, 1u << 21,
+                                      (1u << 28) - 1, 1u << 28, 0xffffffffu};
+  ::string text;
+  for (uint32 v : values) text += Varint(v);
+  Put("varints", text);
+  for (int capacity : {1, 2, 3, 5, 6, 4096}) {
+    SCOPED_TRACE(capacity);
+    auto in = Reader("varints", capacity);
+    for (uint32 v : values) {
+      uint32 got = 7;
+      ASSERT_TRUE(in->ReadVarint32(&got));
+      EXPECT_EQ(got, v);
+    }
+    uint32 untouched = 42;
+    EXPECT_FALSE(in->ReadVarint32(&untouched));
+    EXPECT_EQ(untouched, 42u);
+  }
+  struct Bad {
+    const char* what;
+    ::string bytes;
+  };
+  const Bad bad[] = {
+      {"cut by end of file", ::string("\x80\x80", 2)},
+      {"six bytes", ::string("\x80\x80\x80\x80\x80\x01", 6)},
+      {"above 2^32-1", ::string("\xff\xff\xff\xff\x1f", 5)},
+  };
+  for (const Bad& b : bad) {
+    SCOPED_TRACE(b.what);
+    Put("bad", "ab" + b.bytes);
+    for (int capacity : {3, 4096}) {
+      auto in = Reader("bad", capacity);
+      char two[2];
+      ASSERT_EQ(in->Read(two, 2), 2);
+      uint32 v = 9;
+      EXPECT_FALSE(in->ReadVarint32(&v));
+      EXPECT_EQ(v, 9u);
+      EXPECT_EQ(in->Tell(), 2) << "the position goes back to the varint's start";
+    }
+  }
+}
+
+// ---- raw reads, positions, sizes -------------------------------------------------
+
+TEST_P(StreamsTest, ReadsSeeksAndSizesAgreeAtEveryPoint) {
+  const ::string data = Pattern(10000);
+  Put("data", data);
+  auto in = Reader("data", 1024);
+  EXPECT_EQ(in->Size(), 10000);
+  EXPECT_EQ(in->AvailableData(), 0);
+  char buf[3000];
+  ASSERT_EQ(in->Read(buf, 10), 10);
+  EXPECT_EQ(::string(buf, 10), data.substr(0, 10));
+  EXPECT_EQ(in->Tell(), 10);
+  EXPECT_EQ(in->AvailableData(), 1014);
+  // Larger than the buffer: straight into the caller's memory, buffer empty.
+  ASSERT_EQ(in->Read(buf, 3000), 3000);
+  EXPECT_EQ(::string(buf, 3000), data.substr(10, 3000));
+  EXPECT_EQ(in->Tell(), 3010);
+  EXPECT_EQ(in->AvailableData(), 0);
+  // Back inside and far away.
+  for (int64 at : {int64{5}, int64{9990}, int64{3010}, int64{0}}) {
+    ASSERT_TRUE(in->Seek(at));
+    EXPECT_EQ(in->Tell(), at);
+    ASSERT_EQ(in->Read(buf, 5), std::min<int64>(5, 10000 - at));
+    EXPECT_EQ(::string(buf, std::min<int64>(5, 10000 - at)), data.substr(at, 5));
+  }
+  EXPECT_FALSE(in->Seek(-1));
+  ASSERT_TRUE(in->Seek(9998));
+  EXPECT_FALSE(in->eof());
+  EXPECT_EQ(in->Read(buf, 100), 2);
+  EXPECT_TRUE(in->eof());
+  EXPECT_EQ(in->Read(buf, 100), 0);
+  EXPECT_FALSE(in->read_error());
+  // Past the end: reads nothing, fails nothing.
+  ASSERT_TRUE(in->Seek(20000));
+  EXPECT_EQ(in->Read(buf, 10), 0);
+  EXPECT_FALSE(in->read_error());
+}
+
+TEST_P(StreamsTest, ReadToStringIsBoundedByItsMaximumAndByTheFile) {
+  const ::string data = Pattern(5000);
+  Put("data", data);
+  auto in = Reader("data", 512);
+  ::string out = "old";
+  in->ReadToString(&out, 0);
+  EXPECT_EQ(out, "");
+  in->ReadToString(&out, 700);
+  EXPECT_EQ(out, data.substr(0, 700));
+  in->ReadToString(&out, int64{1} << 40);  // hostile: must not allocate it
+  EXPECT_EQ(out, data.substr(700));
+  EXPECT_LT(out.capacity(), size_t{1} << 20);
+  in->ReadToString(&out, -1);
+  EXPECT_EQ(out, "");
+  ASSERT_TRUE(in->Seek(10));
+  in->ReadToString(&out, -1);
+  EXPECT_EQ(out, data.substr(10));
+}
+
+TEST_P(StreamsTest, OwnershipSetFileAndABufferWithoutAFile) {
+  Put("a", "first file\n");
+  Put("b", "0123456789second\n");
+  auto in = Reader("a", 64);
+  EXPECT_TRUE(in->owns_file());
+  EXPECT_EQ(in->CreateFileName(), P("a"));
+  EXPECT_EQ(in->ReadLineAsString(100), "first file\n");
+  in->SetFile(File::Open(P("b").c_str(), "r"), 10);
+  EXPECT_EQ(in->Tell(), 10);
+  EXPECT_EQ(in->ReadLineAsString(100), "second\n");
+  in->RelinquishFileOwnership();
+  EXPECT_FALSE(in->owns_file());
+  File* b = in->GetFile();
+  EXPECT_TRUE(in->CloseFile());
+  EXPECT_EQ(in->GetFile(), nullptr);
+  delete b;  // not owned: still ours
+  char c;
+  EXPECT_EQ(in->Read(&c, 1), 0);
+  EXPECT_TRUE(in->read_error());
+
+  InputBuffer none(nullptr);
+  EXPECT_EQ(none.Read(&c, 1), 0);
+  EXPECT_TRUE(none.read_error());
+  EXPECT_EQ(none.Size(), -1);
+  EXPECT_FALSE(none.Seek(0));
+  EXPECT_FALSE(none.CloseFile());
+  EXPECT_EQ(none.ReadLineAsString(10), "");
+}
+
+TEST(InputBufferDeath, ZeroReadSizeAbortsNamingTheHeaderLine) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  InputBuffer in(nullptr);
+  EXPECT_DEATH(in.SetReadSize(0), "file/base/inputbuffer.h:252: .*SetReadSize.*size > 0");
+}
+
+TEST_P(StreamsTest, SetReadSizeDropsOnlyWhatLiesBeyondIt) {
+  Put("data", Pattern(4096));
+  auto in = Reader("data", 1024);
+  char buf[10];
+  ASSERT_EQ(in->Read(buf, 10), 10);
+  EXPECT_EQ(in->AvailableData(), 1014);
+  in->SetReadSize(2048);  // larger than the capacity: keeps the data
+  EXPECT_EQ(in->AvailableData(), 1014);
+  in->SetReadSize(100);
+  EXPECT_EQ(in->AvailableData(), 0);
+  EXPECT_EQ(in->Tell(), 10);
+  ASSERT_EQ(in->Read(buf, 1), 1);
+  EXPECT_EQ(in->AvailableData(), 99);
+  EXPECT_EQ(static_cast<uint8>(buf[0]), static_cast<uint8>(Pattern(11)[10]));
+}
+
+// ---- read-ahead ------------------------------------------------------------------
+
+TEST_P(SlowStreamsTest, ReadAheadRunsOnTheWorkerPoolWhileTheCallerConsumes) {
+  const int kPiece = 4096;
+  Put("data", Pattern(8 * kPiece));
+  SlowFile* f = Slow("data", "r", 30);
+  InputBuffer in(f, kPiece, 4 * kPiece);
+  char buf[kPiece];
+  ASSERT_EQ(in.Read(buf, kPiece), kPiece);  // the first refill is the caller's own
+  EXPECT_TRUE(f->RanOn(std::this_thread::get_id()));
+  f->ForgetThreads();
+  std::this_thread::sleep_for(std::chrono::milliseconds(400));  // "work" on the first piece
+  const auto start = Clock::now();
+  for (int i = 1; i < 5; ++i) ASSERT_EQ(in.Read(buf, kPiece), kPiece);
+  const auto waited = Clock::now() - start;
+  EXPECT_FALSE(f->RanOn(std::this_thread::get_id())) << "the caller read pieces itself";
+  EXPECT_LT(waited, std::chrono::milliseconds(60)) << "four pieces ready, yet the caller waited";
+  EXPECT_EQ(::string(buf, kPiece), Pattern(5 * kPiece).substr(4 * kPiece));
+}
+
+TEST_P(SlowStreamsTest, TryReadNeverBlocksAndPrefetchUnfetchWork) {
+  Put("data", Pattern(20000));
+  SlowFile* f = Slow("data", "r", 150);
+  InputBuffer in(f, 1024);
+  EXPECT_FALSE(in.AsyncReadEnabled());
+  char buf[100];
+  AsyncIOWatcher arrived;
+  auto start = Clock::now();
+  EXPECT_EQ(in.TryRead(buf, 100, &arrived), 0);
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(100));
+  arrived.Wait();
+  EXPECT_EQ(arrived.Error(), 0);
+  EXPECT_EQ(in.TryRead(buf, 100, nullptr), 100);
+  EXPECT_EQ(::string(buf, 100), Pattern(100));
+
+  AsyncIOWatcher fetched;
+  in.Prefetch(10000, 3000, &fetched);
+  fetched.Wait();
+  EXPECT_EQ(fetched.Bytes(), 3000);
+  f->ForgetThreads();
+  ASSERT_TRUE(in.Seek(10500));
+  start = Clock::now();
+  ASSERT_EQ(in.Read(buf, 100), 100);
+  EXPECT_EQ(::string(buf, 100), Pattern(10600).substr(10500));
+  EXPECT_FALSE(f->RanOn(std::this_thread::get_id()));
+
+  AsyncIOWatcher again;
+  in.Prefetch(15000, 1000, &again);
+  again.Wait();
+  in.Unfetch(15500, 1);
+  f->ForgetThreads();
+  ASSERT_TRUE(in.Seek(15000));
+  ASSERT_EQ(in.Read(buf, 10), 10);
+  EXPECT_TRUE(f->RanOn(std::this_thread::get_id())) << "dropped data was used";
+
+  AsyncIOWatcher bad;
+  in.Prefetch(-1, 10, &bad);
+  EXPECT_EQ(bad.Error(), file::ERROR_INVALID_ARGUMENT);
+  in.UseAIO(true);
+  EXPECT_TRUE(in.AsyncReadEnabled());
+  in.UseAIO(false);
+  EXPECT_FALSE(in.AsyncReadEnabled());
+}
+
+TEST_P(SlowStreamsTest, ReadErrorsComeBackShortWithTheFlag) {
+  Put("data", Pattern(5000));
+  SlowFile* f = Slow("data", "r", 0);
+  f->fail_reads_from = 2048;
+  InputBuffer in(f, 1024);
+  char buf[4096];
+  EXPECT_EQ(in.Read(buf, 4096), 2048);
+  EXPECT_TRUE(in.read_error());
+}
+
+// ---- verified reading -----------------------------------------------------------------
+
+TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
+  const int64 kLength = 2 * ChecksumState::kBlockSize + 12345;  // past two history points
+  const ::string data = Pattern(static_cast<size_t>(kLength));
+  OutputBufferOptions options;
+  options.set_attribute_file(true);
+  options.set_memory_budget(100000);
+  std::unique_ptr<OutputBuffer> out(OutputBuffer::OpenWithOptions(P("f").c_str(), "w", options));
+  ASSERT_NE(out, nullptr);
+  EXPECT_TRUE(out->keeps_checksum());
+  for (int64 at = 0; at < kLength; at += 70001) {
+    const ::string piece = data.substr(at, 70001);
+    ASSERT_EQ(out->WriteString(piece), static_cast<int>(piece.size()));
+  }
+  ASSERT_TRUE(out->CloseFile());
+
+  struct Case {
+    int64 read;
+    bool checksum;
+    int want;
+  };
+  const Case cases[] = {
+      {kLength, true, InputBuffer::MATCHES_FULL},
+      {100, true, InputBuffer::MATCHES_PREFIX},
+      {ChecksumState::kBlockSize + 3, true, InputBuffer::MATCHES_PREFIX},
+      {kLength, false, InputBuffer::NO_CHECKSUMMING},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.read);
+    auto in = Reader("f", 65536);
+    ASSERT_TRUE(in->SetChecksumming(c.checksum, false));
+    ::string got;
+    in->ReadToString(&got, c.read);
+    ASSERT_EQ(static_cast<int64>(got.size()), c.read);
+    ::string why;
+    EXPECT_EQ(in->VerifyChecksum(&why), c.want) << why;
+  }
+  // Checksumming cannot start once the start of the file is gone.
+  auto late = Reader("f", 4096);
+  char buf[5000];
+  ASSERT_EQ(late->Read(buf, 5000), 5000);
+  EXPECT_FALSE(late->SetChecksumming(true, false));
+
+  // One changed byte, and the reader notices.
+  {
+    Handle f = OpenOrFail(P("f"), "r+");
+    ASSERT_EQ(f->PWrite(kLength - 10, "!", 1), 1);
+  }
+  file_attributes->ClearCache();
+  auto in = Reader("f", 65536);
+  ASSERT_TRUE(in->SetChecksumming(true, true));
+  ::string got;
+  in->ReadToString(&got, -1);
+  ::string why;
+  EXPECT_EQ(in->VerifyChecksum(&why), InputBuffer::MISMATCH);
+  EXPECT_TRUE(in->read_error()) << "verify_at_eof did not flag the damage";
+
+  Put("plain", "no record");
+  auto plain = Reader("plain", 64);
+  ASSERT_TRUE(plain->SetChecksumming(true, false));
+  plain->ReadToString(&got, -1);
+  EXPECT_EQ(plain->VerifyChecksum(nullptr), InputBuffer::NO_ATTRIBUTE_FILE);
+}
+
+// ---- OutputBuffer --------------------------------------------------------------------------
+
+TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncate) {
+  std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("o").c_str(), "w"), 16));
+  EXPECT_EQ(out->WriteLine(""), 1);
+  EXPECT_EQ(out->WriteString(::string("a\0b", 3)), 3);
+  EXPECT_EQ(out->AvailableBuffer(), 12);
+  EXPECT_EQ(out->Write(Pattern(40).data(), 40), 40);  // larger than the buffer
+  EXPECT_EQ(out->Tell(), 44);
+  EXPECT_EQ(out->Size(), 44);
+  EXPECT_TRUE(out->Align(64, '.'));
+  EXPECT_EQ(out->Tell(), 64);
+  EXPECT_TRUE(out->Align(64, '.'));  // already aligned: nothing
+  EXPECT_EQ(out->Tell(), 64);
+  EXPECT_FALSE(out->Align(0, '.'));
+  EXPECT_FALSE(out->Align(OutputBuffer::kMaxAlignment + 1, '.'));
+  EXPECT_TRUE(out->Seek(1));
+  EXPECT_EQ(out->WriteString("A"), 1);
+  EXPECT_TRUE(out->Truncate(50));
+  EXPECT_EQ(out->Size(), 50);
+  EXPECT_EQ(out->Tell(), 2);
+  EXPECT_TRUE(out->Seek(50));
+  EXPECT_TRUE(out->AlignDefault('z'));
+  EXPECT_EQ(out->Tell(), OutputBuffer::kDefaultAlignment);
+  ASSERT_TRUE(out->CloseFile());
+  EXPECT_EQ(out->Write("x", 1), 0);
+  const ::string got = Get("o");
+  ::string want = ::string("\nA\0b", 4) + Pattern(40) + ::string(20, '.');
+  want = want.substr(0, 50) + ::string(OutputBuffer::kDefaultAlignment - 50, 'z');
+  EXPECT_EQ(got, want);
+}
+
+TEST_P(StreamsTest, AReadOnlyFileIsLeftAsItWas) {
+  Put("ro", "original");
+  std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("ro").c_str(), "r"), 16));
+  out->WriteString("0123456789012345678901234567890");
+  EXPECT_FALSE(out->Flush());
+  EXPECT_EQ(out->Write("more", 4), 0);
+  out.reset();
+  EXPECT_EQ(Get("ro"), "original");
+  EXPECT_EQ(OutputBuffer::OpenWithFile(nullptr, OutputBufferOptions()), nullptr);
+  EXPECT_EQ(OutputBuffer::OpenWithOptions(P("no/such/dir/x").c_str(), "w", OutputBufferOptions()), nullptr);
+}
+
+TEST_P(SlowStreamsTest, WriteBehindOverlapsAndTryWriteNeverBlocks) {
+  const int kBuffer = 4096;
+  SlowFile* f = Slow("w", "w", 100);
+  OutputBuffer out(f, kBuffer, 2 * kBuffer);
+  EXPECT_TRUE(out.AsyncEnabled());
+  const ::string data = Pattern(3 * kBuffer);
+  const auto start = Clock::now();
+  ASSERT_EQ(out.Write(data.data(), 2 * kBuffer), 2 * kBuffer);
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(80)) << "the caller wrote itself";
+  // The budget is now in flight or buffered: TryWrite takes only what fits.
+  AsyncIOWatcher room;
+  const auto try_start = Clock::now();
+  const int took = out.TryWrite(data.data() + 2 * kBuffer, kBuffer, &room);
+  EXPECT_LT(Clock::now() - try_start, std::chrono::milliseconds(80));
+  EXPECT_LE(took, kBuffer);
+  ASSERT_EQ(out.Write(data.data() + 2 * kBuffer + took, kBuffer - took), kBuffer - took);
+  ASSERT_TRUE(out.Flush());
+  EXPECT_FALSE(f->RanOn(std::this_thread::get_id()));
+  ASSERT_TRUE(out.CloseFile());
+  EXPECT_EQ(Get("w"), data);
+}
+
+TEST_P(StreamsTest, CheckpointsResumeAndRewindKeepTheChecksumRight) {
+  CheckpointWriter keeper;
+  {
+    std::unique_ptr<OutputBuffer> out(
+        OutputBuffer::OpenOrDie(P("c").c_str(), "w", nullptr, 64, 0, /*keep_checksum=*/true));
+    out->WriteString("first part;");
+    out->Checkpoint(&keeper);
+    out->WriteString("lost after the checkpoint");
+    ASSERT_TRUE(out->Flush());
+  }  // the buffer is destroyed without a clean finish
+  ASSERT_EQ(keeper.count(), 1);
+  EXPECT_EQ(keeper.last().offset, 11);
+  EXPECT_TRUE(keeper.last().has_checksum);
+  EXPECT_EQ(keeper.last().filename, P("c"));
+
+  // Through the text form, as a checkpoint file would keep it.
+  CheckpointRecord restored;
+  ASSERT_TRUE(file::CheckpointFromText(file::CheckpointToText(keeper.last()), &restored));
+  EXPECT_EQ(restored.checksum, keeper.last().checksum);
+  EXPECT_FALSE(file::CheckpointFromText("offset -1\nchecksum -\nfile x", &restored));
+
+  OutputBufferOptions options;
+  options.set_checkpoint(&restored);
+  options.set_attribute_file(true);
+  std::unique_ptr<OutputBuffer> out(OutputBuffer::OpenWithOptions(P("c").c_str(), "w", options));
+  ASSERT_NE(out, nullptr);
+  EXPECT_EQ(out->Tell(), 11);
+  out->WriteString("second part;");
+  FileAttr mark;
+  out->GetAttributes(&mark);
+  EXPECT_EQ(mark.checksum.Length(), 23);
+  out->WriteString("to be rewound");
+  out->RewindOrDie(mark);
+  EXPECT_EQ(out->Tell(), 23);
+  out->WriteString("end");
+  ASSERT_TRUE(out->CloseFile());
+  EXPECT_EQ(Get("c"), "first part;second part;end");
+
+  file_attributes->ClearCache();
+  auto in = Reader("c", 8);
+  ASSERT_TRUE(in->SetChecksumming(true, false));
+  ::string all;
+  in->ReadToString(&all, -1);
+  EXPECT_EQ(in->VerifyChecksum(nullptr), InputBuffer::MATCHES_FULL);
+
+  FileCheckpointWriter saved(P("cp"));
+  ASSERT_TRUE(saved.WriteCheckpoint(keeper.last()));
+  CheckpointRecord loaded;
+  ASSERT_TRUE(FileCheckpointWriter::Load(P("cp").c_str(), &loaded));
+  EXPECT_EQ(loaded.offset, 11);
+}
+
+TEST(OutputBufferDeath, OpenOrDieNamesTheFile) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(OutputBuffer::OpenOrDie("/mem/no/such/dir/f", "w", nullptr, 0, 0, false), "/mem/no/such/dir/f");
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+"""pip2 installs the package into a prefix and into a user base; the
+installed modules import and work from there alone.
+
+The extension comes from this build's CMake directory (PQ_BUILD_DIR), so
+the test costs no compilation; setup.py drives that build as it would a
+fresh one."""
+import os
+import shutil
+import subprocess
+import sys
+import unittest
+
+import pqtest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(HERE))
+
+CHECK = '\n'.join([
+    'import sys, os',
+    'import _file_base_pyquarry, file_base_pyquarry, pyquarry',
+    'for mod in (_file_base_pyquarry, file_base_pyquarry, pyquarry):',
+    '    assert mod.__file__.startswith(sys.argv[1]), mod.__file__',
+    'with pyquarry.open("/mem/install-check", "w") as f:',
+    '    f.write("installed\\n")',
+    'print(pyquarry.read_file("/mem/install-check").strip())',
+    'print(type(file_base_pyquarry.File.Open("/mem/install-check", "r")).__name__)',
+])
+
+
+def build_dir():
+    """The CMake build directory the running extension came from."""
+    import _file_base_pyquarry
+    return os.path.dirname(os.path.dirname(os.path.abspath(_file_base_pyquarry.__file__)))
+
+
+class InstallTest(pqtest.TestCase):
+    def setUp(self):
+        self.tmp = pqtest.scratch_dir('install')
+        self.addCleanup(shutil.rmtree, self.tmp, True)
+        # A source tree of what setup.py reads itself; the CMake build keeps
+        # pointing at the project's sources.
+        self.src = os.path.join(self.tmp, 'src')
+        os.mkdir(self.src)
+        shutil.copy(os.path.join(ROOT, 'setup.py'), self.src)
+        shutil.copytree(os.path.join(ROOT, 'python'), os.path.join(self.src, 'python'),
+                        ignore=shutil.ignore_patterns('*.pyc'))
+
+    def pip(self, *args):
+        env = dict(os.environ, PQ_BUILD_DIR=build_dir(), PIP_NO_INDEX='1',
+                   PIP_DISABLE_PIP_VERSION_CHECK='1')
+        env.pop('PYTHONPATH', None)
+        p = subprocess.Popen([sys.executable, '-m', 'pip', 'install', '-q'] + list(args) + [self.src],
+                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=env, cwd=self.tmp)
+        out = p.communicate()[0]
+        self.assertEqual(p.returncode, 0, out)
+
+    def check_import(self, site_dir, **env_extra):
+        env = dict(os.environ, **env_extra)
+        env.pop('PYTHONPATH', None)
+        if site_dir and 'PYTHONUSERBASE' not in env_extra:
+            env['PYTHONPATH'] = site_dir
+        p = subprocess.Popen([sys.executable, '-c', CHECK, site_dir], stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE, env=env, cwd=self.tmp)
+        out, err = p.communicate()
+        self.assertEqual(p.returncode, 0, err)
+        self.assertEqual(out.split(), ['installed', 'File'])
+
+    def test_prefix_install(self):
+        prefix = os.path.join(self.tmp, 'prefix')
+        self.pip('--prefix', prefix)
+        site_dir = os.path.join(prefix, 'lib', 'python2.7', 'site-packages')
+        self.assertTrue(os.path.exists(os.path.join(site_dir, '_file_base_pyquarry.so')))
+        self.check_import(site_dir)
+
+    def test_user_install(self):
+        user_base = os.path.join(self.tmp, 'user')
+        os.environ['PYTHONUSERBASE'] = user_base
+        try:
+            self.pip('--user')
+        finally:
+            del os.environ['PYTHONUSERBASE']
+        site_dir = os.path.join(user_base, 'lib', 'python2.7', 'site-packages')
+        self.check_import(site_dir, PYTHONUSERBASE=user_base)
+
+    def test_failed_build_fails_the_install(self):
+        env_dir = os.path.join(self.tmp, 'not-a-build')
+        os.mkdir(env_dir)
+        open(os.path.join(env_dir, 'CMakeCache.txt'), 'w').close()  # looks configured, is not
+        env = dict(os.environ, PQ_BUILD_DIR=env_dir, PIP_NO_INDEX='1', PIP_DISABLE_PIP_VERSION_CHECK='1')
+        p = subprocess.Popen([sys.executable, '-m', 'pip', 'install', '-q', '--prefix',
+                              os.path.join(self.tmp, 'p2'), self.src],
+                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=env, cwd=self.tmp)
+        out = p.communicate()[0]
+        self.assertNotEqual(p.returncode, 0)
+        self.assertFalse(os.path.exists(os.path.join(self.tmp, 'p2', 'lib', 'python2.7', 'site-packages',
+                                                     'pyquarry')), out)
+
+
+if __name__ == '__main__':
+    if not os.path.exists(os.path.join(ROOT, 'setup.py')):
+        raise unittest.SkipTest('no setup.py')
+    pqtest.main()

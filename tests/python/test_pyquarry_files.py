@@ -1,0 +1,157 @@
+"""pyquarry: file objects and name operations on local files and under /mem/."""
+import errno
+import os
+
+import file_roots
+import pqtest
+from pqtest import m
+
+import pyquarry
+
+
+@file_roots.on_each_file_system
+class FileObjectCases(file_roots.FileCases):
+    def test_write_then_read_back_in_every_way(self):
+        lines = ['first\n', '\n', 'a\0b\r\n', 'x' * 70000 + '\n', 'no newline at end']
+        with pyquarry.open(self.path('t'), 'w') as f:
+            f.writelines(lines)
+            self.assertEqual(f.tell(), sum(map(len, lines)))
+        text = ''.join(lines)
+        self.assertEqual(self.contents('t'), text)
+        self.assertEqual(pyquarry.open(self.path('t')).read(), text)
+        self.assertEqual(list(pyquarry.open(self.path('t'))), lines)
+        f = pyquarry.open(self.path('t'))
+        self.assertEqual([f.readline() for _ in lines] + [f.readline()], lines + [''])
+        f = pyquarry.open(self.path('t'))
+        self.assertEqual([f.read(3), f.readline(), f.readline(2), f.read(4), f.tell()],
+                         ['fir', 'st\n', '\n', 'a\0b\r', 11])
+        f.seek(-6, 2)
+        self.assertEqual((f.read(), f.read(), f.tell()), ('at end', '', len(text)))
+
+    def test_lines_across_block_edges(self):
+        # Lines that straddle the 96 KiB iteration blocks and the 64 KiB read-ahead.
+        lines = ['%07d' % i + 'y' * (i % 300) + '\n' for i in range(12000)]
+        self.put('big', ''.join(lines))
+        self.assertEqual(list(pyquarry.open(self.path('big'))), lines)
+        f = pyquarry.open(self.path('big'))
+        self.assertEqual([f.readline() for _ in range(len(lines))], lines)
+        one = 'z' * (3 << 20)  # one line longer than a block
+        self.put('long', one)
+        self.assertEqual(list(pyquarry.open(self.path('long'))), [one])
+
+    def test_append_update_and_truncate(self):
+        self.put('a', 'abc')
+        with pyquarry.open(self.path('a'), 'a') as f:
+            self.assertEqual(f.tell(), 3)
+            f.write('def')
+        with pyquarry.open(self.path('a'), 'r+') as f:
+            f.seek(1)
+            f.write('XY')
+            self.assertEqual(f.read(1), 'd')
+            f.truncate(4)
+        self.assertEqual(self.contents('a'), 'aXYd')
+        with pyquarry.open(self.path('a'), 'w+') as f:
+            f.write('new')
+            f.seek(0)
+            self.assertEqual(f.read(), 'new')
+
+    def test_misuse_raises_like_python_files(self):
+        self.put('a', 'abc')
+        f = pyquarry.open(self.path('a'))
+        self.assertRaises(IOError, f.write, 'x')
+        f.close()
+        f.close()  # a second close does nothing
+        for call in (f.read, f.readline, f.tell, lambda: f.seek(0), lambda: iter(f)):
+            self.assertRaises(ValueError, call)
+        for mode in ('', 'x', 'rw', 'r++', 'q'):
+            self.assertRaises(ValueError, pyquarry.open, self.path('a'), mode)
+        w = pyquarry.open(self.path('b'), 'w')
+        self.assertRaises(TypeError, w.write, 5)
+        self.assertRaises(IOError, w.read)
+        self.assertRaises(IOError, w.seek, -1)
+        w.close()
+
+    def test_failures_carry_the_library_error(self):
+        os_errors = [(lambda: pyquarry.open(self.path('missing')), pyquarry.FileError, m.ERROR_NOT_FOUND),
+                     (lambda: pyquarry.open(self.root, 'r').read(), pyquarry.FileError, m.ERROR_WRONG_TYPE),
+                     (lambda: pyquarry.open(self.path('no/dir/f'), 'w'), pyquarry.FileError, m.ERROR_NOT_FOUND),
+                     (lambda: pyquarry.stat(self.path('missing')), pyquarry.PathError, m.ERROR_NOT_FOUND),
+                     (lambda: pyquarry.remove(self.path('missing')), pyquarry.PathError, m.ERROR_NOT_FOUND),
+                     (lambda: pyquarry.listdir(self.path('missing')), pyquarry.PathError, m.ERROR_NOT_FOUND),
+                     (lambda: pyquarry.rename(self.path('missing'), self.path('b')), pyquarry.PathError,
+                      m.ERROR_NOT_FOUND)]
+        for call, cls, code in os_errors:
+            try:
+                call()
+            except cls as e:
+                self.assertEqual(e.code, code, str(e))
+                self.assertIn(self.root, str(e))
+                self.assertTrue(e.message)
+            else:
+                self.fail('no %s from %s' % (cls.__name__, call))
+        try:
+            pyquarry.open(self.path('missing'))
+        except IOError as e:
+            self.assertEqual((e.errno, e.code_name), (errno.ENOENT, 'ERROR_NOT_FOUND'))
+
+    def test_name_operations(self):
+        pyquarry.makedirs(self.path('d/e/f'))
+        pyquarry.makedirs(self.path('d/e'), exist_ok=True)
+        self.assertRaises(pyquarry.PathError, pyquarry.makedirs, self.path('d/e'))
+        self.assertRaises(pyquarry.PathError, pyquarry.mkdir, self.path('d'))
+        pyquarry.write_file(self.path('d/x.txt'), 'hello')
+        pyquarry.write_file(self.path('d/.hidden'), '')
+        pyquarry.write_file(self.path('d/[odd]*'), 'odd')
+        st = pyquarry.stat(self.path('d/x.txt'))
+        self.assertEqual((st.st_size, st.is_dir, pyquarry.stat(self.path('d')).is_dir), (5, False, True))
+        self.assertEqual(pyquarry.listdir(self.path('d')), ['.hidden', '[odd]*', 'e', 'x.txt'])
+        self.assertEqual(pyquarry.listdir(self.path('d/e/f')), [])
+        self.assertEqual(pyquarry.glob(self.path('d/*.txt')), [self.path('d/x.txt')])
+        self.assertEqual(pyquarry.glob(pyquarry.escape(self.path('d/[odd]*'))), [self.path('d/[odd]*')])
+        self.assertEqual(list(pyquarry.walk(self.path('d'))),
+                         [(self.path('d'), ['e'], ['.hidden', '[odd]*', 'x.txt']),
+                          (self.path('d/e'), ['f'], []), (self.path('d/e/f'), [], [])])
+        self.assertRaises(pyquarry.PathError, pyquarry.remove, self.path('d/e'))
+        self.assertRaises(pyquarry.PathError, pyquarry.rmdir, self.path('d/e'))
+        self.assertRaises(pyquarry.PathError, pyquarry.listdir, self.path('d/x.txt'))
+        pyquarry.rename(self.path('d/x.txt'), self.path('d/y.txt'))
+        self.assertEqual((pyquarry.exists(self.path('d/x.txt')), pyquarry.read_file(self.path('d/y.txt'))),
+                         (False, 'hello'))
+        pyquarry.remove(self.path('d/y.txt'))
+        self.assertEqual(pyquarry.rmtree(self.path('d')), (2, 3))
+        self.assertFalse(pyquarry.exists(self.path('d')))
+
+
+class CopyTest(pqtest.TestCase):
+    """copy() between file systems, through a temporary name."""
+
+    def setUp(self):
+        self.local = pqtest.scratch_dir('pqcopy') + '/'
+        self.mem = '/mem/pqcopy-%d/' % os.getpid()
+        pyquarry.makedirs(self.mem, exist_ok=True)
+        self.addCleanup(m.File_DeleteRecursively, self.local)
+        self.addCleanup(m.File_DeleteRecursively, self.mem)
+
+    def test_every_direction(self):
+        data = os.urandom(1 << 20) + 'tail'
+        pyquarry.write_file(self.local + 'src', data)
+        for src, dst in [(self.local + 'src', self.mem + 'a'), (self.mem + 'a', self.mem + 'b'),
+                         (self.mem + 'b', self.local + 'c'), (self.local + 'c', self.local + 'd')]:
+            self.assertEqual(pyquarry.copy(src, dst, chunk=300000), len(data))
+            self.assertEqual(pyquarry.read_file(dst), data)
+        self.assertEqual(pyquarry.copy(self.local + 'd', self.mem), len(data))
+        self.assertEqual(pyquarry.read_file(self.mem + 'd'), data)
+        self.assertEqual(sorted(pyquarry.listdir(self.mem)), ['a', 'b', 'd'])
+
+    def test_failed_copy_leaves_no_destination(self):
+        pyquarry.makedirs(self.mem + 'sub')
+        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'missing', self.local + 'x')
+        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'sub', self.local + 'x')
+        pyquarry.write_file(self.local + 'src', 'data')
+        self.assertRaises(pyquarry.QuarryError, pyquarry.copy, self.local + 'src', self.mem + 'no/such/dir')
+        self.assertEqual(pyquarry.listdir(self.local), ['src'])
+        self.assertEqual(pyquarry.listdir(self.mem), ['sub'])
+
+
+if __name__ == '__main__':
+    pqtest.main()
