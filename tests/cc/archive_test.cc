@@ -109,6 +109,13 @@ TEST_P(ArchiveTest, ReadsBackThroughTheOrdinaryInterface) {
   EXPECT_EQ(listed, vector<::string>{path});  // shards are hidden files
   EXPECT_TRUE(File::Copy(path.c_str(), P("copy").c_str(), false));
   EXPECT_EQ(ReadAll(P("copy")), data);
+
+  // Renamed, it still reads; deleted, its shards go with it.
+  f.reset();
+  ASSERT_TRUE(File::Rename(path.c_str(), P("moved").c_str(), false));
+  EXPECT_EQ(ReadAll(P("moved")), data);
+  ASSERT_TRUE(File::Delete(P("moved").c_str()));
+  for (const ::string& shard : manifest.shards) EXPECT_FALSE(File::Exists(shard.c_str())) << shard;
 }
 
 TEST_P(ArchiveTest, FiveOfEightSurvivesLosingAnyThreeShards) {

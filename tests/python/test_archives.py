@@ -30,6 +30,8 @@ class ArchiveCases(file_roots.FileCases):
         m.File_Delete(pieces[1])
         self.assertEqual(m.File_ReadFileToString(name)[0], 0)
         self.assertIsNone(m.File_Open(name, 'r'))
+        self.assertIntResult(m.File_Delete(name), 1)  # the shards left go with it
+        self.assertEqual(shards(self, 'a'), [])
 
     def test_factory_form_repair_and_bad_requests(self):
         name = self.put('b', 'x' * 5000)

@@ -8,7 +8,8 @@
 //   with null (and the file system's own handle is used);
 // - stat by name lets `stat` put the archived file's length into a stat
 //   whose attributes carry Attr_t::FROZEN (every archive is frozen), so
-//   other files pay nothing.
+//   other files pay nothing;
+// - deleting a frozen name also deletes the files `companions` names.
 #ifndef FILE_BASE_CORE_ARCHIVE_SUPPORT_H_
 #define FILE_BASE_CORE_ARCHIVE_SUPPORT_H_
 
@@ -33,8 +34,11 @@ struct ArchiveSupport {
       open;
   // Corrects the stat of an archive; leaves other stats alone.
   std::function<void(FileFactory* factory, const char* name, FileStat* stat)> stat;
+  // The files that belong to an archive (its shards), deleted after its
+  // name; empty for other files.
+  std::function<vector<::string>(FileFactory* factory, const char* name)> companions;
 
-  explicit operator bool() const { return archive || open || stat; }
+  explicit operator bool() const { return archive || open || stat || companions; }
 };
 
 // Installs (or, with an empty value, removes) the implementation.

@@ -541,9 +541,22 @@ bool FileFactory::DeleteWithOp(const char* name, file::Operation* caller) {
   Attr_t attr;
   if (!GetAttributes(name, &attr, op.op())) return false;
   if (attr.has(Attr_t::PROTECTED)) return op.Fail(file::ERROR_PERMISSION_DENIED, "file is protected");
+  vector<::string> companions;  // an archive's shards go with it
+  if (attr.has(Attr_t::FROZEN)) {
+    if (const auto support = file::GetArchiveSupport(); support && support->companions) {
+      companions = support->companions(this, name);
+    }
+  }
   if (!DoDelete(name, op.op())) return false;
   ++File::opstats()->deletes;
-  return file::DeleteAttributeRecord(this, name, op.op());
+  if (!file::DeleteAttributeRecord(this, name, op.op())) return false;
+  for (const ::string& companion : companions) {
+    file::Operation each;
+    if (!DoDelete(companion.c_str(), &each) && each.error() != file::ERROR_NOT_FOUND) {
+      return file_internal::CopyFailure(each, op.op());
+    }
+  }
+  return true;
 }
 
 bool FileFactory::DeleteAsync(const char* name, LockInfo* lock, AsyncIO* done) {

@@ -1014,13 +1014,14 @@ int64 File::VerifyRead(int64 n, const void* buffer, FileDataVerifier* verifier,
 // recorded checksum (VerifyRange reads the rest of the blocks around it).
 int64 File::VerifyReadAgainstRecord(int64 offset, int64 n, const void* buffer,
                                     const char* what) {
-  if (n <= 0) return n;
+  if (n < 0) return n;
   FileAttr attr;
   if (!file_attributes->Load(name_.c_str(), &attr)) {
     SetError(file::ERROR_NOT_FOUND, what,
              "no checksum is recorded for the file to verify against");
     return -1;
   }
+  if (n == 0) return 0;
   if (offset + n > attr.checksum.Length()) {
     SetError(file::ERROR_PAST_EOF, what,
              ("only the first " + std::to_string(attr.checksum.Length()) +

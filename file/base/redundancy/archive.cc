@@ -293,6 +293,10 @@ void InstallArchiveSupport() {
     Manifest manifest;
     if (LoadManifest(factory, name, &manifest)) stat->length = manifest.length;
   };
+  support.companions = [](FileFactory* factory, const char* name) {
+    Manifest manifest;
+    return LoadManifest(factory, name, &manifest) ? manifest.shards : vector<::string>();
+  };
   file::SetArchiveSupport(std::move(support));
 }
 

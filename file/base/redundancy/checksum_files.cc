@@ -107,27 +107,33 @@ bool ChecksumState::AddOpenFileBytesWithBandwidthLimit(File* file, int64 offset,
   return AddRange(this, file, offset, length, limit, nullptr);
 }
 
-bool ChecksumState::VerifyChecksum(const char* path, ::string* why) {
-  FileAttr attr;
-  if (path == nullptr || !file_attributes->Load(path, &attr)) {
+namespace {
+
+// The checksum recorded for `path` and an open handle on it; false (with
+// *why) when either cannot be had.
+bool RecordAndFile(const char* path, FileAttr* attr, ScopedFile* f, ::string* why) {
+  if (path == nullptr || !file_attributes->Load(path, attr)) {
     if (why != nullptr) *why = "no checksum is recorded for the file";
     return false;
   }
-  ScopedFile f = OpenForReading(path, why);
-  if (f == nullptr) return false;
+  *f = OpenForReading(path, why);
+  return *f != nullptr;
+}
+
+}  // namespace
+
+bool ChecksumState::VerifyChecksum(const char* path, ::string* why) {
+  FileAttr attr;
+  ScopedFile f;
   ChecksumState actual;
-  if (!AddRange(&actual, f.get(), 0, -1, nullptr, why)) return false;
-  return actual.Equals(&attr.checksum, why);
+  return RecordAndFile(path, &attr, &f, why) && AddRange(&actual, f.get(), 0, -1, nullptr, why) &&
+         actual.Equals(&attr.checksum, why);
 }
 
 bool ChecksumState::VerifyChecksum(const char* path, int64 offset, int64 length, ::string* why) {
   FileAttr attr;
-  if (path == nullptr || !file_attributes->Load(path, &attr)) {
-    if (why != nullptr) *why = "no checksum is recorded for the file";
-    return false;
-  }
-  ScopedFile f = OpenForReading(path, why);
-  if (f == nullptr) return false;
+  ScopedFile f;
+  if (!RecordAndFile(path, &attr, &f, why)) return false;
   return attr.checksum.VerifyRange(
       offset, length, [&](int64 position, void* buffer, int64 n) { return f->PRead(position, buffer, n); },
       why);
