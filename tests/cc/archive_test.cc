@@ -202,6 +202,20 @@ TEST_P(ArchiveTest, DamageBeyondTheCodeFailsTheReadNotTheBytes) {
   EXPECT_FALSE(redundancy::RepairArchive(FileFactory::ForName(path.c_str()).get(), path, &rewritten, &op));
   EXPECT_EQ(op.error(), file::INTERNAL_ERROR);
   EXPECT_EQ(rewritten, 0);
+
+  // A damaged manifest fails the open rather than showing its text.
+  f.reset();
+  const ::string text = manifest.ToText();
+  ASSERT_TRUE(File::SetAttributes(path.c_str(), Attr_t(0)));
+  ASSERT_TRUE(File::WriteStringToFile(text.substr(0, text.size() / 2) + "\n", path));
+  ASSERT_TRUE(File::SetAttributes(path.c_str(), Attr_t(Attr_t::FROZEN)));
+  File* g = File::Create(path, "r");
+  ASSERT_NE(g, nullptr);
+  EXPECT_FALSE(g->Open());
+  EXPECT_EQ(g->GetCurrentErrorCode(), file::INTERNAL_ERROR);
+  file::CloseAndDelete(g);
+  ::string bytes;
+  EXPECT_FALSE(File::ReadFileToString(path, &bytes));
 }
 
 TEST_P(ArchiveTest, RepairRewritesLostAndDamagedShards) {

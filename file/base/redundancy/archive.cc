@@ -120,17 +120,26 @@ bool WriteWholeFile(FileFactory* factory, const ::string& name, const ::string& 
 
 }  // namespace
 
-bool LoadManifest(FileFactory* factory, const char* name, Manifest* manifest) {
-  if (name == nullptr || file::IsAttributeRecordName(name)) return false;
+ManifestState ReadManifest(FileFactory* factory, const char* name, Manifest* manifest) {
+  if (name == nullptr || file::IsAttributeRecordName(name)) return ManifestState::kNone;
   file::AttributeRecord record;
   file::Operation op;
-  if (!file::LoadAttributeRecord(factory, name, &record, &op) || !record.Get(kArchiveKey, nullptr)) return false;
+  if (!file::LoadAttributeRecord(factory, name, &record, &op) || !record.Get(kArchiveKey, nullptr)) {
+    return ManifestState::kNone;
+  }
   // The file system's own handle: this runs inside the open path.
   ScopedFile f(factory->NewFile(name, "r", FileOpenOptions()));
   ::string text;
   constexpr int64 kMostManifest = 1 << 20;
-  if (f == nullptr || !f->Open() || f->ReadToString(&text, kMostManifest) < 0) return false;
-  return Manifest::FromText(text, manifest);
+  if (f == nullptr || !f->Open() || f->ReadToString(&text, kMostManifest) < 0) return ManifestState::kNone;
+  if (Manifest::FromText(text, manifest)) return ManifestState::kValid;
+  // Marked, but not yet holding its manifest (archiving renames it in
+  // last): the bytes are still the file's own. A damaged manifest is not.
+  return text.rfind(kManifestMagic, 0) == 0 ? ManifestState::kDamaged : ManifestState::kNone;
+}
+
+bool LoadManifest(FileFactory* factory, const char* name, Manifest* manifest) {
+  return ReadManifest(factory, name, manifest) == ManifestState::kValid;
 }
 
 bool ArchiveName(FileFactory* factory, const ::string& name, FileReedSolomonEncoding encoding,
@@ -286,8 +295,11 @@ void InstallArchiveSupport() {
       return factory->GetAttributes(name, loaded, &ignored);
     });
     Manifest manifest;
-    if (!known || !attr.has(Attr_t::FROZEN) || !LoadManifest(factory, name, &manifest)) return nullptr;
-    return new ArchiveFile(factory, name, mode, options, manifest);
+    if (!known || !attr.has(Attr_t::FROZEN)) return nullptr;
+    const ManifestState state = ReadManifest(factory, name, &manifest);
+    if (state == ManifestState::kNone) return nullptr;
+    // A damaged manifest gives a handle that refuses to open.
+    return new ArchiveFile(factory, name, mode, options, manifest, state == ManifestState::kValid);
   };
   support.stat = [](FileFactory* factory, const char* name, FileStat* stat) {
     Manifest manifest;

@@ -27,8 +27,13 @@ bool ArchiveName(FileFactory* factory, const ::string& name, FileReedSolomonEnco
 // has fewer good cells than the encoding needs; then nothing is rewritten.
 bool RepairArchive(FileFactory* factory, const ::string& name, int* rewritten, file::Operation* op);
 
-// True, with *manifest, when `name` is an archive: its attribute record
-// marks it and it holds a well-formed manifest.
+// Whether `name` is an archive: kValid (with *manifest) when its attribute
+// record marks it and it holds a well-formed manifest; kDamaged when it is
+// marked and holds a manifest that does not parse; kNone otherwise (also
+// while archiving, before the manifest takes the file's place).
+enum class ManifestState { kNone, kValid, kDamaged };
+ManifestState ReadManifest(FileFactory* factory, const char* name, Manifest* manifest);
+// ReadManifest(...) == kValid.
 bool LoadManifest(FileFactory* factory, const char* name, Manifest* manifest);
 
 // Installs archives into the core (file::SetArchiveSupport).

@@ -8,12 +8,13 @@
 namespace redundancy {
 
 ArchiveFile::ArchiveFile(FileFactory* factory, const char* name, const char* mode,
-                         const FileOpenOptions& options, const Manifest& manifest)
-    : File(factory, name, mode, options), manifest_(manifest) {}
+                         const FileOpenOptions& options, const Manifest& manifest, bool manifest_valid)
+    : File(factory, name, mode, options), manifest_(manifest), manifest_valid_(manifest_valid) {}
 
 ArchiveFile::~ArchiveFile() { CloseBeforeDestroy(); }
 
 bool ArchiveFile::DoOpen() {
+  if (!manifest_valid_) return SetError(file::INTERNAL_ERROR, "Open", "data loss: the archive's manifest is damaged");
   ::string why;
   if (!shards_.Open(factory(), manifest_, &why)) {
     return SetError(file::INTERNAL_ERROR, "Open", why.c_str());

@@ -12,8 +12,10 @@ namespace redundancy {
 
 class ArchiveFile : public File {
  public:
+  // A handle made with manifest_valid false refuses to open (the archive's
+  // manifest is damaged).
   ArchiveFile(FileFactory* factory, const char* name, const char* mode, const FileOpenOptions& options,
-              const Manifest& manifest);
+              const Manifest& manifest, bool manifest_valid = true);
   ~ArchiveFile() override;
 
   // Up to max_variants readings of [offset, offset + length) (cut to the
@@ -48,6 +50,7 @@ class ArchiveFile : public File {
   bool ReadOnly(const char* what);
 
   const Manifest manifest_;
+  const bool manifest_valid_;
   ArchiveShards shards_;
   std::mutex mu_;  // guards position_ and the stripe cache
   int64 position_ = 0;

@@ -14,7 +14,6 @@ namespace redundancy {
 
 namespace {
 
-constexpr char kManifestMagic[] = "pyquarry archive 1";
 constexpr char kShardMagic[8] = {'P', 'Q', 'A', 'R', 'S', 'H', 'R', 'D'};
 
 uint64 Crc(const char* data, int64 n) {

@@ -19,6 +19,8 @@
 
 namespace redundancy {
 
+// The first line of a manifest.
+constexpr const char kManifestMagic[] = "pyquarry archive 1";
 // The attribute-record key that marks an archive (its value is "1").
 constexpr const char kArchiveKey[] = "archive";
 constexpr int64 kDefaultUnitKib = 256;
