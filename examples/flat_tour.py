@@ -163,6 +163,40 @@ def factories():
     print 'FindPrefixFactory("/mem/x"):', m.FileFactory_FindPrefixFactory('/mem/x')[:8] + '...'
 
 
+def record_files(root):
+    section('Record files under %s' % root)
+    name = root + '/tour.rec'
+    w = m.new_RecordWriter(m.File_Open(name, 'w'))
+    for i in range(100):
+        m.RecordWriter_WriteRecord(w, 'plain record %d ' % i * 20)
+    m.RecordWriter_EnableCWCompression(w, 3, 0, 0, 0)
+    for i in range(100):
+        m.RecordWriter_WriteRecord(w, 'zstd record %d ' % i * 20)
+    m.RecordWriter_DisableCompression(w)
+    for i in range(100):
+        m.RecordWriter_WriteRecord(w, 'tail record %d ' % i * 20)
+    print 'wrote 300 records (100 plain, 100 in zstd batches, 100 plain):', m.RecordWriter_Close(w)
+    m.delete_RecordWriter(w)
+    ok, data = m.File_ReadFileToString(name)
+    print 'file size', len(data), 'bytes; damaging 200 bytes at offset 20000'
+    m.File_WriteStringToFile(data[:20000] + '#' * 200 + data[20200:], name)
+    r = m.new_RecordReaderScript(m.File_Open(name, 'r'))
+    got = []
+    while True:
+        ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
+        if not ok:
+            break
+        got.append(record)
+    kinds = [rec.split()[0] for rec in got]
+    print 'read back %d records: %d plain, %d zstd, %d tail' % (len(got), kinds.count('plain'), kinds.count('zstd'),
+                                                            kinds.count('tail'))
+    print 'skipped', m.RecordReader_skipped_bytes(r), 'bytes in', m.RecordReader_skipped_regions(r), 'region(s);',
+    print 'every record returned is one that was written:', all(
+        rec == (rec.split()[0] + ' record ' + rec.split()[2] + ' ') * 20 for rec in got)
+    m.delete_RecordReaderScript(r)
+    m.File_DeleteRecursively(root)
+
+
 def main():
     values()
     globals_()
@@ -174,6 +208,7 @@ def main():
     files(mem)
     redundancy(local)
     redundancy(mem)
+    record_files(tempfile.mkdtemp(prefix='pq-tour-'))
     factories()
     print
     print 'tour done'

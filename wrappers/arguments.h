@@ -116,12 +116,20 @@ struct Param<T*> : OneSlot<Candidate::kPointer, 'O'> {
   T* Get() { return static_cast<T*>(ptr); }
 };
 
+// The proxy gives up ownership only once every argument has converted (see
+// Accept in calling.h), so a call refused for a later argument leaves it.
 template <class P>
 struct Param<Disown<P>> : OneSlot<Candidate::kPointer, 'O'> {
   static swig_type_info* Type() { return Param<P>::Type(); }
   void* ptr = nullptr;
+  PyObject* object = nullptr;
   bool Load(const Slot& slot) {
-    return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise | kPointerDisown);
+    object = slot.o;
+    return detail::LoadPointer(slot.o, &ptr, Type(), kPointerRaise);
+  }
+  void Accept() {
+    void* again = nullptr;
+    if (object != nullptr) SWIG_Python_ConvertPtr(object, &again, Type(), kPointerDisown);
   }
   Disown<P> Get() { return Disown<P>{static_cast<P>(ptr)}; }
 };

@@ -211,6 +211,13 @@ struct Wrapper {
     return result;
   }
 
+  // Once every argument converted: the effects a conversion defers until
+  // the call is sure to happen (disowning a proxy).
+  template <class A>
+  static void Accept(A& arg) {
+    if constexpr (requires { arg.Accept(); }) arg.Accept();
+  }
+
   template <size_t I, class A>
   static PyObject* FoldOut(PyObject* result, A& arg) {
     if constexpr (IsOut<P<I>>::value) {
@@ -227,6 +234,7 @@ struct Wrapper {
       std::tuple<Arg<P<I>>...> args;
       // In argument order, stopping at the first failure.
       if (!(Load<I>(std::get<I>(args), slots) && ...)) return nullptr;
+      (Accept(std::get<I>(args)), ...);
       return Run(args, std::index_sequence<I...>{});
     }(std::make_index_sequence<kParams>{});
   }

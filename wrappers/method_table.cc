@@ -30,6 +30,10 @@ extern const MethodList kChecksumMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
 extern const MethodList kFileAttributesMethods;
+extern const MethodList kRecordWriterMethods;
+extern const MethodList kRecordReaderMethods;
+extern const MethodList kRecordWriterOpenerMethods;
+extern const MethodList kRecordReaderScriptMethods;
 
 namespace {
 
@@ -57,6 +61,10 @@ const MethodList* const kFamilies[] = {
     &kVersionMethods,
     &kFileAttrMethods,
     &kFileAttributesMethods,
+    &kRecordWriterMethods,
+    &kRecordReaderMethods,
+    &kRecordWriterOpenerMethods,
+    &kRecordReaderScriptMethods,
 };
 
 std::vector<PyMethodDef>& Table() {
