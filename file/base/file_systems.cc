@@ -5,6 +5,7 @@
 #include "file/base/local/local_file.h"
 #include "file/base/mem/mem_file.h"
 #include "file/base/redundancy/archive.h"
+#include "file/base/remote/remote_file.h"
 
 // Runs once, when the registry is first used: before any name can be opened.
 const vector<BuiltinFileSystem>& BuiltinFileSystems() {
@@ -15,6 +16,7 @@ const vector<BuiltinFileSystem>& BuiltinFileSystems() {
     return new vector<BuiltinFileSystem>{
         {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
         {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
+        {&FileFactory::remote_file, "root://", &NewRemoteFileFactory},
     };
   }();
   return *list;
