@@ -34,6 +34,7 @@ extern const MethodList kRecordWriterMethods;
 extern const MethodList kRecordReaderMethods;
 extern const MethodList kRecordWriterOpenerMethods;
 extern const MethodList kRecordReaderScriptMethods;
+extern const MethodList kLogMethods;
 
 namespace {
 
@@ -65,6 +66,7 @@ const MethodList* const kFamilies[] = {
     &kRecordReaderMethods,
     &kRecordWriterOpenerMethods,
     &kRecordReaderScriptMethods,
+    &kLogMethods,
 };
 
 std::vector<PyMethodDef>& Table() {
