@@ -127,6 +127,34 @@ def files(root):
     print 'removed', m.File_DeleteRecursively(root), '(files, directories)'
 
 
+def redundancy(root):
+    section('Checksums and archives in ' + root)
+    m.File_RecursivelyCreateDir(root, 0o755)
+    name = root + '/archived'
+    data = ''.join(chr(i * 31 % 256) for i in range(3 << 20))
+    m.File_WriteStringToFile(data, name)
+    by_name, by_handle = m.new_ChecksumState(), m.new_ChecksumState()
+    m.ChecksumState_AddFile(by_name, name)
+    f = m.File_Open(name, 'r')
+    m.ChecksumState_AddOpenFile(by_handle, f)
+    m.delete_File(f)
+    print 'CRC-64 by name %#x, by handle %#x, equal: %d' % (
+        m.ChecksumState_Checksum(by_name), m.ChecksumState_Checksum(by_handle),
+        m.ChecksumState___eq__(by_name, by_handle))
+    print 'archive as %s (unit 64 KiB):' % m.FileReedSolomon_Encoding2Name(m.FileReedSolomon_ENCODING_5_8),
+    print m.File_Archive([name], m.FileReedSolomon_ENCODING_5_8, 64)
+    shards = sorted(m.File_ExtendedMatch(root + '/.archived.rs-*', m.File_MATCH_ALL)[1])
+    print 'shards:', ' '.join(os.path.basename(s) for s in shards)
+    for lost in shards[1:4]:
+        m.File_Delete(lost)
+    ok, back = m.File_ReadFileToString(name)
+    print 'after deleting three shards: read %d, %d bytes, intact: %s, stat length %d' % (
+        ok, len(back), back == data, m.FileStat_length_get(m.File_Stat(name)))
+    print 'archiving again repairs it:', m.File_Archive([name], m.FileReedSolomon_ENCODING_5_8, 0),
+    print 'shards back:', len(m.File_ExtendedMatch(root + '/.archived.rs-*', m.File_MATCH_ALL)[1])
+    print 'removed', m.File_DeleteRecursively(root), '(files, directories)'
+
+
 def factories():
     section('Factories')
     print 'registered names: local %r, memory %r' % (m.cvar.FileFactory_local_file, m.cvar.FileFactory_mem_file)
@@ -178,6 +206,8 @@ def main():
     mem = '/mem/tour-%d' % os.getpid()
     m.File_RecursivelyCreateDir(mem, 0o755)
     files(mem)
+    redundancy(local)
+    redundancy(mem)
     record_files(tempfile.mkdtemp(prefix='pq-tour-'))
     factories()
     print

@@ -20,11 +20,13 @@ extern const MethodList kNameFunctionMethods;
 extern const MethodList kFileNameClassMethods;
 extern const MethodList kFileFactoryMethods;
 extern const MethodList kIsUInt64Methods;
+extern const MethodList kReedSolomonMethods;
 extern const MethodList kInputBufferMethods;
 extern const MethodList kOperationMethods;
 extern const MethodList kErrorFunctionMethods;
 extern const MethodList kOutputBufferMethods;
 extern const MethodList kShardedFunctionMethods;
+extern const MethodList kChecksumMethods;
 extern const MethodList kVersionMethods;
 extern const MethodList kFileAttrMethods;
 extern const MethodList kFileAttributesMethods;
@@ -50,11 +52,13 @@ const MethodList* const kFamilies[] = {
     &kFileNameClassMethods,
     &kFileFactoryMethods,
     &kIsUInt64Methods,
+    &kReedSolomonMethods,
     &kInputBufferMethods,
     &kOperationMethods,
     &kErrorFunctionMethods,
     &kOutputBufferMethods,
     &kShardedFunctionMethods,
+    &kChecksumMethods,
     &kVersionMethods,
     &kFileAttrMethods,
     &kFileAttributesMethods,

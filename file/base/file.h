@@ -172,8 +172,12 @@ class File {
   virtual bool PReadAsyncWithOp(int64 offset, int64 length, IOBuffer* data,
                                 int64* bytes_read, AsyncIO* done,
                                 file::Operation* op);
-  // Read, then run *verifier on the bytes; fails (INTERNAL_ERROR) when it
-  // rejects them, and with ERROR_UNIMPLEMENTED when no verifier is given.
+  // Read, then check the bytes: with a verifier (*verifier not null) by
+  // running it; without one against the checksum in the file's attribute
+  // record (the history blocks around the range are read to check it). A
+  // check that fails fails the read with INTERNAL_ERROR ("data loss: ...");
+  // a file without a recorded checksum fails with ERROR_NOT_FOUND, and bytes
+  // past the recorded length with ERROR_PAST_EOF.
   virtual int64 ReadWithVerifier(void* buffer, uint64 size,
                                  FileDataVerifier** verifier);
   virtual int64 PReadWithVerifier(int64 offset, void* buffer, int64 size,
@@ -408,9 +412,11 @@ class File {
                                  const char* group, bool overwrite,
                                  bool preserve_mtime, bool sync_destination,
                                  BandwidthLimit* limit);
-  // Handle-to-handle copies from the sources' current positions. `attr`
-  // (a checksum record to update) must be null: such records are not kept
-  // by these copies, and a non-null one fails with ERROR_UNIMPLEMENTED.
+  // Handle-to-handle copies from the sources' current positions. With a
+  // non-null `attr`, the copy computes the checksum of the bytes it copied
+  // and puts it, with a new version, into *attr; when the copy is the whole
+  // target file (written from offset 0, and the file ends where the copy
+  // did) the same record is stored as the target's attribute record.
   static bool CopyBytes(File* source, File* target, FileAttr* attr);
   static bool CopyBytes(File* source, File* target, FileAttr* attr,
                         BandwidthLimit* limit);
@@ -454,7 +460,7 @@ class File {
   static bool SnapshotFile(const char* from, const char* to,
                            unsigned int mode);
   static bool Archive(const vector<::string>& names,
-                      FileReedSolomonEncoding encoding, int stripes,
+                      FileReedSolomonEncoding encoding, int stripe_unit_kib,
                       vector<bool>* results);
 
   // Bulk forms: one flag per name, in order; true when all succeeded.
@@ -666,6 +672,8 @@ class File {
   bool ClipRange(const char* what, int64 offset, int64* length);
   int64 VerifyRead(int64 n, const void* buffer, FileDataVerifier* verifier,
                    const char* what);
+  int64 VerifyReadAgainstRecord(int64 offset, int64 n, const void* buffer,
+                                const char* what);
   void CountWrite(int64 written);
   void RecordError(int code, const ::string& message);
   // Membership of the process-wide open-handle list.

@@ -4,13 +4,20 @@
 #include "file/base/file.h"
 #include "file/base/local/local_file.h"
 #include "file/base/mem/mem_file.h"
+#include "file/base/redundancy/archive.h"
 #include "file/base/remote/remote_file.h"
 
+// Runs once, when the registry is first used: before any name can be opened.
 const vector<BuiltinFileSystem>& BuiltinFileSystems() {
-  static const vector<BuiltinFileSystem>* list = new vector<BuiltinFileSystem>{
-      {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
-      {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
-      {&FileFactory::remote_file, "root://", &NewRemoteFileFactory},
-  };
+  static const vector<BuiltinFileSystem>* list = [] {
+    // Reed-Solomon archives read through the ordinary File interface on
+    // every file system.
+    redundancy::InstallArchiveSupport();
+    return new vector<BuiltinFileSystem>{
+        {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
+        {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
+        {&FileFactory::remote_file, "root://", &NewRemoteFileFactory},
+    };
+  }();
   return *list;
 }

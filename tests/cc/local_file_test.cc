@@ -258,7 +258,7 @@ TEST_F(LocalFileTest, BandwidthLimitSlowsCopies) {
   EXPECT_EQ(copy.mtime, source.mtime);  // preserve_mtime
 }
 
-TEST_F(LocalFileTest, StatisticsCountOperationsAndArchiveIsNotAvailable) {
+TEST_F(LocalFileTest, StatisticsCountOperations) {
   FileOpStats* stats = File::opstats();
   const int64 opens = stats->opens;
   const int64 written = stats->bytes_written;
@@ -266,9 +266,6 @@ TEST_F(LocalFileTest, StatisticsCountOperationsAndArchiveIsNotAvailable) {
   EXPECT_EQ(stats->opens, opens + 1);
   EXPECT_EQ(stats->bytes_written, written + 5);
   EXPECT_NE(stats->ToString().find("opens="), std::string::npos);
-  vector<bool> flags;
-  EXPECT_FALSE(File::Archive({P("f")}, FileReedSolomonEncoding(0), 2, &flags));
-  EXPECT_EQ(flags, vector<bool>{false});
 }
 
 // ---- Process-wide values -------------------------------------------------------------------------

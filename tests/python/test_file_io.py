@@ -73,9 +73,10 @@ class HandleTest(file_roots.FileCases):
                                    (lambda: m.File_ReadMultipleDataVariants(f, 0, 1, 1, None, None), 0,
                                     m.ERROR_UNIMPLEMENTED),
                                    (lambda: m.File_SetAccessPattern(f, 99, 0), 0, m.ERROR_INVALID_ARGUMENT),
-                                   (lambda: m.File_ReadWithVerifier(f, t, 8, None), -1L, m.ERROR_UNIMPLEMENTED),
+                                   # nothing recorded to verify against
+                                   (lambda: m.File_ReadWithVerifier(f, t, 8, None), -1L, m.ERROR_NOT_FOUND),
                                    (lambda: m.File_PReadWithVerifier(f, 0, t, 8, None, None), -1L,
-                                    m.ERROR_UNIMPLEMENTED)):
+                                    m.ERROR_NOT_FOUND)):
             m.File_ClearError(f)
             value = call()
             self.assertEqual((type(value), value, m.File_GetCurrentErrorCode(f)), (type(result), result, code))

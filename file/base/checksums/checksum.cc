@@ -204,3 +204,52 @@ bool ChecksumState::FromRecordText(const ::string& text, ChecksumState* state) {
   *state = parsed;
   return true;
 }
+
+bool ChecksumState::HistoryIndexToPositionRange(int index, int64* start, int64* end) const {
+  if (index < 0 || index >= HistoryLength()) return false;
+  if (start != nullptr) *start = index * kBlockSize;
+  if (end != nullptr) *end = (index + 1) * kBlockSize;
+  return true;
+}
+
+void ChecksumState::SetRunningChecksum(uint64 checksum) {
+  aligned_checksum_ = checksum;
+  if (!history_.empty() && aligned_length_ == HistoryLength() * kBlockSize) history_.back() = checksum;
+}
+
+bool ChecksumState::VerifyRange(int64 offset, int64 length, const RangeReader& read,
+                                ::string* why) const {
+  auto fail = [why](const ::string& reason) {
+    if (why != nullptr) *why = reason;
+    return false;
+  };
+  if (offset < 0 || length < 0 || length > Length() || offset > Length() - length) {
+    return fail("range [" + std::to_string(offset) + ", +" + std::to_string(length) +
+                ") lies outside the " + std::to_string(Length()) + " checksummed bytes");
+  }
+  if (length == 0) return true;
+  // From the history point at or before offset to the next one at or after
+  // the range's end (or the end of the checksummed bytes).
+  const int64 first_block = offset / kBlockSize;
+  int64 position = first_block * kBlockSize;
+  uint64 crc = first_block > 0 ? history_[static_cast<size_t>(first_block - 1)] : 0;
+  const int64 end_block = (offset + length + kBlockSize - 1) / kBlockSize;
+  const bool in_history = end_block <= HistoryLength();
+  const int64 stop = in_history ? end_block * kBlockSize : Length();
+  const uint64 expected = in_history ? history_[static_cast<size_t>(end_block - 1)] : Checksum();
+  constexpr int64 kPiece = 1 << 20;
+  ::string buffer(static_cast<size_t>(std::min(kPiece, stop - position)), '\0');
+  while (position < stop) {
+    const int64 want = std::min<int64>(static_cast<int64>(buffer.size()), stop - position);
+    const int64 got = read(position, buffer.data(), want);
+    if (got < 0) return fail("cannot read at " + std::to_string(position));
+    if (got == 0) return fail("the file ends at " + std::to_string(position) + ", before its checksummed length");
+    crc = Crc64(crc, buffer.data(), static_cast<size_t>(got));
+    position += got;
+  }
+  if (crc != expected) {
+    return fail("bytes [" + std::to_string(first_block * kBlockSize) + ", " + std::to_string(stop) +
+                ") do not match the recorded checksum");
+  }
+  return true;
+}

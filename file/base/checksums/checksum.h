@@ -18,9 +18,13 @@
 #define FILE_BASE_CHECKSUM_H_
 
 #include <cstddef>
+#include <functional>
 
 #include "file/base/util/base_types.h"
 #include "file/base/util/status.h"
+
+class File;
+class BandwidthLimit;
 
 class ChecksumState {
  public:
@@ -59,6 +63,70 @@ class ChecksumState {
   // position (0 at worst). Returns the new length; the caller adds the bytes
   // from there on again.
   int64 RewindTo(int64 position);
+
+  // The state cut back as RewindTo does (the bytes after the restored point
+  // must be added again).
+  void TruncateToPosition(int64 position) { RewindTo(position); }
+  // History(index) is the checksum of the bytes [0, end); *start..*end is
+  // the block that entry added: [index * kBlockSize, (index + 1) *
+  // kBlockSize). False (outputs untouched) for an index outside the history.
+  bool HistoryIndexToPositionRange(int index, int64* start, int64* end) const;
+  // Replaces the aligned checksum (the checksum of the whole chunks seen so
+  // far), for a state resumed from a checksum kept elsewhere; lengths and
+  // pending bytes stay, and a history entry that stands for the current
+  // aligned length follows the new value.
+  void SetRunningChecksum(uint64 checksum);
+
+  // Checks bytes [offset, offset + length) of a file against this state,
+  // taken as the file's recorded checksum. `read(position, buffer, n)` must
+  // give the file's bytes [position, position + n) and return how many it
+  // gave (fewer only at end of file), -1 on failure. The check covers the
+  // whole history blocks around the range (and the bytes after the last
+  // history entry up to Length() when the range reaches them), so bytes
+  // outside the range are read too. False, with *why (when not null) saying
+  // why, when the bytes differ, the range lies outside [0, Length()], or the
+  // reading fails.
+  using RangeReader = std::function<int64(int64 position, void* buffer, int64 n)>;
+  bool VerifyRange(int64 offset, int64 length, const RangeReader& read, ::string* why) const;
+
+  // ---- Files (file/base/redundancy/checksum_files.cc) ----------------------
+  //
+  // These read through the File interface, so they work on every file
+  // system. The path forms take the file by name; a file that cannot be
+  // read leaves the state as it was (the reason goes to the log). The handle
+  // forms read with positioned reads and leave the handle's position alone;
+  // they add nothing and return false when the bytes cannot all be read.
+
+  // Adds the whole file.
+  void AddFile(const char* path);
+  bool AddOpenFile(File* file);
+  // Adds the bytes [offset, offset + length); length < 0 means to the end of
+  // the file. A file that ends before offset + length adds nothing.
+  void AddFileBytes(const char* path, int64 offset, int64 length);
+  bool AddOpenFileBytes(File* file, int64 offset, int64 length);
+  // As AddOpenFileBytes, reading no faster than `limit` allows (null: no
+  // limit).
+  bool AddOpenFileBytesWithBandwidthLimit(File* file, int64 offset, int64 length,
+                                          BandwidthLimit* limit);
+
+  // True when the file's bytes match the checksum stored in its attribute
+  // record (FileAttributes). False when no checksum is stored, the file
+  // cannot be read, or the bytes differ; *why (when not null) says which.
+  static bool VerifyChecksum(const char* path, ::string* why);
+  // The same for the bytes [offset, offset + length) only (VerifyRange).
+  static bool VerifyChecksum(const char* path, int64 offset, int64 length, ::string* why);
+  // The CRC-64 of the whole file, equal to Checksum() of a state given the
+  // file by AddFile, computed without reading the file's holes where the
+  // file system can say where they are (local files: SEEK_DATA/SEEK_HOLE);
+  // a hole counts as the zero bytes it reads as. 0 for an empty file and for
+  // a file that cannot be read (the reason goes to the log).
+  static uint64 SparseChecksumFile(const char* path);
+  // Cuts the file to `length` bytes (which must not exceed its size) and
+  // cuts its stored checksum to match, checking the kept bytes against it
+  // first (FileAttributes::LoadPrefix). A file without a stored checksum is
+  // only cut. False, leaving file and record alone, when the kept bytes do
+  // not match the record or the file is finalized.
+  static bool TruncateChecksummedFile(const char* path, int64 length);
 
   // A one-line text form for attribute records:
   //   "<aligned length> <aligned checksum> <pending bytes> <history>"

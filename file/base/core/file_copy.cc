@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <memory>
 
+#include "file/base/checksums/checksum.h"
 #include "file/base/file.h"
+#include "file/base/core/file_attributes.h"
 #include "file/base/core/file_factory_internal.h"
 #include "file/base/core/operation.h"
 
@@ -30,9 +32,10 @@ bool FailFromHandle(File* f, file::Operation* op) {
 
 // Copies up to `count` bytes (< 0: to end of file) from the source's
 // position to the target's; false with op set on failure, or when the
-// source ends before `count` bytes.
+// source ends before `count` bytes. The bytes copied are added to *checksum
+// when it is not null.
 bool CopyStream(File* source, File* target, int64 count, BandwidthLimit* limit,
-                file::Operation* op) {
+                file::Operation* op, ChecksumState* checksum = nullptr) {
   if (source == nullptr || target == nullptr) {
     return FileFactory::FailWith(op, file::ERROR_INVALID_ARGUMENT, "Copy", "",
                                  "missing source or target handle");
@@ -46,6 +49,7 @@ bool CopyStream(File* source, File* target, int64 count, BandwidthLimit* limit,
     if (n == 0) break;
     if (limit != nullptr) limit->Consume(n);
     if (target->Write(buffer.data(), static_cast<uint64>(n)) != n) return FailFromHandle(target, op);
+    if (checksum != nullptr) checksum->Add(buffer.data(), static_cast<size_t>(n));
     copied += n;
   }
   if (count >= 0 && copied < count) {
@@ -56,18 +60,28 @@ bool CopyStream(File* source, File* target, int64 count, BandwidthLimit* limit,
   return true;
 }
 
-// Handle-to-handle copy; count < 0 copies to the end of the source.
+// Handle-to-handle copy; count < 0 copies to the end of the source. With
+// `attr`, the checksum of the bytes copied (and a new version) goes into
+// *attr, and into the target's attribute record when the copy is the whole
+// target file (it was written from offset 0 and the file ends where the copy
+// did).
 bool CopyHandles(File* source, File* target, int64 count, FileAttr* attr,
                  BandwidthLimit* limit) {
   file::Operation op;
-  // Checksum records are not maintained by these copies; saying so beats
-  // leaving a record silently stale.
-  if (attr != nullptr) {
-    return FileFactory::FailWith(&op, file::ERROR_UNIMPLEMENTED, "CopyBytes",
-                                 target != nullptr ? target->CreateFileName() : "",
-                                 "copies do not maintain checksum records");
+  if (attr == nullptr) return CopyStream(source, target, count, limit, &op);
+  const int64 start = target != nullptr ? target->Tell() : -1;
+  ChecksumState checksum;
+  if (!CopyStream(source, target, count, limit, &op, &checksum)) return false;
+  attr->checksum = checksum;
+  attr->version = file_attributes->CreateVersion();
+  attr->finalized = false;
+  if (start != 0 || !target->Flush() || target->Size() != checksum.Length()) return true;
+  const ::string name = target->CreateFileName();
+  if (!file_attributes->Store(name.c_str(), attr)) {
+    return FileFactory::FailWith(&op, file::ERROR_UNKNOWN, "CopyBytes", name,
+                                 "cannot record the checksum of the copy");
   }
-  return CopyStream(source, target, count, limit, &op);
+  return true;
 }
 
 struct CopySettings {

@@ -9,6 +9,7 @@
 #include <exception>
 #include <new>
 
+#include "file/base/core/archive_support.h"
 #include "file/base/core/async.h"
 #include "file/base/core/attr_record.h"
 #include "file/base/file.h"
@@ -18,6 +19,7 @@
 #include "file/base/core/operation.h"
 #include "file/base/names/path.h"
 #include "file/base/core/stat_attribute_cache.h"
+#include "file/base/util/hook_slot.h"
 
 namespace file_internal {
 
@@ -175,10 +177,30 @@ File* FileFactory::CreateFullySpecified(const char* name, const char* mode, Attr
   return CreateWithOptions(name, mode, options);
 }
 
+namespace file {
+
+namespace {
+HookSlot<ArchiveSupport>& ArchiveSupportSlot() {
+  static HookSlot<ArchiveSupport> slot;
+  return slot;
+}
+}  // namespace
+
+void SetArchiveSupport(ArchiveSupport support) { ArchiveSupportSlot().Set(std::move(support)); }
+std::shared_ptr<const ArchiveSupport> GetArchiveSupport() { return ArchiveSupportSlot().Get(); }
+
+}  // namespace file
+
 File* FileFactory::CreateWithOptions(const char* name, const char* mode,
                                      const FileOpenOptions& options) {
   file::OpenMode parsed;
   if (name == nullptr || name[0] == '\0' || !file::ParseOpenMode(mode, &parsed)) return nullptr;
+  // Archives are read through their own handles; they are never written.
+  if (!parsed.write && !parsed.append) {
+    if (const auto support = file::GetArchiveSupport(); support && support->open) {
+      if (File* archived = support->open(this, name, mode, options)) return archived;
+    }
+  }
   return NewFile(name, mode, options);
 }
 
@@ -213,6 +235,13 @@ bool FileFactory::ReadFileToString(const ::string& name, ::string* contents,
   NamedOp op(caller, "ReadFileToString", name.c_str());
   if (!op.Begin(name.c_str())) return false;
   if (contents == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "no output string");
+  // An archive's bytes come through its own handle, whatever shortcut the
+  // file system has for whole files.
+  if (const auto support = file::GetArchiveSupport(); support && support->open) {
+    if (File* archived = support->open(this, name.c_str(), "r", FileOpenOptions())) {
+      return ReadWholeHandle(archived, contents, op.op());
+    }
+  }
   return DoReadWholeFile(name, contents, op.op());
 }
 
@@ -227,6 +256,10 @@ bool FileFactory::DoReadWholeFile(const ::string& name, ::string* contents,
                                   file::Operation* op) {
   File* f = CreateWithOptions(name.c_str(), "r", FileOpenOptions());
   if (f == nullptr) return FailWith(op, file::ERROR_INVALID_ARGUMENT, "ReadFileToString", name.c_str(), "bad file name");
+  return ReadWholeHandle(f, contents, op);
+}
+
+bool FileFactory::ReadWholeHandle(File* f, ::string* contents, file::Operation* op) {
   if (!f->OpenWithOp(op)) {
     file::CloseAndDelete(f);
     return false;
@@ -320,9 +353,17 @@ bool FileFactory::StatWithOp(const char* name, FileStat* stat, file::Operation* 
   stat->Clear();
   if (!DoStat(name, stat, op.op())) return false;
   ++File::opstats()->stats;
-  return file::CachedStatAttributes(this, name, &stat->attributes, [&](Attr_t* attr) {
-    return GetAttributes(name, attr, op.op());
-  });
+  if (!file::CachedStatAttributes(this, name, &stat->attributes, [&](Attr_t* attr) {
+        return GetAttributes(name, attr, op.op());
+      })) {
+    return false;
+  }
+  if (stat->attributes.has(Attr_t::FROZEN)) {
+    if (const auto support = file::GetArchiveSupport(); support && support->stat) {
+      support->stat(this, name, stat);
+    }
+  }
+  return true;
 }
 
 bool FileFactory::StatLocked(const char* name, LockInfo* lock, FileStat* stat) {
@@ -501,9 +542,22 @@ bool FileFactory::DeleteWithOp(const char* name, file::Operation* caller) {
   Attr_t attr;
   if (!GetAttributes(name, &attr, op.op())) return false;
   if (attr.has(Attr_t::PROTECTED)) return op.Fail(file::ERROR_PERMISSION_DENIED, "file is protected");
+  vector<::string> companions;  // an archive's shards go with it
+  if (attr.has(Attr_t::FROZEN)) {
+    if (const auto support = file::GetArchiveSupport(); support && support->companions) {
+      companions = support->companions(this, name);
+    }
+  }
   if (!DoDelete(name, op.op())) return false;
   ++File::opstats()->deletes;
-  return file::DeleteAttributeRecord(this, name, op.op());
+  if (!file::DeleteAttributeRecord(this, name, op.op())) return false;
+  for (const ::string& companion : companions) {
+    file::Operation each;
+    if (!DoDelete(companion.c_str(), &each) && each.error() != file::ERROR_NOT_FOUND) {
+      return file_internal::CopyFailure(each, op.op());
+    }
+  }
+  return true;
 }
 
 bool FileFactory::DeleteAsync(const char* name, LockInfo* lock, AsyncIO* done) {
@@ -840,14 +894,23 @@ bool FileFactory::AcquireLock(const ::string& name, const LockInfo& lock,
   return DoAcquireLock(name, lock, held, op.op());
 }
 
-bool FileFactory::Archive(const vector<::string>& names, FileReedSolomonEncoding, int,
-                          vector<bool>* results) {
-  // No Operation or handle carries this call's error, so the reason goes to
+bool FileFactory::Archive(const vector<::string>& names, FileReedSolomonEncoding encoding,
+                          int stripe_unit_kib, vector<bool>* results) {
+  const auto support = file::GetArchiveSupport();
+  // No Operation or handle carries this call's errors, so the reasons go to
   // the log.
-  LogMessage(__FILE__, __LINE__, logging::WARNING).stream()
-      << "Archive of " << names.size() << " file(s): "
-      << file::ErrorToString(file::ERROR_UNIMPLEMENTED)
-      << " (Reed-Solomon archiving is not available on this file system)";
-  if (results != nullptr) results->assign(names.size(), false);
-  return false;
+  auto log = [](const ::string& message) {
+    LogMessage(__FILE__, __LINE__, logging::WARNING).stream() << message;
+  };
+  if (!support || !support->archive) {
+    log("Archive of " + std::to_string(names.size()) + " file(s): " +
+        file::ErrorToString(file::ERROR_UNIMPLEMENTED) + " (no archive implementation is installed)");
+    if (results != nullptr) results->assign(names.size(), false);
+    return false;
+  }
+  return file_internal::RunBulk(names, nullptr, results, [&](const char* name, file::Operation* op) {
+    if (support->archive(this, name, encoding, stripe_unit_kib, op)) return true;
+    log("Archive " + ::string(name) + ": " + file::ErrorToString(op->error()) + ": " + op->message());
+    return false;
+  });
 }

@@ -117,9 +117,11 @@ class FileFactory {
   virtual bool SetGroup(const char* name, const char* group);
   virtual bool SetGroupWithOp(const char* name, const char* group,
                               file::Operation* op);
-  // Reed-Solomon archiving of files; not available on these file systems.
+  // Reed-Solomon archiving of files (file/base/core/archive_support.h):
+  // one result per name; fails with ERROR_UNIMPLEMENTED (logged) when no
+  // archive implementation is installed.
   virtual bool Archive(const vector<::string>& names,
-                       FileReedSolomonEncoding encoding, int stripes,
+                       FileReedSolomonEncoding encoding, int stripe_unit_kib,
                        vector<bool>* results);
   // Bulk forms: one result per name, in order; true only when every name
   // succeeded. A failed name leaves a null handle (BulkOpen) or a cleared
@@ -235,6 +237,8 @@ class FileFactory {
   // cheaper route override it (attribute records are read on every stat).
   virtual bool DoReadWholeFile(const ::string& name, ::string* contents,
                                file::Operation* op);
+  // Opens the unopened handle f, reads it whole into *contents and frees it.
+  static bool ReadWholeHandle(File* f, ::string* contents, file::Operation* op);
   virtual bool DoAcquireLock(const ::string& name, const LockInfo& lock,
                              std::unique_ptr<file::HeldLock>* held,
                              file::Operation* op) = 0;

@@ -14,6 +14,7 @@
 
 #include "file/base/core/async.h"
 #include "file/base/core/attr_record.h"
+#include "file/base/core/file_attributes.h"
 #include "file/base/file.h"
 #include "file/base/core/file_factory_internal.h"
 #include "file/base/core/operation.h"
@@ -1009,28 +1010,72 @@ int64 File::VerifyRead(int64 n, const void* buffer, FileDataVerifier* verifier,
   return n;
 }
 
-int64 File::ReadWithVerifier(void* buffer, uint64 size,
-                             FileDataVerifier** verifier) {
-  if (verifier == nullptr || *verifier == nullptr) {
-    SetError(file::ERROR_UNIMPLEMENTED, "ReadWithVerifier",
-             "no verifier given; unverified reads use Read");
+// Checks [offset, offset + n), just read into `buffer`, against the file's
+// recorded checksum (VerifyRange reads the rest of the blocks around it).
+int64 File::VerifyReadAgainstRecord(int64 offset, int64 n, const void* buffer,
+                                    const char* what) {
+  if (n < 0) return n;
+  FileAttr attr;
+  if (!file_attributes->Load(name_.c_str(), &attr)) {
+    SetError(file::ERROR_NOT_FOUND, what,
+             "no checksum is recorded for the file to verify against");
     return -1;
   }
-  return VerifyRead(Read(buffer, size), buffer, *verifier, "ReadWithVerifier");
+  if (n == 0) return 0;
+  if (offset + n > attr.checksum.Length()) {
+    SetError(file::ERROR_PAST_EOF, what,
+             ("only the first " + std::to_string(attr.checksum.Length()) +
+              " bytes have a recorded checksum").c_str());
+    return -1;
+  }
+  const char* bytes = static_cast<const char*>(buffer);
+  auto read = [&](int64 position, void* out, int64 length) -> int64 {
+    char* to = static_cast<char*>(out);
+    int64 done = 0;
+    while (done < length) {
+      const int64 at = position + done;
+      int64 got;
+      if (at >= offset && at < offset + n) {
+        got = std::min(length - done, offset + n - at);
+        std::memcpy(to + done, bytes + (at - offset), static_cast<size_t>(got));
+      } else {
+        const int64 want = at < offset ? std::min(length - done, offset - at) : length - done;
+        got = PRead(at, to + done, want);
+        if (got < 0) return -1;
+        if (got == 0) break;
+      }
+      done += got;
+    }
+    return done;
+  };
+  ::string why;
+  if (!attr.checksum.VerifyRange(offset, n, read, &why)) {
+    SetError(file::INTERNAL_ERROR, what, ("data loss: " + why).c_str());
+    return -1;
+  }
+  return n;
+}
+
+int64 File::ReadWithVerifier(void* buffer, uint64 size,
+                             FileDataVerifier** verifier) {
+  if (verifier != nullptr && *verifier != nullptr) {
+    return VerifyRead(Read(buffer, size), buffer, *verifier, "ReadWithVerifier");
+  }
+  const int64 offset = Tell();
+  if (offset < 0) return -1;
+  const int64 n = Read(buffer, size);
+  return VerifyReadAgainstRecord(offset, n, buffer, "ReadWithVerifier");
 }
 
 int64 File::PReadWithVerifier(int64 offset, void* buffer, int64 size,
                               file::Operation* op,
                               FileDataVerifier** verifier) {
-  if (verifier == nullptr || *verifier == nullptr) {
-    FileOpScope scope(this, op, "PReadWithVerifier");
-    SetError(file::ERROR_UNIMPLEMENTED, "PReadWithVerifier",
-             "no verifier given; unverified reads use PRead");
-    return -1;
-  }
   const int64 n = PReadWithOp(offset, buffer, size, op);
   FileOpScope scope(this, op, "PReadWithVerifier");
-  return VerifyRead(n, buffer, *verifier, "PReadWithVerifier");
+  if (verifier != nullptr && *verifier != nullptr) {
+    return VerifyRead(n, buffer, *verifier, "PReadWithVerifier");
+  }
+  return VerifyReadAgainstRecord(offset, n, buffer, "PReadWithVerifier");
 }
 
 bool File::ReadMultipleDataVariants(int64, int64, int, vector<DataVariant*>*,

@@ -297,10 +297,18 @@ bool File::SnapshotFile(const char* from, const char* to, unsigned int mode) {
   return Snapshot(from, to, mode, mode);
 }
 
-bool File::Archive(const vector<::string>& names, FileReedSolomonEncoding encoding, int stripes,
-                   vector<bool>* results) {
-  return FileFactory::ForName(names.empty() ? nullptr : names[0].c_str())
-      ->Archive(names, encoding, stripes, results);
+bool File::Archive(const vector<::string>& names, FileReedSolomonEncoding encoding,
+                   int stripe_unit_kib, vector<bool>* results) {
+  // Each name is archived on its own file system.
+  vector<bool> flags;
+  bool all = true;
+  for (const ::string& name : names) {
+    vector<bool> one;
+    all = FileFactory::ForName(name.c_str())->Archive({name}, encoding, stripe_unit_kib, &one) && all;
+    flags.push_back(!one.empty() && one[0]);
+  }
+  if (results != nullptr) *results = std::move(flags);
+  return all;
 }
 
 // ---- Whole files ---------------------------------------------------------------------------

@@ -1,0 +1,215 @@
+// ChecksumState over files (any file system), verification against stored
+// records, truncation, sparse checksums; random splits of the byte stream.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "file/base/checksums/checksum.h"
+#include "file/base/core/file_attributes.h"
+#include "file/base/file.h"
+#include "tests/cc/checksum_testing.h"
+#include "tests/cc/redundancy_testing.h"
+
+namespace {
+
+using checksum_testing::kBlock;
+using checksum_testing::RandomBytes;
+using checksum_testing::StateOf;
+
+TEST(ChecksumSplitTest, RandomSplitsGiveTheSameState) {
+  const std::string data = RandomBytes(2 * kBlock + 333, 11);
+  const ChecksumState whole = StateOf(data);
+  std::mt19937 gen(7);
+  for (int round = 0; round < 20; ++round) {
+    ChecksumState pieces;
+    size_t at = 0;
+    while (at < data.size()) {
+      // Mostly small pieces, now and then one that crosses a block.
+      const size_t most = gen() % 8 == 0 ? size_t(kBlock + 200) : 300;
+      const size_t n = std::min<size_t>(1 + gen() % most, data.size() - at);
+      pieces.Add(data.data() + at, n);
+      ASSERT_EQ(pieces.Length(), static_cast<int64>(at + n));
+      ASSERT_EQ(pieces.Length(), pieces.AlignedLength() + static_cast<int64>(pieces.PostAlignData().size()));
+      at += n;
+    }
+    EXPECT_TRUE(pieces == whole) << "round " << round;
+  }
+  ChecksumState copy = whole;
+  EXPECT_TRUE(copy == whole);
+  copy.Add("x", 1);
+  EXPECT_TRUE(copy != whole);
+}
+
+TEST(ChecksumStateTest, HistoryRangesAndRunningChecksum) {
+  const ChecksumState state = StateOf(RandomBytes(2 * kBlock + 5, 12));
+  int64 start = -1, end = -1;
+  ASSERT_TRUE(state.HistoryIndexToPositionRange(1, &start, &end));
+  EXPECT_EQ(start, kBlock);
+  EXPECT_EQ(end, 2 * kBlock);
+  for (int bad : {-1, 2}) {
+    start = end = 77;
+    EXPECT_FALSE(state.HistoryIndexToPositionRange(bad, &start, &end)) << bad;
+    EXPECT_EQ(start, 77);
+  }
+  ChecksumState exact = StateOf(RandomBytes(kBlock, 13));
+  exact.SetRunningChecksum(0x1234);
+  EXPECT_EQ(exact.AlignedChecksum(), 0x1234u);
+  EXPECT_EQ(exact.History(0), 0x1234u);  // the entry for the current length follows
+  ChecksumState resumed;
+  EXPECT_TRUE(ChecksumState::FromRecordText(exact.ToRecordText(), &resumed));
+}
+
+TEST(ChecksumStateTest, VerifyRangeReadsWholeBlocksAndSpotsDamage) {
+  std::string data = RandomBytes(3 * kBlock + 1000, 14);
+  const ChecksumState recorded = StateOf(data);
+  int64 lowest = -1, highest = -1;
+  auto reader = [&](int64 position, void* buffer, int64 n) -> int64 {
+    if (position >= static_cast<int64>(data.size())) return 0;
+    n = std::min<int64>(n, data.size() - position);
+    if (lowest < 0 || position < lowest) lowest = position;
+    highest = std::max(highest, position + n);
+    std::memcpy(buffer, data.data() + position, n);
+    return n;
+  };
+  ::string why;
+  EXPECT_TRUE(recorded.VerifyRange(kBlock + 10, 20, reader, &why)) << why;
+  EXPECT_EQ(lowest, kBlock);
+  EXPECT_EQ(highest, 2 * kBlock);
+  EXPECT_TRUE(recorded.VerifyRange(3 * kBlock + 900, 100, reader, &why)) << why;  // the tail
+  EXPECT_TRUE(recorded.VerifyRange(0, 0, reader, &why));
+  data[2 * kBlock + 7] ^= 1;
+  EXPECT_TRUE(recorded.VerifyRange(0, kBlock, reader, &why));
+  EXPECT_FALSE(recorded.VerifyRange(2 * kBlock + 500, 1, reader, &why));
+  EXPECT_NE(why.find("do not match"), ::string::npos) << why;
+  for (auto [offset, length] : {std::pair<int64, int64>{-1, 5}, {0, 3 * kBlock + 1001}, {3 * kBlock + 1000, 1}}) {
+    EXPECT_FALSE(recorded.VerifyRange(offset, length, reader, &why)) << offset;
+    EXPECT_NE(why.find("outside"), ::string::npos) << why;
+  }
+  data.resize(kBlock);
+  EXPECT_FALSE(recorded.VerifyRange(kBlock + 5, 1, reader, &why));
+  EXPECT_NE(why.find("ends"), ::string::npos) << why;
+}
+
+class ChecksumFileTest : public redundancy_testing::DirTest {};
+
+TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
+  const std::string data = RandomBytes(kBlock + 4321, 15);
+  const std::string path = Put("f", data);
+  ChecksumState state;
+  state.AddFile(path.c_str());
+  EXPECT_TRUE(state == StateOf(data));
+  state.Clear();
+  state.AddFileBytes(path.c_str(), 100, 5000);
+  EXPECT_TRUE(state == StateOf(data.substr(100, 5000)));
+  state.AddFileBytes(path.c_str(), 5100, -1);
+  EXPECT_TRUE(state == StateOf(data.substr(100)));
+
+  // A missing file, or one that ends too soon, leaves the state alone.
+  const ChecksumState before = state;
+  state.AddFile(P("missing").c_str());
+  state.AddFileBytes(path.c_str(), data.size() - 10, 11);
+  EXPECT_TRUE(state == before);
+
+  std::unique_ptr<File, void (*)(File*)> f(File::Open(path.c_str(), "r"), [](File* h) { file::CloseAndDelete(h); });
+  ASSERT_NE(f, nullptr);
+  ASSERT_TRUE(f->Seek(7));
+  ChecksumState open;
+  EXPECT_TRUE(open.AddOpenFile(f.get()));
+  EXPECT_TRUE(open == StateOf(data));
+  EXPECT_EQ(f->Tell(), 7);  // positioned reads leave the position alone
+  open.Clear();
+  EXPECT_TRUE(open.AddOpenFileBytes(f.get(), 10, 20));
+  EXPECT_FALSE(open.AddOpenFileBytes(f.get(), data.size() - 1, 2));
+  EXPECT_FALSE(open.AddOpenFileBytes(nullptr, 0, 1));
+  EXPECT_TRUE(open == StateOf(data.substr(10, 20)));
+
+  // 1 MiB at 4 MiB/s: at least about a quarter of a second.
+  BandwidthLimit limit(4 << 20);
+  ChecksumState limited;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(limited.AddOpenFileBytesWithBandwidthLimit(f.get(), 0, kBlock, &limit));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(150));
+  EXPECT_TRUE(limited == StateOf(data.substr(0, kBlock)));
+}
+
+TEST_P(ChecksumFileTest, VerifyAgainstTheStoredRecord) {
+  std::string data = RandomBytes(2 * kBlock + 99, 16);
+  const std::string path = Put("v", data);
+  ::string why;
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), &why));
+  EXPECT_NE(why.find("no checksum"), ::string::npos) << why;
+  FileAttr attr;
+  attr.checksum = StateOf(data);
+  ASSERT_TRUE(file_attributes->Store(path.c_str(), &attr));
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), &why)) << why;
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 0, data.size(), &why)) << why;
+
+  data[kBlock + 3] ^= 0x40;
+  ASSERT_TRUE(File::WriteStringToFile(data, path));
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), &why));
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 10, 10, &why)) << why;
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 2 * kBlock, 99, &why)) << why;
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), kBlock - 1, 2, &why));
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(P("missing").c_str(), nullptr));
+}
+
+TEST_P(ChecksumFileTest, TruncateKeepsTheRecordRight) {
+  const std::string data = RandomBytes(kBlock + 700, 17);
+  const std::string path = Put("t", data);
+  FileAttr attr;
+  attr.checksum = StateOf(data);
+  ASSERT_TRUE(file_attributes->Store(path.c_str(), &attr));
+  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), data.size() + 1));
+  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), -1));
+  ASSERT_TRUE(ChecksumState::TruncateChecksummedFile(path.c_str(), kBlock + 5));
+  EXPECT_EQ(File::GetFileSize(path.c_str()), kBlock + 5);
+  FileAttr cut;
+  ASSERT_TRUE(file_attributes->Load(path.c_str(), &cut));
+  EXPECT_TRUE(cut.checksum == StateOf(data.substr(0, kBlock + 5)));
+  ::string why;
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), &why)) << why;
+
+  // Bytes that no longer match their record are not cut.
+  std::string damaged = data.substr(0, kBlock + 5);
+  damaged[3] ^= 1;
+  ASSERT_TRUE(File::WriteStringToFile(damaged, path));
+  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), 10));
+  EXPECT_EQ(File::GetFileSize(path.c_str()), kBlock + 5);
+
+  // Without a record the file is only cut.
+  const std::string plain = Put("plain", "0123456789");
+  EXPECT_TRUE(ChecksumState::TruncateChecksummedFile(plain.c_str(), 4));
+  EXPECT_EQ(File::GetFileSize(plain.c_str()), 4);
+  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(P("missing").c_str(), 0));
+}
+
+TEST_P(ChecksumFileTest, SparseChecksumEqualsTheWholeFilesChecksum) {
+  // Data, a hole of several blocks, data, and a trailing hole.
+  std::string data(5 * kBlock + 17, '\0');
+  const std::string head = RandomBytes(3000, 18), middle = RandomBytes(kBlock / 2, 19);
+  data.replace(0, head.size(), head);
+  data.replace(3 * kBlock, middle.size(), middle);
+  std::string path = P("sparse");
+  if (GetParam() == "local") {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::pwrite(fd, head.data(), head.size(), 0), static_cast<ssize_t>(head.size()));
+    ASSERT_EQ(::pwrite(fd, middle.data(), middle.size(), 3 * kBlock), static_cast<ssize_t>(middle.size()));
+    ASSERT_EQ(::ftruncate(fd, static_cast<off_t>(data.size())), 0);
+    ::close(fd);
+  } else {
+    path = Put("sparse", data);
+  }
+  EXPECT_EQ(ChecksumState::SparseChecksumFile(path.c_str()), StateOf(data).Checksum());
+  EXPECT_EQ(ChecksumState::SparseChecksumFile(Put("empty", "").c_str()), 0u);
+  EXPECT_EQ(ChecksumState::SparseChecksumFile(P("missing").c_str()), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, ChecksumFileTest, ::testing::Values("local", "mem"));
+
+}  // namespace

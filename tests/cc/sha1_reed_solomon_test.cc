@@ -1,0 +1,166 @@
+// SHA-1 against the published test vectors; the Reed-Solomon codec losing
+// every allowed combination of cells; the encoding names.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "file/base/redundancy/reed_solomon.h"
+#include "file/base/redundancy/sha1.h"
+#include "tests/cc/checksum_testing.h"
+#include "tests/cc/redundancy_testing.h"
+
+namespace {
+
+using checksum_testing::RandomBytes;
+
+TEST(Sha1Test, Fips180Vectors) {
+  const struct { std::string input; const char* digest; } cases[] = {
+      {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
+      {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
+      {std::string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
+      {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
+  };
+  for (const auto& c : cases) {
+    Sha1 whole;
+    whole.Update(c.input);
+    EXPECT_EQ(whole.HexDigest(), c.digest) << c.input.size();
+    // Any split gives the same digest; reading the digest does not end it.
+    Sha1 pieces;
+    for (size_t at = 0; at < c.input.size(); at += 61) pieces.Update(c.input.substr(at, 61));
+    EXPECT_EQ(pieces.Digest(), whole.Digest());
+    EXPECT_EQ(pieces.Digest().size(), 20u);
+  }
+  Sha1 a;
+  a.Update("ab");
+  Sha1 b(a);  // copies go their own way
+  b.Update("c");
+  a.Update("x");
+  EXPECT_EQ(b.HexDigest(), "a9993e364706816aba3e25717850c26c9cd0d89d");
+  a.Reset();
+  EXPECT_EQ(a.HexDigest(), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
+  EXPECT_EQ(a.GetDigestLength(), 20);
+  EXPECT_EQ(a.GetMDBlockSize(), 64);
+}
+
+class Sha1FileTest : public redundancy_testing::DirTest {};
+
+TEST_P(Sha1FileTest, FilesAndHandles) {
+  const std::string data = RandomBytes(3 * (1 << 20) + 5, 21);
+  const std::string path = Put("s", data);
+  Sha1 expected;
+  expected.Update(data);
+  Sha1Checksum sum;
+  EXPECT_TRUE(sum.AddFile(path.c_str()));
+  EXPECT_EQ(sum.Digest(), expected.Digest());
+  const std::string before = sum.Digest();
+  EXPECT_FALSE(sum.AddFile(P("missing").c_str()));
+  EXPECT_FALSE(sum.AddOpenFile(nullptr));
+  EXPECT_EQ(sum.Digest(), before);
+  File* f = File::Open(path.c_str(), "r");
+  ASSERT_NE(f, nullptr);
+  Sha1Checksum open;
+  open.Add("", 0);
+  EXPECT_TRUE(open.AddOpenFile(f));
+  EXPECT_EQ(open.Digest(), expected.Digest());
+  file::CloseAndDelete(f);
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, Sha1FileTest, ::testing::Values("local", "mem"));
+
+TEST(FileReedSolomonTest, NamesAndParameters) {
+  const struct { FileReedSolomon::Encoding e; const char* name; int data, total; } cases[] = {
+      {FileReedSolomon::ENCODING_5_8, "rs_5_8", 5, 8},
+      {FileReedSolomon::ENCODING_9_13, "rs_9_13", 9, 13},
+      {FileReedSolomon::ENCODING_20_30, "rs_20_30", 20, 30},
+  };
+  for (const auto& c : cases) {
+    int data = 0, total = 0;
+    EXPECT_TRUE(FileReedSolomon::Encoding2Params(c.e, &data, &total));
+    EXPECT_EQ(data, c.data);
+    EXPECT_EQ(total, c.total);
+    EXPECT_STREQ(FileReedSolomon::Encoding2Name(c.e), c.name);
+    FileReedSolomon::Encoding back = FileReedSolomon::NUM_ENCODINGS;
+    EXPECT_TRUE(FileReedSolomon::Name2Encoding(c.name, &back));
+    EXPECT_EQ(back, c.e);
+  }
+  for (int bad : {-1, 3, 1000}) {
+    int data = -7;
+    EXPECT_FALSE(FileReedSolomon::Encoding2Params(static_cast<FileReedSolomon::Encoding>(bad), &data, nullptr));
+    EXPECT_EQ(data, -7);
+    EXPECT_EQ(FileReedSolomon::Encoding2Name(static_cast<FileReedSolomon::Encoding>(bad)), nullptr);
+  }
+  FileReedSolomon::Encoding e = FileReedSolomon::ENCODING_9_13;
+  for (const char* bad : std::vector<const char*>{"", "RS_5_8", "rs_5_8 ", "rs_5", nullptr}) {
+    EXPECT_FALSE(FileReedSolomon::Name2Encoding(bad, &e));
+    EXPECT_EQ(e, FileReedSolomon::ENCODING_9_13);
+  }
+}
+
+// Encodes random cells, loses `lost`, rebuilds them from the rest.
+void LoseAndRebuild(const redundancy::ReedSolomonCodec& codec, const std::vector<int>& lost, unsigned seed) {
+  constexpr int64 kLength = 1000;
+  std::vector<std::string> cells(codec.total());
+  std::vector<unsigned char*> ptrs(codec.total());
+  for (int i = 0; i < codec.total(); ++i) {
+    cells[i] = i < codec.data() ? RandomBytes(kLength, seed + i) : std::string(kLength, '\0');
+    ptrs[i] = reinterpret_cast<unsigned char*>(cells[i].data());
+  }
+  codec.Encode(kLength, ptrs.data(), ptrs.data() + codec.data());
+  std::vector<int> present;
+  for (int i = 0; i < codec.total(); ++i) {
+    if (std::find(lost.begin(), lost.end(), i) == lost.end()) present.push_back(i);
+  }
+  redundancy::ReedSolomonCodec::Decoder decoder;
+  ASSERT_TRUE(codec.MakeDecoder(lost, present, &decoder));
+  std::vector<const unsigned char*> sources;
+  for (int i : decoder.sources()) sources.push_back(ptrs[i]);
+  std::vector<std::string> rebuilt(lost.size(), std::string(kLength, '\0'));
+  std::vector<unsigned char*> targets;
+  for (auto& r : rebuilt) targets.push_back(reinterpret_cast<unsigned char*>(r.data()));
+  decoder.Rebuild(kLength, sources.data(), targets.data());
+  for (size_t l = 0; l < lost.size(); ++l) EXPECT_EQ(rebuilt[l], cells[lost[l]]) << "cell " << lost[l];
+}
+
+TEST(ReedSolomonCodecTest, FiveOfEightSurvivesEveryLossOfThree) {
+  const redundancy::ReedSolomonCodec codec(5, 8);
+  int patterns = 0;
+  for (int mask = 1; mask < 256; ++mask) {
+    if (__builtin_popcount(mask) > 3) continue;
+    std::vector<int> lost;
+    for (int i = 0; i < 8; ++i) {
+      if (mask & (1 << i)) lost.push_back(i);
+    }
+    LoseAndRebuild(codec, lost, mask);
+    ++patterns;
+  }
+  EXPECT_EQ(patterns, 8 + 28 + 56);
+}
+
+TEST(ReedSolomonCodecTest, LargerEncodingsSurviveRandomLosses) {
+  std::mt19937 gen(5);
+  for (auto [data, total] : {std::pair{9, 13}, std::pair{20, 30}}) {
+    const redundancy::ReedSolomonCodec codec(data, total);
+    for (int round = 0; round < 30; ++round) {
+      std::vector<int> cells(total);
+      for (int i = 0; i < total; ++i) cells[i] = i;
+      std::shuffle(cells.begin(), cells.end(), gen);
+      cells.resize(1 + gen() % (total - data));
+      LoseAndRebuild(codec, cells, round);
+    }
+  }
+}
+
+TEST(ReedSolomonCodecTest, RefusesTooFewOrBadCells) {
+  const redundancy::ReedSolomonCodec codec(5, 8);
+  redundancy::ReedSolomonCodec::Decoder decoder;
+  EXPECT_FALSE(codec.MakeDecoder({0, 1, 2, 3}, {4, 5, 6, 7}, &decoder));  // four left, five needed
+  EXPECT_FALSE(codec.MakeDecoder({8}, {0, 1, 2, 3, 4}, &decoder));
+  EXPECT_FALSE(codec.MakeDecoder({0, 0}, {1, 2, 3, 4, 5}, &decoder));
+  EXPECT_FALSE(codec.MakeDecoder({0}, {0, 1, 2, 3, 4}, &decoder));  // a lost cell is no source
+  EXPECT_TRUE(codec.MakeDecoder({}, {3, 4, 5, 6, 7}, &decoder));
+}
+
+}  // namespace
