@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   quarry::AddFileCommands(app);
   quarry::AddCopyCommands(app);
   quarry::AddChecksumCommands(app);
+  quarry::AddRecordCommands(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

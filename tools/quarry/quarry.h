@@ -82,6 +82,7 @@ std::string Basename(const std::string& name);
 void AddFileCommands(CLI::App& app);      // ls stat cat rm mkdir
 void AddCopyCommands(CLI::App& app);      // cp
 void AddChecksumCommands(CLI::App& app);  // checksum
+void AddRecordCommands(CLI::App& app);    // records cat|count|verify
 
 }  // namespace quarry
 
