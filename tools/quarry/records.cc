@@ -149,12 +149,6 @@ void Verify(const std::vector<std::string>& args) {
     throw Failure(fmt::format("{} damaged record file{}", damaged_files, damaged_files == 1 ? "" : "s"));
 }
 
-// `message` naming `name` where it named the temporary file.
-std::string NameTheDestination(std::string message, const std::string& temporary, const std::string& name) {
-  for (size_t at; (at = message.find(temporary)) != std::string::npos;) message.replace(at, temporary.size(), name);
-  return message;
-}
-
 // Writes each line of standard input (without its newline) as one record,
 // under a temporary name that is renamed into place once all are written.
 void Write(const std::string& name, const std::string& compression) {
