@@ -32,6 +32,40 @@ def proxies():
     fb.File.Delete(name)
 
 
+def streams():
+    section('Buffered streams with a checksum record')
+    name = '/mem/tour-streams-%d/poem.txt' % os.getpid()
+    fb.File.RecursivelyCreateDir(os.path.dirname(name), 0o755)
+    opts = fb.OutputBufferOptions()
+    opts.set_attribute_file(1)  # keep a checksum of what is written, stored on close
+    out = fb.OutputBuffer.OpenWithOptions(name, 'w', opts)
+    for line in ('the stream writes', 'the record remembers', 'the reader checks'):
+        out.WriteLine(line)
+    print 'OutputBuffer wrote %d bytes, keeping a checksum: %d' % (out.Tell(), out.keeps_checksum())
+    out.CloseFile()
+    out.destroy()  # the static openers hand back buffers their proxy does not own
+    verdicts = dict((getattr(fb.InputBuffer, v), v) for v in ('MATCHES_FULL', 'MATCHES_PREFIX', 'MISMATCH'))
+
+    def read_and_verify(show):
+        reader = fb.InputBuffer(fb.File.Open(name, 'r'))  # owns its file
+        reader.SetChecksumming(1, 0)
+        line = reader.ReadLineAsString(1000)
+        while line:
+            if show:
+                print '  line:', repr(line)
+            line = reader.ReadLineAsString(1000)
+        return verdicts.get(reader.VerifyChecksum(''), 'no record')
+    print 'InputBuffer reads it back line by line:'
+    verdict = read_and_verify(True)
+    print 'and VerifyChecksum says', verdict
+    f = fb.File.Open(name, 'r+')
+    f.PWriteStringWithOp(4, 'S', None)  # one changed byte
+    f.Close()
+    f.destroy()
+    print 'after changing one byte, VerifyChecksum says', read_and_verify(False)
+    fb.File.DeleteRecursively(os.path.dirname(name))
+
+
 def pythonic():
     section('pyquarry')
     local = tempfile.mkdtemp(prefix='pq-tour-')
@@ -59,6 +93,7 @@ def pythonic():
 
 def main():
     proxies()
+    streams()
     pythonic()
     print
     print 'tour done'

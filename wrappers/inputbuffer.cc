@@ -13,6 +13,37 @@ using namespace pq;  // NOLINT
 
 namespace {
 Owned<ssize_t> Count(ssize_t n) { return Owned<ssize_t>{new ssize_t(n)}; }
+
+// The largest max that ReadToString serves as a single read (its own piece
+// size); reads with a larger or no max take the general path.
+constexpr int64 kMaxDirectString = int64{64} << 20;
+
+// ReadToString with the bytes landing straight in the result str. For a max
+// of at most kMaxDirectString the library's ReadToString is one Read of max
+// bytes (short only at end of file or on an error), so that Read goes into
+// a str of max bytes (address space only: pages are touched as bytes
+// arrive), cut to what arrived. Other maxima read into a library string
+// that is copied once. The lock is released only around the read.
+PyObject* ReadToPyString(InputBuffer& b, int64 max) {
+  if (max < 0 || max > kMaxDirectString) {
+    ::string out;
+    {
+      Unlocked unlocked;
+      b.ReadToString(&out, max);
+    }
+    return PyString_FromStringAndSize(out.data(), static_cast<Py_ssize_t>(out.size()));
+  }
+  if (max == 0) return PyString_FromStringAndSize("", 0);
+  PyObject* bytes = PyString_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(max));
+  if (bytes == nullptr) return nullptr;
+  ssize_t got;
+  {
+    Unlocked unlocked;
+    got = b.Read(PyString_AS_STRING(bytes), static_cast<size_t>(max));
+  }
+  if (got < max && _PyString_Resize(&bytes, got > 0 ? static_cast<Py_ssize_t>(got) : 0) != 0) return nullptr;
+  return bytes;
+}
 }  // namespace
 
 PQ_METHOD_LIST(kInputBufferMethods,
@@ -24,7 +55,7 @@ PQ_METHOD_LIST(kInputBufferMethods,
   def<"delete_InputBuffer", "O", [](InputBuffer* b) { delete b; }>(),
   def<"InputBuffer_CloseFile", "O", [](InputBuffer& b) { return b.CloseFile(); }>(),
   def<"InputBuffer_Read", "OOO", [](InputBuffer& b, void* buf, size_t n) { return Count(b.Read(buf, n)); }>(),
-  def<"InputBuffer_ReadToString", "OO", [](InputBuffer& b, Out<::string>& out, int64 max) { b.ReadToString(out, max); }>(),
+  def<"InputBuffer_ReadToString", "OO", &ReadToPyString, HoldLock>(),
   def<"InputBuffer_TryRead", "OOOO", [](InputBuffer& b, void* buf, size_t n, AsyncIO* aio) {
     return Count(b.TryRead(buf, n, aio));
   }>(),

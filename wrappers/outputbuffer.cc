@@ -41,7 +41,9 @@ PQ_METHOD_LIST(kOutputBufferMethods,
   def<"OutputBuffer_Truncate", "OO", [](OutputBuffer& b, int64 length) { return b.Truncate(length); }>(),
   def<"OutputBuffer_RewindOrDie", "OO", [](OutputBuffer& b, const FileAttr& attr) { b.RewindOrDie(attr); }>(),
   def<"OutputBuffer_AsyncEnabled", "O", [](const OutputBuffer& b) { return b.AsyncEnabled(); }>(),
-  def<"OutputBuffer_WriteString", "OO", [](OutputBuffer& b, const ::string& s) { return b.WriteString(s); }>(),
+  // WriteString(s) is Write(s.data(), s.length()): the str's own bytes go
+  // to Write, with no copy into a library string first.
+  def<"OutputBuffer_WriteString", "OO", [](OutputBuffer& b, Bytes s) { return b.Write(s.data, s.size); }>(),
   def<"OutputBuffer_WriteLine", "OO", [](OutputBuffer& b, const ::string& s) { return b.WriteLine(s); }>(),
   def<"OutputBuffer_Align", "Oic", [](OutputBuffer& b, int alignment, char fill) { return b.Align(alignment, fill); }>(),
   def<"OutputBuffer_AlignDefault", "Oc", [](OutputBuffer& b, char fill) { return b.AlignDefault(fill); }>(),

@@ -614,20 +614,6 @@ class File {
   // memory, ERROR_TEMPORARY when the allocation fails) and returns false.
   bool ResizeOrFail(::string* bytes, uint64 size, const char* what);
 
-  // Concrete destructors call this first: the primitives are gone by the
-  // time ~File runs.
-  void CloseBeforeDestroy();
-
- private:
-  friend class FileOpScope;
-
-  // Closes without freeing; safe to call twice.
-  bool CloseInternal();
-  // CloseInternal with io_mu_ already held exclusively.
-  bool CloseLocked();
-  bool AcquireLockInternal(LockInfo* lock, const char* what);
-  // SetAccessPattern's work, for callers that hold io_mu_.
-  bool ApplyAccessPattern(int access_pattern, int cache_policy);
   // Refuses (with the handle error) a write at `offset` (kAtPosition: the
   // handle's position) of an APPEND file anywhere but its end. Costs nothing
   // beyond an atomic read unless the file is append-only. The attributes
@@ -642,6 +628,21 @@ class File {
   // and a buffer unless it is empty.
   bool CheckBuffer(const void* buffer, uint64 size, const char* what);
   bool CheckAppendOnly(int64 offset, const char* what);
+
+  // Concrete destructors call this first: the primitives are gone by the
+  // time ~File runs.
+  void CloseBeforeDestroy();
+
+ private:
+  friend class FileOpScope;
+
+  // Closes without freeing; safe to call twice.
+  bool CloseInternal();
+  // CloseInternal with io_mu_ already held exclusively.
+  bool CloseLocked();
+  bool AcquireLockInternal(LockInfo* lock, const char* what);
+  // SetAccessPattern's work, for callers that hold io_mu_.
+  bool ApplyAccessPattern(int access_pattern, int cache_policy);
   // The handle's attributes, reloaded when a record changed in this process.
   bool CurrentAttributes(Attr_t* attr);
   // The attributes from the record as it is now (and caches them); false

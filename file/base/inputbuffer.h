@@ -150,7 +150,8 @@ class InputBuffer {
   // bytes) when the queued data has arrived, so that a retry finds it.
   ssize_t TryRead(void* buf, size_t n, AsyncIO* aio) { return ReadGeneral(buf, n, false, aio); }
   ssize_t ReadGeneral(void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+    // (n == 0 takes the slow path: an empty buffer's cursor may be null.)
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr && n != 0) {
       std::memcpy(buf, cur_, n);
       cur_ += n;
       return static_cast<ssize_t>(n);
@@ -159,7 +160,9 @@ class InputBuffer {
   }
 
   // Replaces *out with the next bytes, at most max (max < 0: up to end of
-  // file). Memory grows with what is actually read, never with max alone.
+  // file). The bytes *out holds are room to read into (overwritten, not
+  // zero-filled first), so passing the same string again reuses its memory.
+  // Memory grows with what is actually read, never with max alone.
   void ReadToString(::string* out, int64 max);
 
   // ---- read-ahead ----------------------------------------------------------
@@ -201,7 +204,7 @@ class InputBuffer {
   // The next line, at most max bytes of it (the rest stays for the next
   // call); "" at end of file.
   ::string ReadLineAsString(size_t max) {
-    char* nl = static_cast<char*>(std::memchr(cur_, '\n', limit_ - cur_));
+    char* nl = cur_ != limit_ ? static_cast<char*>(std::memchr(cur_, '\n', limit_ - cur_)) : nullptr;
     if (nl != nullptr && static_cast<size_t>(nl + 1 - cur_) <= max) {
       ::string line(cur_, nl + 1 - cur_);
       cur_ = nl + 1;
@@ -251,7 +254,8 @@ class InputBuffer {
   void SetReadSize(size_t size) {
     if (!(size > 0)) __assert_fail("size > 0", "./file/base/inputbuffer.h", 252, __PRETTY_FUNCTION__);
     grow_read_size_ = false;
-    if (cur_ > buf_ + size || limit_ > buf_ + size) {
+    // (Compared as offsets from buf_: buf_ + size may lie past any object.)
+    if (static_cast<size_t>(cur_ - buf_) > size || static_cast<size_t>(limit_ - buf_) > size) {
       pos_ = Tell();
       cur_ = buf_;
       limit_ = buf_;

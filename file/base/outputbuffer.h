@@ -87,6 +87,9 @@ class OutputBuffer {
   static constexpr int kMaxBufferSize = 64 << 20;
   static constexpr int kMaxAioBudget = 256 << 20;
   static constexpr int kMaxAlignment = 64 << 20;
+  // Largest offset Seek and Truncate take (4 EiB): no file system holds
+  // more, and the buffer's positions stay countable beyond it.
+  static constexpr int64 kMaxOffset = int64{1} << 62;
 
   // buffer_size: the buffer's size in bytes (<= 0: kDefaultBufferSize; at
   // most kMaxBufferSize). aio_budget: bytes of write-behind allowed in
@@ -147,11 +150,13 @@ class OutputBuffer {
   int64 Size();
   int64 Tell();
   int64 AvailableBuffer() const { return static_cast<int32>(limit_ - cur_); }
-  // Flush first, then move. Moving before the end of the checksummed bytes
-  // makes the checksum be recomputed from the file when it is next needed.
+  // Flush first, then move; false for an offset outside [0, kMaxOffset].
+  // Moving before the end of the checksummed bytes makes the checksum be
+  // recomputed from the file when it is next needed.
   bool Seek(int64 offset);
-  // Flush first, then cut (or extend) the file; the position moves back to
-  // the new end if it was beyond it. The checksum follows the cut.
+  // Flush first, then cut (or extend) the file to a length in [0,
+  // kMaxOffset]; the position moves back to the new end if it was beyond
+  // it. The checksum follows the cut.
   bool Truncate(int64 length);
   // Truncates back to the length the record's checksum covers and takes
   // that checksum as the running one (so writing resumes as if the bytes
@@ -180,7 +185,8 @@ class OutputBuffer {
   OutputBuffer(File* file, int buffer_size, int aio_budget, bool keep_checksum, bool append);
 
   int WriteInternal(const void* buf, size_t n, bool block, AsyncIO* aio) {
-    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr) {
+    // (n == 0 takes the slow path: a buffer without memory has a null cursor.)
+    if (static_cast<size_t>(limit_ - cur_) >= n && buf != nullptr && n != 0) {
       std::memcpy(cur_, buf, n);
       cur_ += n;
       return static_cast<int>(n);

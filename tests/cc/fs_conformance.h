@@ -4,12 +4,18 @@
 //
 //   INSTANTIATE_TEST_SUITE_P(Mine, FsConformance,
 //                            ::testing::Values(std::string("/mine/root")));
+//
+// A file system that cannot do everything declares what it cannot do in an
+// FsRoot's capabilities; the suite then checks that it refuses those
+// operations (ERROR_UNIMPLEMENTED or a plain failure) instead of skipping.
 #ifndef TESTS_CC_FS_CONFORMANCE_H_
 #define TESTS_CC_FS_CONFORMANCE_H_
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "file/base/file.h"
@@ -48,9 +54,34 @@ class FsTest : public ::testing::Test {
   ::string dir_;
 };
 
-class FsConformance : public FsTest, public ::testing::WithParamInterface<std::string> {
+// What file systems may lack; everything is there unless declared absent.
+struct FsCapabilities {
+  bool advisory_locks = true;  // LockInfo locks on opens, stats and matches
+  bool set_mtime = true;
+  bool set_group = true;
+  // Whether a file open for writing can be opened by other handles at the
+  // same time (if not, those opens fail with ERROR_TEMPORARY).
+  bool readers_beside_writer = true;
+};
+
+// Where a conformance run works: a fixed root, or one found when the first
+// test runs (a server started on demand), and what the file system can do.
+struct FsRoot {
+  FsRoot(std::string fixed) : root(std::move(fixed)) {}  // NOLINT: plain roots convert
+  FsRoot(std::string label, std::function<std::string()> find, FsCapabilities capabilities)
+      : root(std::move(label)), resolve(std::move(find)), caps(capabilities) {}
+  std::string Root() const { return resolve ? resolve() : root; }
+
+  std::string root;  // the root, or a label when `resolve` finds it
+  std::function<std::string()> resolve;
+  FsCapabilities caps;
+};
+inline void PrintTo(const FsRoot& r, std::ostream* os) { *os << r.root; }
+
+class FsConformance : public FsTest, public ::testing::WithParamInterface<FsRoot> {
  protected:
-  void SetUp() override { MakeDir(GetParam()); }
+  void SetUp() override { MakeDir(GetParam().Root()); }
+  const FsCapabilities& caps() const { return GetParam().caps; }
 };
 
 // The root for local directories: $PQ_TEST_TMP when set, else /tmp.

@@ -250,6 +250,18 @@ TEST_P(StreamsTest, ReadToStringIsBoundedByItsMaximumAndByTheFile) {
   ASSERT_TRUE(in->Seek(10));
   in->ReadToString(&out, -1);
   EXPECT_EQ(out, data.substr(10));
+  // A string passed again is room to read into: whatever it held before,
+  // longer or shorter, it ends up holding exactly the bytes read.
+  struct Case {
+    int64 at, max;
+    size_t held;
+  };
+  for (const Case& c : {Case{0, 10, 4000}, Case{100, 3000, 5}, Case{4990, 100, 2000}, Case{5000, 100, 50}}) {
+    ASSERT_TRUE(in->Seek(c.at));
+    out.assign(c.held, '#');
+    in->ReadToString(&out, c.max);
+    EXPECT_EQ(out, data.substr(static_cast<size_t>(c.at), static_cast<size_t>(c.max))) << c.at;
+  }
 }
 
 TEST_P(StreamsTest, OwnershipSetFileAndABufferWithoutAFile) {

@@ -64,6 +64,44 @@ class InputBufferCases(file_roots.FileCases):
         for bad in ((buf,), (buf, 1), (buf, 'a', 'b'), (buf, 'a', 1, 2)):
             self.assertTypeError(no_match, m.InputBuffer_ReadLine, *bad)
 
+    def test_read_to_string_follows_the_file_for_every_maximum(self):
+        # Maxima up to 64 MiB read straight into the str, larger or negative
+        # ones through the library string; both across the buffer's edges.
+        data = ''.join(chr(i % 251) for i in xrange(1000))
+        buf = self.reader(data, 16)
+        for at, max_ in ((0, 0), (0, 1), (1, 15), (16, 17), (33, 100), (300, 2 ** 26), (1000, 3),
+                         (990, 2 ** 26 + 1), (1000, -1), (1000, 2 ** 40), (0, -7)):
+            m.InputBuffer_Seek(buf, at)
+            got = m.InputBuffer_ReadToString(buf, max_)
+            self.assertIs(type(got), str)
+            want = data[at:] if max_ < 0 else data[at:at + max_]
+            self.assertEqual(got, want, (at, max_))
+            self.assertLongResult(m.InputBuffer_Tell(buf), at + len(want))
+        for bad in ('5', None, 2 ** 64):
+            self.assertRaises((TypeError, OverflowError), m.InputBuffer_ReadToString, buf, bad)
+
+    def test_hostile_sizes_and_offsets_neither_crash_nor_allocate(self):
+        import resource
+        before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        buf = self.reader(TEXT, 16)
+        last = 2 ** 63 - 1
+        for offset, length in ((last, last), (last - 5, 10), (0, last), (1, 2 ** 40)):
+            _, error = file_roots.awaited(self, lambda w: m.InputBuffer_Prefetch(buf, offset, length, w))
+            self.assertEqual(error, 0, (offset, length))  # past the end: nothing to fetch
+            self.assertIsNone(m.InputBuffer_Unfetch(buf, offset, length))
+        m.InputBuffer_SetLookahead(buf, -1)  # a huge size_t: cut to the library's limit
+        m.InputBuffer_UseAIO(buf, 1)
+        m.InputBuffer_SetReadSize(buf, -1)
+        self.assertIntResult(m.InputBuffer_Seek(buf, last), 1)
+        for read in (lambda: m.InputBuffer_ReadToString(buf, last), lambda: m.InputBuffer_ReadToString(buf, 2 ** 26),
+                     lambda: m.InputBuffer_ReadLineAsString(buf, -1), lambda: m.InputBuffer_ReadLine(buf, 'abc')):
+            self.assertIn(read(), ('', 0))
+        self.assertLongResult(m.InputBuffer_Tell(buf), last)
+        self.assertIntResult(m.InputBuffer_Seek(buf, 0), 1)
+        self.assertEqual(m.InputBuffer_ReadToString(buf, 2 ** 40), TEXT)
+        grown_kib = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before
+        self.assertLess(grown_kib, 16 * 1024)
+
     def test_positions_sizes_and_varints(self):
         buf = self.reader('\x05\xac\x02\xff\xff\xff\xff\x0f' + 'x' * 20, 4)
         self.assertEqual(m.InputBuffer_ReadVarint32(buf), (1, 5))

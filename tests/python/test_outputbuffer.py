@@ -42,6 +42,28 @@ class OutputBufferCases(file_roots.FileCases):
         m.delete_OutputBuffer(ob)
         self.assertEqual(self.contents('o'), '\nA\0bline\n---++')
 
+    def test_hostile_positions_and_counts_leave_the_buffer_working(self):
+        ob = m.new_OutputBuffer(m.File_Open(self.path('h'), 'w'), 16)
+        self.assertIntResult(m.OutputBuffer_WriteString(ob, 'start'), 5)
+        # Offsets past 2**62 are refused before anything moves.
+        for far in (2 ** 62 + 1, 2 ** 63 - 1):
+            self.assertIntResult(m.OutputBuffer_Seek(ob, far), 0)
+            self.assertIntResult(m.OutputBuffer_Truncate(ob, far), 0)
+        for bad in (-1, -2 ** 63):
+            self.assertIntResult(m.OutputBuffer_Seek(ob, bad), 0)
+            self.assertIntResult(m.OutputBuffer_Truncate(ob, bad), 0)
+        for count in (-1, 2 ** 31, 2 ** 63 - 1):  # no memory behind them: nothing taken
+            self.assertIntResult(m.OutputBuffer_Write(ob, None, count), 0)
+            self.assertIntResult(m.OutputBuffer_TryWrite(ob, None, count, None), 0)
+        for alignment in (2 ** 31 - 1, -2 ** 31, 2 ** 26 + 1):
+            self.assertIntResult(m.OutputBuffer_Align(ob, alignment, '.'), 0)
+        self.assertRaises(OverflowError, m.OutputBuffer_Align, ob, 2 ** 31, '.')
+        self.assertLongResult(m.OutputBuffer_Tell(ob), 5)
+        self.assertIntResult(m.OutputBuffer_WriteLine(ob, ' end'), 5)
+        self.assertIntResult(m.OutputBuffer_CloseFile(ob), 1)
+        m.delete_OutputBuffer(ob)
+        self.assertEqual(self.contents('h'), 'start end\n')
+
     def test_openers_do_not_own_their_buffers(self):
         opts = self.options()
         m.OutputBufferOptions_set_aio_budget(opts, 1 << 20)

@@ -23,10 +23,18 @@ size_t BasenameStart(std::string_view name) {
 // The name whose record stands for `name`: runs of "/" collapsed, "."
 // components dropped and trailing "/" stripped, so that "d/x", "d//x",
 // "d/./x" and "d/x/" all share one record. ".." is kept: resolving it by
-// text alone would be wrong across symbolic links.
+// text alone would be wrong across symbolic links. A name of a file system
+// with a scheme ("root://host:port//d/x") keeps its scheme and host as they
+// are, and its path is cleaned as an absolute one ("root://host:port/d/x").
 ::string RecordSubject(std::string_view name) {
   ::string cleaned;
   cleaned.reserve(name.size());
+  const size_t scheme = name.find("://");
+  if (scheme != std::string_view::npos && name.substr(0, scheme).find('/') == std::string_view::npos) {
+    const size_t path = name.find('/', scheme + 3);
+    cleaned.append(name.substr(0, path));
+    name = path == std::string_view::npos ? std::string_view() : name.substr(path);
+  }
   if (!name.empty() && name.front() == '/') cleaned += '/';
   while (!name.empty()) {
     const size_t slash = name.find('/');

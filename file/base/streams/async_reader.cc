@@ -116,7 +116,7 @@ void AsyncReader::Drop(int64 offset, int64 length) {
   for (auto it = pieces_.begin(); it != pieces_.end();) {
     const Piece& p = **it;
     const bool overlaps =
-        length < 0 || (p.offset < offset + length && offset < p.offset + p.length);
+        length < 0 || (p.offset - offset < length && offset < p.offset + p.length);
     it = overlaps ? pieces_.erase(it) : it + 1;
   }
 }

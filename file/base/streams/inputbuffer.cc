@@ -205,7 +205,7 @@ void InputBuffer::ScheduleAhead(int64 from) {
   const int64 size = file_->SizeHint();
   int64 next = std::max(from, async_reader_->End());
   for (int pieces = 0; pieces < kMaxPiecesAhead && async_reader_->BytesFrom(from) < want &&
-                       (size < 0 || next < size);
+                       (size < 0 || next < size) && next <= INT64_MAX - read_size_;
        ++pieces) {
     if (!async_reader_->Start(file_, next, read_size_, nullptr)) break;
     next += read_size_;
@@ -267,23 +267,27 @@ ssize_t InputBuffer::ReadExpensive(void* dst, size_t n, bool block, AsyncIO* aio
 
 void InputBuffer::ReadToString(::string* out, int64 max) {
   if (out == nullptr) return;
-  out->clear();
-  // Memory grows with what arrives: pieces of what the file has left (when
-  // known), at most 64 MiB each, and small probes past its known end.
+  // The string's present bytes are room to read into: they are overwritten,
+  // never zero-filled first, so a caller that passes the same string again
+  // reads into warm memory. Growth beyond them follows what arrives: pieces
+  // of what the file has left (when known), at most 64 MiB each, and small
+  // probes past its known end.
   int64 left = max < 0 ? INT64_MAX : max;
   const int64 size = Size();
   int64 hint = size >= 0 ? std::max<int64>(0, size - Tell()) : 0;
+  size_t used = 0;
   while (left > 0) {
     const int64 chunk = std::min({hint > 0 ? hint : int64{65536}, left, int64{64} << 20});
-    const size_t old = out->size();
-    out->resize(old + static_cast<size_t>(chunk));
-    const ssize_t got = Read(&(*out)[old], static_cast<size_t>(chunk));
+    const size_t need = used + static_cast<size_t>(chunk);
+    if (out->size() < need) out->resize(need);
+    const ssize_t got = Read(out->data() + used, static_cast<size_t>(chunk));
     const int64 g = got > 0 ? got : 0;
-    out->resize(old + static_cast<size_t>(g));
+    used += static_cast<size_t>(g);
     left -= g;
     hint = std::max<int64>(0, hint - g);
     if (g < chunk) break;
   }
+  out->resize(used);
 }
 
 // ---- read-ahead ---------------------------------------------------------------
@@ -294,7 +298,8 @@ void InputBuffer::Prefetch(int64 offset, int64 length, AsyncIO* done) {
     return;
   }
   const int64 size = file_->Size();
-  int64 end = offset + std::min<int64>(length, kMaxLookahead);
+  // At most kMaxLookahead bytes, and never past the largest offset.
+  int64 end = offset + std::min({length, int64{kMaxLookahead}, INT64_MAX - offset});
   if (size >= 0) end = std::min(end, size);
   if (end <= offset) {
     if (done != nullptr) done->Finish(file::OK, 0);
@@ -323,9 +328,10 @@ void InputBuffer::Prefetch(int64 offset, int64 length, AsyncIO* done) {
     }
     if (last && group->done != nullptr) group->done->Finish(group->error, group->bytes);
   };
-  for (int64 at = offset; at < end; at += piece) {
+  for (int64 at = offset; at < end;) {
     const int64 n = std::min(piece, end - at);
     if (!async_reader_->Start(file_, at, n, finish_one)) finish_one(file::ERROR_TEMPORARY, 0);
+    at += n;
   }
 }
 

@@ -315,7 +315,7 @@ int64 OutputBuffer::Size() { return std::max(size_, Tell()); }
 int64 OutputBuffer::Tell() { return pos_ + (cur_ - buf_); }
 
 bool OutputBuffer::Seek(int64 offset) {
-  if (offset < 0 || !Flush()) return false;
+  if (offset < 0 || offset > kMaxOffset || !Flush()) return false;
   if (append_) return offset == pos_;  // append-mode files are written at their end only
   if (!file_->Seek(offset)) return false;
   pos_ = offset;
@@ -323,7 +323,7 @@ bool OutputBuffer::Seek(int64 offset) {
 }
 
 bool OutputBuffer::Truncate(int64 length) {
-  if (length < 0 || !Flush()) return false;
+  if (length < 0 || length > kMaxOffset || !Flush()) return false;
   if (!file_->Truncate(length)) return false;
   size_ = length;
   if (pos_ > length) {

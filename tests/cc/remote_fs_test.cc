@@ -1,0 +1,365 @@
+// The remote file system against a standalone XRootD server on loopback:
+// the conformance suite (with its declared differences), names, errors,
+// deadlines, server-side checksums and vector reads.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <sstream>
+
+#include "file/base/core/async.h"
+#include "file/base/core/operation.h"
+#include "file/base/remote/remote_file.h"
+#include "file/base/remote/remote_name.h"
+#include "tests/cc/fs_conformance.h"
+#include "tests/cc/remote_server.h"
+
+// ---- Servers --------------------------------------------------------------------------
+
+bool ServerProcess::Start(bool cluster, std::string* error) {
+  int out[2];
+  if (pipe2(out, O_CLOEXEC) != 0) {
+    *error = "pipe failed";
+    return false;
+  }
+  const std::string script = std::string(PQ_SOURCE_DIR) + "/tools/xrootd-cluster";
+  const std::string watch = std::to_string(getpid());
+  const pid_t pid = fork();
+  if (pid < 0) {
+    *error = "fork failed";
+    return false;
+  }
+  if (pid == 0) {
+    dup2(out[1], STDOUT_FILENO);
+    const char* argv[] = {"bash", script.c_str(), "--watch", watch.c_str(),
+                          cluster ? "--cluster" : nullptr, nullptr};
+    execv("/bin/bash", const_cast<char* const*>(argv));
+    _exit(127);
+  }
+  pid_ = pid;
+  close(out[1]);
+  FILE* lines = fdopen(out[0], "r");
+  char line[4096];
+  bool ready = false;
+  while (std::fgets(line, sizeof(line), lines) != nullptr) {
+    std::istringstream words(line);
+    std::string first;
+    words >> first;
+    if (first == "ready") {
+      ready = true;
+      break;
+    }
+    if (first.rfind("root://", 0) == 0) prefix_ = first;
+    if (first == "server") {
+      DataServer s;
+      words >> s.prefix >> s.data_dir;
+      data_servers_.push_back(s);
+    }
+    if (first == "daemon") {
+      std::string name, program;
+      long pid_value = 0;  // NOLINT
+      words >> name >> program >> pid_value;
+      if (program == "xrootd") daemons_.push_back(static_cast<pid_t>(pid_value));
+    }
+  }
+  std::fclose(lines);  // the script writes nothing after "ready"
+  if (!ready || prefix_.empty()) {
+    *error = "tools/xrootd-cluster did not report a ready server (see its messages above)";
+    Stop(true);
+    return false;
+  }
+  return true;
+}
+
+void ServerProcess::Stop(bool wait) {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGTERM);
+  if (wait) waitpid(pid_, nullptr, 0);
+  pid_ = -1;
+}
+
+namespace {
+
+ServerProcess* shared_server = nullptr;
+
+// At exit the script is told to stop and left to finish on its own: the
+// daemons take about 2 s to go, and nothing here needs to wait for that.
+void StopSharedServer() {
+  if (shared_server != nullptr) shared_server->Stop(/*wait=*/false);
+}
+
+}  // namespace
+
+std::string SharedServerPrefix() {
+  static std::once_flag once;
+  static std::string prefix, failure;
+  std::call_once(once, [] {
+    auto* server = new ServerProcess;
+    if (!server->Start(/*cluster=*/false, &failure)) return;
+    shared_server = server;
+    prefix = server->prefix();
+    std::atexit(StopSharedServer);
+  });
+  EXPECT_FALSE(prefix.empty()) << failure;
+  return prefix;
+}
+
+namespace {
+
+// A fresh name on the shared server (the prefix plus an absolute path).
+std::string RemoteRoot() { return SharedServerPrefix() + "/conformance"; }
+
+FsCapabilities RemoteCapabilities() {
+  FsCapabilities caps;
+  caps.advisory_locks = false;  // the server keeps none
+  caps.set_mtime = false;       // nor sets modification times
+  caps.set_group = false;       // nor changes groups
+  caps.readers_beside_writer = false;  // a writer has the file to itself
+  return caps;
+}
+
+INSTANTIATE_TEST_SUITE_P(Remote, FsConformance,
+                         ::testing::Values(FsRoot("root://<standalone server>", RemoteRoot,
+                                                  RemoteCapabilities())));
+
+double Now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// ---- Names (no server needed) --------------------------------------------------------------
+
+TEST(RemoteName, SplitsServerAndPath) {
+  struct Case {
+    const char* name;
+    const char* server;
+    const char* path;
+    const char* spelled_prefix;
+    const char* parent;
+  } cases[] = {
+      {"root://h:1094//a/b", "root://h:1094", "/a/b", "root://h:1094/", "root://h:1094//a"},
+      {"root://h:1094/a/b", "root://h:1094", "/a/b", "root://h:1094", "root://h:1094/a"},
+      {"root://h///a/", "root://h", "/a/", "root://h//", "root://h///"},
+      {"root://h/", "root://h", "/", "root://h", "root://h/"},
+      {"root://[::1]:1094//x", "root://[::1]:1094", "/x", "root://[::1]:1094/", "root://[::1]:1094//"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    file::remote::RemoteName n;
+    ::string reason;
+    ASSERT_TRUE(file::remote::ParseRemoteName(c.name, &n, &reason)) << reason;
+    EXPECT_EQ(n.server, c.server);
+    EXPECT_EQ(n.path, c.path);
+    EXPECT_EQ(n.spelled_prefix, c.spelled_prefix);
+    EXPECT_EQ(n.spelled_prefix + n.path, ::string(c.name).substr(0, n.spelled_prefix.size() + n.path.size()));
+    EXPECT_EQ(file::remote::RemoteParent(n), c.parent);
+  }
+}
+
+TEST(RemoteName, MalformedNamesFailWithoutReachingAServer) {
+  const char* bad[] = {"root://",          "root:///x",        "root://:1094//x",
+                       "root://h:0//x",    "root://h:65536//x", "root://h:12a//x",
+                       "root://u@h//x",    "root://h//x?y=1",  "root://h//x#frag",
+                       "root://h:99999//x"};
+  for (const char* name : bad) {
+    SCOPED_TRACE(name);
+    file::remote::RemoteName n;
+    ::string reason;
+    EXPECT_FALSE(file::remote::ParseRemoteName(name, &n, &reason));
+    EXPECT_FALSE(reason.empty());
+    file::Operation op;
+    FileStat st;
+    EXPECT_FALSE(File::StatWithOp(name, &st, &op));
+    EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << op.message();
+    EXPECT_EQ(File::Open(name, "w"), nullptr);
+  }
+  file::remote::RemoteName n;
+  ::string reason;
+  EXPECT_FALSE(file::remote::ParseRemoteName(::string("root://h//a\0b", 13), &n, &reason));
+}
+
+TEST(RemoteName, TheRegistryHandsRootNamesToTheRemoteFileSystem) {
+  ::string prefix;
+  auto factory = FileFactory::FindPrefixFactoryAndPrefix("root://h:1//x", &prefix);
+  ASSERT_NE(factory, nullptr);
+  EXPECT_EQ(prefix, "root://");
+  EXPECT_EQ(factory, FileFactory::Find(FileFactory::remote_file));
+  EXPECT_NE(dynamic_cast<file::remote::RemoteFileFactory*>(factory.get()), nullptr);
+}
+
+// ---- An unreachable server -----------------------------------------------------------------
+
+// Nothing listens on port 1 of the loopback address.
+TEST(RemoteUnreachable, FailsSoftWithinTheDeadline) {
+  const char* name = "root://127.0.0.1:1//x";
+  file::Operation op;
+  op.SetDeadlineLength(1.5);
+  const double start = Now();
+  FileStat st;
+  EXPECT_FALSE(File::StatWithOp(name, &st, &op));
+  EXPECT_LT(Now() - start, 3.0);
+  EXPECT_TRUE(op.error() == file::ERROR_TEMPORARY || op.error() == file::ERROR_DEADLINE_EXCEEDED)
+      << op.Status();
+  EXPECT_NE(op.message().find(name), ::string::npos) << op.message();
+
+  Handle f(File::Create(name, "w"));
+  ASSERT_NE(f, nullptr);
+  file::Operation open_op;
+  open_op.SetDeadlineLength(1.5);
+  const double open_start = Now();
+  EXPECT_FALSE(f->OpenWithOp(&open_op));
+  EXPECT_LT(Now() - open_start, 3.0);
+  EXPECT_TRUE(f->IsSoftError()) << f->GetCurrentErrorMessage();
+}
+
+// ---- Against the shared server ---------------------------------------------------------------
+
+class RemoteFs : public FsTest {
+ protected:
+  void SetUp() override {
+    const std::string prefix = SharedServerPrefix();
+    ASSERT_FALSE(prefix.empty());
+    MakeDir(prefix + "/remote");
+  }
+};
+
+TEST_F(RemoteFs, ServerChecksumsMatchTheKnownValues) {
+  Put("f", "123456789");
+  ::string hex;
+  ASSERT_TRUE(file::remote::ServerChecksum(P("f"), "crc32c", &hex, nullptr));
+  EXPECT_EQ(hex, "e3069283");  // CRC-32C check value
+  ASSERT_TRUE(file::remote::ServerChecksum(P("f"), "adler32", &hex, nullptr));
+  EXPECT_EQ(hex, "091e01de");
+  file::Operation op;
+  EXPECT_FALSE(file::remote::ServerChecksum(P("missing"), "crc32c", &hex, &op));
+  EXPECT_NE(op.error(), file::OK);
+  EXPECT_FALSE(file::remote::ServerChecksum(P("f"), "crc32c&x=1", &hex, &op));
+  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+}
+
+TEST_F(RemoteFs, VectorReadsCutRangesAtTheEnd) {
+  std::string data(100000, '\0');
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>('a' + i % 23);
+  Put("f", data);
+  Handle f = OpenOrFail(P("f"), "r");
+  auto* remote = dynamic_cast<file::remote::RemoteFile*>(f.get());
+  ASSERT_NE(remote, nullptr);
+  vector<::string> out;
+  file::Operation op;
+  ASSERT_TRUE(remote->ReadRanges({{0, 5}, {99990, 100}, {50000, 0}, {200000, 4}, {7, 3}}, &out, &op))
+      << op.message();
+  ASSERT_EQ(out.size(), 5u);
+  EXPECT_EQ(out[0], data.substr(0, 5));
+  EXPECT_EQ(out[1], data.substr(99990));
+  EXPECT_EQ(out[2], "");
+  EXPECT_EQ(out[3], "");
+  EXPECT_EQ(out[4], data.substr(7, 3));
+  EXPECT_FALSE(remote->ReadRanges({{-1, 3}}, &out, &op));
+  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_FALSE(remote->ReadRanges(vector<file::remote::RemoteFile::Range>(1025, {0, 1}), &out, &op));
+}
+
+TEST_F(RemoteFs, ManyAsyncReadsAndWritesInFlightAtOnce) {
+  Handle f = OpenOrFail(P("f"), "w+");
+  constexpr int kCount = 32;
+  std::vector<IOBuffer> pieces;
+  for (int i = 0; i < kCount; ++i) pieces.emplace_back(std::string(1000, static_cast<char>('A' + i)).data(), 1000);
+  std::vector<AsyncIOWatcher> writes(kCount);
+  std::vector<int64> written(kCount, 0);
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_TRUE(f->PWriteAsync(i * 1000, &pieces[i], &written[i], &writes[i]));
+  }
+  for (int i = 0; i < kCount; ++i) {
+    writes[i].Wait();
+    EXPECT_EQ(writes[i].Error(), file::OK);
+    EXPECT_EQ(written[i], 1000);
+  }
+  std::vector<IOBuffer> back(kCount);
+  std::vector<AsyncIOWatcher> reads(kCount);
+  std::vector<int64> got(kCount, 0);
+  for (int i = kCount - 1; i >= 0; --i) {
+    ASSERT_TRUE(f->PReadAsync(i * 1000 + 500, 1000, &back[i], &got[i], &reads[i]));
+  }
+  for (int i = 0; i < kCount; ++i) {
+    reads[i].Wait();
+    ASSERT_EQ(reads[i].Error(), file::OK);
+    const int64 expected = i == kCount - 1 ? 500 : 1000;  // the last one meets the end
+    EXPECT_EQ(got[i], expected);
+    EXPECT_EQ(back[i].ToString().substr(0, 500), std::string(500, static_cast<char>('A' + i)));
+  }
+  // A closed handle refuses new requests through the watcher.
+  ASSERT_TRUE(f->Close());
+  IOBuffer late;
+  AsyncIOWatcher late_done;
+  int64 late_count = 0;
+  if (f->PReadAsync(0, 10, &late, &late_count, &late_done)) {
+    late_done.Wait();
+    EXPECT_NE(late_done.Error(), file::OK);
+  }
+}
+
+TEST_F(RemoteFs, ErrorsCarryCodesAndTheServersWords) {
+  MkDirs("d/e");
+  Put("d/f", "x");
+  file::Operation op;
+  struct Case {
+    std::function<bool(file::Operation*)> call;
+    int code;
+  } cases[] = {
+      {[&](file::Operation* o) { return File::DeleteDirWithOp(P("d").c_str(), o); }, file::ERROR_NOT_EMPTY},
+      {[&](file::Operation* o) { return File::CreateDirWithOp(P("d").c_str(), 0755, o); },
+       file::ERROR_ALREADY_EXISTS},
+      {[&](file::Operation* o) { return File::CreateDirWithOp(P("no/such").c_str(), 0755, o); },
+       file::ERROR_NOT_FOUND},
+      {[&](file::Operation* o) { return File::RenameWithOp(P("d/f").c_str(), "root://127.0.0.1:1//elsewhere", false, o); },
+       file::ERROR_UNIMPLEMENTED},
+      {[&](file::Operation* o) {
+         std::unique_ptr<file::HeldLock> held;
+         return FileFactory::ForName(dir_.c_str())->AcquireLock(P("d/f"), LockInfo(LockInfo::SHARED, false), &held, o);
+       },
+       file::ERROR_UNIMPLEMENTED},
+  };
+  for (auto& c : cases) {
+    EXPECT_FALSE(c.call(&op));
+    EXPECT_EQ(op.error(), c.code) << op.message();
+    EXPECT_NE(op.message().find(dir_), ::string::npos) << op.message();
+  }
+  // The server's own refusals: a directory its daemon may not write into.
+  MkDirs("ro");
+  ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0555));
+  Handle refused(File::Create(P("ro/x"), "w"));
+  ASSERT_NE(refused, nullptr);
+  EXPECT_FALSE(refused->OpenWithOp(&op));
+  EXPECT_EQ(op.error(), file::ERROR_PERMISSION_DENIED) << op.message();
+  ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0755));
+  EXPECT_FALSE(File::SetOwner(P("d/f").c_str(), "root"));
+  // Opening for writing with a group to set is refused before anything is created.
+  FileOpenOptions options;
+  options.set_group("root");
+  EXPECT_EQ(File::OpenWithOptions(P("g").c_str(), "w", options), nullptr);
+  EXPECT_FALSE(Exists("g"));
+}
+
+TEST_F(RemoteFs, DeadlinesBoundEveryCall) {
+  Put("f", std::string(1 << 20, 'x'));
+  Handle f = OpenOrFail(P("f"), "r+");
+  // A generous deadline lets the work through; the copy path is used.
+  file::Operation op;
+  op.SetDeadlineLength(30);
+  std::string buffer(1 << 20, '\0');
+  EXPECT_EQ(f->PReadWithOp(0, buffer.data(), buffer.size(), &op), 1 << 20);
+  EXPECT_EQ(buffer, std::string(1 << 20, 'x'));
+  EXPECT_EQ(f->PWriteWithOp(10, "yy", 2, &op), 2);
+  EXPECT_EQ(f->PReadWithOp(9, buffer.data(), 4, &op), 4);
+  EXPECT_EQ(buffer.substr(0, 4), "xyyx");
+  FileStat st;
+  EXPECT_TRUE(File::StatWithOp(P("f").c_str(), &st, &op));
+  EXPECT_EQ(st.length, 1 << 20);
+}
+
+}  // namespace
