@@ -8,7 +8,7 @@ for b in "$here"/*.py; do
   PYTHONPATH="$PYTHONPATH:$here" "$PY2" "$b" || status=1
 done
 # Programs built by the benchmarks target.
-for p in "${BUILD_DIR:-$here/../build}"/bench/streams_readahead "${BUILD_DIR:-$here/../build}"/bench/records_bench; do
+for p in "${BUILD_DIR:-$here/../build}"/bench/streams_readahead "${BUILD_DIR:-$here/../build}"/bench/records_bench "${BUILD_DIR:-$here/../build}"/bench/log_bench; do
   [ -x "$p" ] && { "$p" || status=1; }
 done
 exit $status

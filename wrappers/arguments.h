@@ -75,6 +75,18 @@ struct DiscardedString {
   operator ::string*() { return &value; }  // NOLINT
 };
 
+// An optional argument: `Value` when the caller leaves it out, otherwise
+// converted as a T (for formats such as "O|OiO").
+template <class T, auto Value>
+struct Defaulted {
+  T value;
+  operator T() const { return value; }  // NOLINT
+};
+template <class P>
+struct IsDefaulted : std::false_type {};
+template <class T, auto Value>
+struct IsDefaulted<Defaulted<T, Value>> : std::true_type {};
+
 // ---- how overload dispatchers test an argument -------------------------------
 enum class Candidate { kPointer, kString, kInteger, kAny };
 
@@ -323,6 +335,21 @@ struct Param<const vector<::string>&> : OneSlot<Candidate::kAny, 'O'> {
   vector<::string>* ptr = nullptr;
   bool Load(const Slot& slot) { return AsStringVector(slot.o, &local, &ptr); }
   const vector<::string>& Get() { return *ptr; }
+};
+
+template <class T, auto Value>
+struct Param<Defaulted<T, Value>> : Param<T> {
+  Param() {
+    if constexpr (requires(Param<T> p) { p.value = Value; }) this->value = Value;
+  }
+  bool Load(const Slot& slot, char letter) {
+    if constexpr (requires(Param<T> p) { p.Load(slot, letter); }) {
+      return Param<T>::Load(slot, letter);
+    } else {
+      return Param<T>::Load(slot);
+    }
+  }
+  Defaulted<T, Value> Get() { return Defaulted<T, Value>{Param<T>::Get()}; }
 };
 
 // Output arguments take no Python argument.

@@ -169,9 +169,13 @@ struct Wrapper {
   static_assert(LettersAgree(), "format letters do not agree with the parameter types");
 
   template <size_t I>
-  static bool Load(Arg<P<I>>& arg, const Slot* slots) {
+  static bool Load(Arg<P<I>>& arg, const Slot* slots, Py_ssize_t given) {
     if constexpr (Arg<P<I>>::kSlots == 0) {
       return true;
+    } else if constexpr (IsDefaulted<P<I>>::value) {
+      // An optional argument the caller left out takes its declared value.
+      if (SlotOf<I>() >= given) return true;
+      return arg.Load(slots[SlotOf<I>()], Letters<Fmt>::At(SlotOf<I>()));
     } else if constexpr (requires { arg.Load(slots[0], 'O'); }) {
       return arg.Load(slots[SlotOf<I>()], Letters<Fmt>::At(SlotOf<I>()));
     } else {
@@ -233,7 +237,8 @@ struct Wrapper {
       if (!Parse(py_args, slots)) return nullptr;
       std::tuple<Arg<P<I>>...> args;
       // In argument order, stopping at the first failure.
-      if (!(Load<I>(std::get<I>(args), slots) && ...)) return nullptr;
+      [[maybe_unused]] const Py_ssize_t given = PyTuple_Size(py_args);
+      if (!(Load<I>(std::get<I>(args), slots, given) && ...)) return nullptr;
       (Accept(std::get<I>(args)), ...);
       return Run(args, std::index_sequence<I...>{});
     }(std::make_index_sequence<kParams>{});

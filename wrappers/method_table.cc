@@ -32,6 +32,7 @@ extern const MethodList kRecordWriterMethods;
 extern const MethodList kRecordReaderMethods;
 extern const MethodList kRecordWriterOpenerMethods;
 extern const MethodList kRecordReaderScriptMethods;
+extern const MethodList kLogMethods;
 
 namespace {
 
@@ -61,6 +62,7 @@ const MethodList* const kFamilies[] = {
     &kRecordReaderMethods,
     &kRecordWriterOpenerMethods,
     &kRecordReaderScriptMethods,
+    &kLogMethods,
 };
 
 std::vector<PyMethodDef>& Table() {

@@ -22,20 +22,7 @@ struct Param<size_t> : OneSlot<Candidate::kInteger, 'O'> {
 };
 
 // A trailing optional truth value that is true when left out.
-struct TrueUnlessGiven {
-  bool value = true;
-  operator bool() const { return value; }  // NOLINT
-};
-template <>
-struct Param<TrueUnlessGiven> : OneSlot<Candidate::kInteger, 'O'> {
-  TrueUnlessGiven value;
-  bool Load(const Slot& slot) {
-    if (!slot.o) return true;  // not given
-    value.value = PyInt_AsLong(slot.o) != 0;
-    return !PyErr_Occurred();
-  }
-  TrueUnlessGiven Get() { return value; }
-};
+using TrueUnlessGiven = Defaulted<bool, true>;
 
 }  // namespace pq
 

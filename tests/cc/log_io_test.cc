@@ -1,0 +1,395 @@
+// Writing, reading, tailing, collecting and truncating logs, on the local
+// and the in-memory file system.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "file/base/core/async.h"
+#include "tests/cc/log_testing.h"
+
+namespace {
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, LogTest, ::testing::Values("local", "mem"));
+
+TEST_P(LogTest, WritesAcrossFilesAndReadsBackInOrder) {
+  LogWriter::setLogChunkSize_TEST(2000);
+  LogWriter w(base_, "test", LogWriter::SINGLE_WRITER, 512);
+  ASSERT_TRUE(w.last_error().empty()) << w.last_error();
+  for (int i = 0; i < 300; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+  ASSERT_TRUE(w.Flush());
+  EXPECT_GT(w.current_file_number(), 5);
+  EXPECT_EQ(FileCount(), w.current_file_number() + 1);
+  const auto records = ReadAll();
+  ASSERT_EQ(records.size(), 300u);
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(records[i], Record(i));
+}
+
+TEST_P(LogTest, PositionsNameRecordsAndSeekReturnsToThem) {
+  LogWriter::setLogChunkSize_TEST(300);
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
+  std::vector<int64> before;  // the writer's position before each record
+  for (int i = 0; i < 40; ++i) {
+    before.push_back(w.EOFPosition());
+    ASSERT_TRUE(w.WriteRecord(Record(i)));
+  }
+  ASSERT_TRUE(w.Flush());
+  LogReader r(base_);
+  std::vector<int64> at;
+  ::string s;
+  while (r.ReadRecordAsStringIfAvailable(&s)) at.push_back(r.LastRecordPosition());
+  ASSERT_EQ(at.size(), 40u);
+  for (int i = 0; i < 40; ++i) {
+    // A record that would start a file at its chunk size starts the next.
+    if (LogBase::LogPositionToFileNumber(before[i]) == LogBase::LogPositionToFileNumber(at[i])) {
+      EXPECT_EQ(before[i], at[i]) << i;
+    }
+  }
+  EXPECT_EQ(r.Tell(), r.EOFPosition());
+  EXPECT_EQ(r.UnreadBytes(), 0);
+  ASSERT_TRUE(r.Seek(at[17]));
+  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+  EXPECT_EQ(s, Record(17));
+  char text[kMaxLogReaderPosLen];
+  r.GetPosition(text, sizeof(text));
+  LogReader from_text(base_, LogBase::kLogEnd);
+  ASSERT_TRUE(from_text.SetInitialPosition(text));
+  ASSERT_TRUE(from_text.ReadRecordAsStringIfAvailable(&s));
+  EXPECT_EQ(s, Record(18));
+  EXPECT_FALSE(from_text.SetInitialPosition("nonsense"));
+  EXPECT_FALSE(r.Seek(-7));
+  // Cut text: never past the given length, always terminated.
+  char small[4] = {'z', 'z', 'z', 'z'};
+  r.GetPosition(small, 3);
+  EXPECT_EQ(small[2], '\0');
+  EXPECT_EQ(small[3], 'z');
+}
+
+TEST_P(LogTest, PositionArithmeticCrossesFiles) {
+  LogWriter::setLogChunkSize_TEST(100);
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
+  for (int i = 0; i < 10; ++i) ASSERT_TRUE(w.WriteRecord(std::string(150, 'a' + i)));
+  ASSERT_TRUE(w.Flush());
+  LogReader r(base_);
+  const int64 start = LogBase::MakeLogPosition(0, 0);
+  const int64 file0 = File::GetFileSize(r.FileName(0).c_str());
+  ASSERT_GT(file0, 100);
+  EXPECT_EQ(r.LogPositionAdd(start, 10), LogBase::MakeLogPosition(0, 10));
+  EXPECT_EQ(r.LogPositionAdd(start, file0), LogBase::MakeLogPosition(0, file0));
+  EXPECT_EQ(r.LogPositionAdd(start, file0 + 3), LogBase::MakeLogPosition(1, 3));
+  EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(1, 3), -(file0 + 3)), start);
+  EXPECT_EQ(r.LogPositionAdd(start, -1), -1);
+  EXPECT_EQ(r.LogPositionAdd(start, r.UnreadBytes() + 1), -1);
+  EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(77, 0), 0), -1);
+  EXPECT_EQ(r.UnreadBytes(), 10 * file0);
+}
+
+TEST_P(LogTest, ReaderStartedBeforeTheLogFollowsItAcrossFiles) {
+  LogWriter::setLogChunkSize_TEST(500);
+  LogReader tail(base_);
+  ::string s;
+  EXPECT_FALSE(tail.ReadRecordAsStringIfAvailable(&s));
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 256);
+  int next = 0;
+  for (int round = 0; round < 20; ++round) {
+    for (int k = 0; k < 7; ++k) ASSERT_TRUE(w.WriteRecord(Record(round * 7 + k)));
+    ASSERT_TRUE(w.Flush());
+    for (const auto& record : Drain(&tail)) EXPECT_EQ(record, Record(next++));
+    EXPECT_EQ(next, (round + 1) * 7);
+  }
+  EXPECT_GT(w.current_file_number(), 3);
+  EXPECT_EQ(tail.NumBytesSkipped(), 0);
+}
+
+TEST_P(LogTest, EndStartSeesOnlyNewRecords) {
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER);
+  ASSERT_TRUE(w.WriteRecord("old"));
+  ASSERT_TRUE(w.Flush());
+  LogReader r(base_, LogBase::kLogEnd);
+  ::string s;
+  EXPECT_FALSE(r.ReadRecordAsStringIfAvailable(&s));
+  ASSERT_TRUE(w.WriteRecord("new"));
+  ASSERT_TRUE(w.Flush());
+  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+  EXPECT_EQ(s, "new");
+}
+
+TEST_P(LogTest, GarbageCollectDeletesWhollyEarlierFiles) {
+  LogWriter::setLogChunkSize_TEST(200);
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
+  for (int i = 0; i < 30; ++i) ASSERT_TRUE(w.WriteRecord(std::string(120, 'g')));
+  ASSERT_TRUE(w.Flush());
+  const int files = FileCount();
+  ASSERT_GT(files, 5);
+  std::vector<std::string> deleted;
+  FunctionCallback1<const ::string&> done([&](const ::string& name) { deleted.push_back(name); });
+  ASSERT_TRUE(LogReader::GarbageCollect(base_, LogBase::MakeLogPosition(4, 50), &done));
+  EXPECT_EQ(deleted, (std::vector<std::string>{w.FileName(0), w.FileName(1), w.FileName(2), w.FileName(3)}));
+  EXPECT_EQ(FileCount(), files - 4);
+  // A reader from the start begins at the oldest file left (each file
+  // holds two 132-byte frames).
+  EXPECT_EQ(ReadAll().size(), 30u - 4 * 2);
+  EXPECT_TRUE(LogReader::GarbageCollect(base_, LogBase::MakeLogPosition(2, 0)));  // nothing left before
+  EXPECT_FALSE(LogReader::GarbageCollect(base_, -1));
+  EXPECT_TRUE(LogReader::GarbageCollect(dir_ + "/nothing.", LogBase::MakeLogPosition(9, 0)));
+}
+
+TEST_P(LogTest, TruncateCutsBackAndANewWriterContinues) {
+  LogWriter::setLogChunkSize_TEST(300);
+  int64 cut = -1;
+  {
+    LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
+    for (int i = 0; i < 40; ++i) {
+      if (i == 25) cut = w.EOFPosition();
+      ASSERT_TRUE(w.WriteRecord(Record(i)));
+    }
+  }
+  ASSERT_TRUE(LogWriter::TruncateLog(base_.c_str(), LogBase::PositionToText(cut).c_str()));
+  EXPECT_EQ(FileCount(), LogBase::LogPositionToFileNumber(cut) + 1);
+  {
+    LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
+    ASSERT_TRUE(w.WriteRecord("after the cut"));
+  }
+  const auto records = ReadAll();
+  ASSERT_EQ(records.size(), 26u);
+  EXPECT_EQ(records[24], Record(24));
+  EXPECT_EQ(records[25], "after the cut");
+  EXPECT_FALSE(LogWriter::TruncateLog(base_.c_str(), "garbage"));
+  EXPECT_FALSE(LogWriter::TruncateLog(base_.c_str(), "0:999999999"));  // past the file's end
+}
+
+TEST_P(LogTest, CompressionStaysOnAcrossFiles) {
+  LogWriter::setLogChunkSize_TEST(400);
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 4096);
+  w.EnableCWCompression(3, 0, false, false, 1);
+  for (int i = 0; i < 2000; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+  w.DisableCompression();
+  ASSERT_TRUE(w.WriteRecord("plain"));
+  ASSERT_TRUE(w.Flush());
+  EXPECT_GT(w.current_file_number(), 2);
+  const auto records = ReadAll();
+  ASSERT_EQ(records.size(), 2001u);
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(records[i], Record(i));
+  EXPECT_EQ(records.back(), "plain");
+  // Positions inside batches lead back to their records.
+  LogReader r(base_);
+  ::string s;
+  for (int i = 0; i <= 700; ++i) ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+  const int64 p = r.LastRecordPosition();
+  ASSERT_TRUE(r.Seek(p));
+  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+  EXPECT_EQ(s, Record(700));
+}
+
+TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
+  LogWriter::setLogChunkSize_TEST(1000);
+  {
+    LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 128);
+    for (int i = 0; i < 60; ++i) ASSERT_TRUE(w.WriteRecord(std::string(90, 'd')));
+  }
+  File* f = File::Open((base_ + "seq00001").c_str(), "r+");
+  ASSERT_NE(f, nullptr);
+  ASSERT_EQ(f->PWrite(40, "XXXXXXXX", 8), 8);
+  f->Close();
+  delete f;
+  LogReader r(base_);
+  const auto records = Drain(&r);
+  EXPECT_LT(records.size(), 60u);
+  EXPECT_GE(records.size(), 58u);
+  EXPECT_GT(r.NumBytesSkipped(), 0);
+  EXPECT_EQ(r.NumBytesSkipped(), r.ExportNumBytesSkipped());
+  for (const auto& record : records) EXPECT_EQ(record, std::string(90, 'd'));
+}
+
+TEST_P(LogTest, ConcurrentAppendersLoseAndTearNothing) {
+  LogWriter::setLogChunkSize_TEST(20000);
+  constexpr int kThreads = 4, kEach = 500;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      LogWriter w(base_, "t" + std::to_string(t), LogWriter::CONCURRENT_APPENDERS, 1024);
+      ASSERT_TRUE(w.last_error().empty()) << w.last_error();
+      for (int i = 0; i < kEach; ++i) ASSERT_TRUE(w.WriteRecord(std::to_string(t) + ":" + Record(i)));
+    });
+  }
+  for (auto& t : threads) t.join();
+  std::set<std::string> seen;
+  LogReader r(base_);
+  for (const auto& record : Drain(&r)) EXPECT_TRUE(seen.insert(record).second) << record;
+  EXPECT_EQ(seen.size(), static_cast<size_t>(kThreads * kEach));
+  EXPECT_EQ(r.NumBytesSkipped(), 0);
+  EXPECT_GT(FileCount(), 3);
+}
+
+TEST_P(LogTest, SingleWriterRefusesASecondWriter) {
+  LogWriter first(base_, "first", LogWriter::SINGLE_WRITER);
+  ASSERT_TRUE(first.WriteRecord("one"));
+  LogWriter second(base_, "second", LogWriter::SINGLE_WRITER);
+  EXPECT_NE(second.last_error().find("in use"), std::string::npos) << second.last_error();
+  EXPECT_FALSE(second.WriteRecord("two"));
+  LogWriter appender(base_, "third", LogWriter::CONCURRENT_APPENDERS);
+  EXPECT_FALSE(appender.WriteRecord("three"));
+  first.Close();
+  EXPECT_TRUE(second.Open(base_, "second", LogWriter::SINGLE_WRITER));
+  EXPECT_TRUE(second.WriteRecord("two"));
+}
+
+TEST_P(LogTest, UnusableBasesFailWithoutCrashing) {
+  LogWriter in_missing_dir(dir_ + "/no/such/dir/x.", "");
+  EXPECT_FALSE(in_missing_dir.WriteRecord("x"));
+  EXPECT_FALSE(in_missing_dir.last_error().empty());
+  ASSERT_TRUE(File::WriteStringToFile("plain", dir_ + "/plain"));
+  LogWriter under_file(dir_ + "/plain/x.", "");
+  EXPECT_FALSE(under_file.WriteRecord("x"));
+  LogReader r(dir_ + "/plain/x.");
+  ::string s;
+  EXPECT_FALSE(r.ReadRecordAsStringIfAvailable(&s));
+  EXPECT_EQ(r.EOFPosition(), 0);
+  LogWriter bad_flags(base_, "", LogWriter::AUTO, 100, 64);
+  EXPECT_FALSE(bad_flags.Flush());
+  LogWriter bad_concurrency(base_, "", static_cast<LogWriter::Concurrency>(9));
+  EXPECT_FALSE(bad_concurrency.WriteRecord("x"));
+}
+
+TEST_P(LogTest, TryWriteRetriesWhileTheBufferIsWrittenOut) {
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 256);
+  int ok = 0, retries = 0;
+  for (int i = 0; ok < 200 && i < 100000; ++i) {
+    AsyncIOWatcher done;
+    const int st = w.TryWriteRecord(Record(ok), &done);
+    ASSERT_NE(st, LogWriter::WRITE_ERROR);
+    if (st == LogWriter::WRITE_OK) {
+      ++ok;
+    } else {
+      ++retries;
+      done.Wait();  // the append under way finished
+    }
+  }
+  ASSERT_TRUE(w.Flush());
+  EXPECT_TRUE(w.AsyncEnabled());
+  const auto records = ReadAll();
+  ASSERT_EQ(records.size(), 200u);
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(records[i], Record(i));
+}
+
+class Collector : public BackgroundLogReader {
+ public:
+  using BackgroundLogReader::BackgroundLogReader;
+  ~Collector() override { Stop(); }
+  void ProcessRecord(const void* data, int len, const char* position) override {
+    std::lock_guard<std::mutex> lock(mu);
+    records.emplace_back(static_cast<const char*>(data), len);
+    positions.emplace_back(position);
+  }
+  size_t count() {
+    std::lock_guard<std::mutex> lock(mu);
+    return records.size();
+  }
+  std::mutex mu;
+  std::vector<std::string> records, positions;
+};
+
+TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
+  LogWriter::setLogChunkSize_TEST(700);
+  Collector c(new LogReader(base_));
+  c.set_max_sleep_time_in_secs(0);  // poll without sleeping
+  c.Start();
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 128, LogWriter::kFlushEachRecord);
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+  for (int wait = 0; wait < 5000 && c.count() < 100; ++wait) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  c.Stop();
+  ASSERT_EQ(c.records.size(), 100u);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(c.records[i], Record(i));
+  int64 p;
+  ASSERT_TRUE(LogBase::TextToPosition(c.positions.back().c_str(), &p));
+  EXPECT_GT(LogBase::LogPositionToFileNumber(p), 1);
+  const auto before = std::chrono::steady_clock::now();
+  c.set_max_sleep_time_in_secs(60);
+  c.MakeExit();
+  c.WaitBeforeReadingAgain(20);  // returns at once once asked to exit
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+}
+
+// ---- Processes (local files only) --------------------------------------------------
+
+class LocalLogTest : public LogTest {};
+INSTANTIATE_TEST_SUITE_P(Local, LocalLogTest, ::testing::Values("local"));
+
+TEST_P(LocalLogTest, AppendingProcessesLoseNothing) {
+  LogWriter::setLogChunkSize_TEST(30000);
+  constexpr int kProcesses = 3, kEach = 400;
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      LogWriter w(base_, "", LogWriter::CONCURRENT_APPENDERS, 2048);
+      bool ok = w.last_error().empty();
+      for (int i = 0; i < kEach && ok; ++i) ok = w.WriteRecord(std::to_string(p) + "/" + Record(i));
+      w.Close();
+      _exit(ok ? 0 : 1);
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  const auto records = ReadAll();
+  EXPECT_EQ(std::set<std::string>(records.begin(), records.end()).size(), size_t{kProcesses * kEach});
+  EXPECT_EQ(records.size(), size_t{kProcesses * kEach});
+}
+
+TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
+  LogWriter::setLogChunkSize_TEST(5000);
+  int pipe_fds[2];
+  ASSERT_EQ(pipe(pipe_fds), 0);
+  const pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    close(pipe_fds[0]);
+    LogWriter w(base_, "doomed", LogWriter::SINGLE_WRITER, 300);
+    for (int i = 0;; ++i) {
+      if (!w.WriteRecord(Record(i))) _exit(1);
+      // Every 5th record is flushed and reported as safe.
+      if (i % 5 == 4) {
+        if (!w.Flush()) _exit(1);
+        if (write(pipe_fds[1], &i, sizeof(i)) != sizeof(i)) _exit(1);
+      }
+    }
+  }
+  close(pipe_fds[1]);
+  int flushed = -1, got;
+  while (flushed < 2000 && read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
+  kill(pid, SIGKILL);
+  int status;
+  waitpid(pid, &status, 0);
+  while (read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
+  close(pipe_fds[0]);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  {
+    LogWriter after(base_, "after", LogWriter::SINGLE_WRITER, 300);
+    ASSERT_TRUE(after.last_error().empty()) << after.last_error();
+    ASSERT_TRUE(after.WriteRecord("after the crash"));
+  }
+  const auto records = ReadAll();
+  ASSERT_GT(records.size(), static_cast<size_t>(flushed));
+  for (int i = 0; i <= flushed; ++i) ASSERT_EQ(records[i], Record(i));
+  EXPECT_EQ(records.back(), "after the crash");
+}
+
+TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
+  EXPECT_DEATH(
+      {
+        LogWriter w;
+        w.AsyncEnabled();
+      },
+      "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
+}
+
+}  // namespace
