@@ -23,6 +23,7 @@ from pyquarry.files import QuarryFile, open
 from pyquarry.paths import (StatResult, exists, isdir, stat, getsize, glob, escape, listdir,
                             walk, mkdir, makedirs, remove, rmdir, rmtree, rename, copy,
                             read_file, write_file)
+from pyquarry.logs import LogWriter, tail
 from pyquarry.records import RecordWriter, RecordReader, DamagedRecordsError, read_records
 
 # The library's error codes, for comparing with QuarryError.code.
@@ -31,4 +32,4 @@ globals().update((name, code) for code, name in CODE_NAMES.items())
 __all__ = ['QuarryError', 'FileError', 'PathError', 'QuarryFile', 'open', 'StatResult', 'exists',
            'isdir', 'stat', 'getsize', 'glob', 'escape', 'listdir', 'walk', 'mkdir', 'makedirs',
            'remove', 'rmdir', 'rmtree', 'rename', 'copy', 'read_file', 'write_file', 'RecordWriter',
-           'RecordReader', 'DamagedRecordsError', 'read_records'] + sorted(CODE_NAMES.values())
+           'RecordReader', 'DamagedRecordsError', 'read_records', 'LogWriter', 'tail'] + sorted(CODE_NAMES.values())

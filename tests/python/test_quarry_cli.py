@@ -77,6 +77,18 @@ class QuarryTest(pqtest.TestCase):
         code, _, err = run('cp', src, mem)
         self.assertEqual((code, err), (0, ''))
 
+    def test_copy_replaces_and_keeps_the_mode_within_a_file_system(self):
+        data = os.urandom((1 << 20) + 3)
+        src = self.put('src', data)
+        os.chmod(src, 0o640)
+        for existing in ('', 'old and longer than nothing ' * 100000):
+            if existing:
+                self.put('dst', existing)
+            self.assertEqual(run('cp', src, self.dir + 'dst'), (0, '', ''))
+            self.assertEqual(pyquarry.read_file(self.dir + 'dst'), data)
+            self.assertEqual(os.stat(self.dir + 'dst').st_mode & 0o7777, 0o640)
+        self.assertEqual(sorted(os.listdir(self.dir)), ['dst', 'src'])
+
     def test_progress_on_a_terminal(self):
         src = self.put('src', os.urandom(1 << 20))
         pid, fd = pty.fork()
