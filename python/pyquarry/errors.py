@@ -75,3 +75,20 @@ def from_operation(op, filename, cls=PathError):
     if code == _m.OK:
         code, message = _m.ERROR_UNKNOWN, 'the operation failed'
     return cls(code, message, filename)
+
+
+class Held(object):
+    """Base of the objects that hold a library object until closed: the
+    attribute named by `_held` holds it, None once closed."""
+    _held = '_obj'
+    _kind = 'object'
+
+    @property
+    def closed(self):
+        return getattr(self, self._held, None) is None
+
+    def _live(self):
+        held = getattr(self, self._held, None)
+        if held is None:
+            raise ValueError('I/O operation on closed ' + self._kind)
+        return held

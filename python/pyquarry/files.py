@@ -27,7 +27,7 @@ def _parse_mode(mode):
     return kind + ('+' if plus else ''), kind == 'r' or plus, kind != 'r' or plus, kind == 'a'
 
 
-class QuarryFile(object):
+class QuarryFile(errors.Held):
     """A file open on any file system, used like Python's own file objects.
 
     Reads are buffered (positioned reads of the library handle), writes are
@@ -35,6 +35,8 @@ class QuarryFile(object):
     lines; mixing iteration with read() skips what the iteration read ahead,
     as with Python's own files. Failures raise `pyquarry.FileError` with the
     library's code and message."""
+    _held = '_handle'
+    _kind = 'file'
 
     def __init__(self, name, mode='r'):
         self.name = name
@@ -58,15 +60,6 @@ class QuarryFile(object):
             self._fpos = self._size()
 
     # -- state ---------------------------------------------------------------
-    @property
-    def closed(self):
-        return self._handle is None
-
-    def _live(self):
-        if self._handle is None:
-            raise ValueError('I/O operation on closed file')
-        return self._handle
-
     def _fail(self):
         return errors.from_handle(self._handle, self.name)
 

@@ -17,11 +17,13 @@ from pyquarry import errors
 _CONCURRENCY = {False: 0, True: 1, 'auto': 2}
 
 
-class LogWriter(object):
+class LogWriter(errors.Held):
     """Appends records to the log `base` (continuing its newest file).
 
     concurrent: False (one writer), True (several appenders) or 'auto'.
     flush() makes the records visible to readers and durable."""
+    _held = '_writer'
+    _kind = 'log writer'
 
     def __init__(self, base, concurrent='auto', compression=None, level=6):
         if concurrent not in _CONCURRENCY:
@@ -37,15 +39,6 @@ class LogWriter(object):
         self._writer = writer
         if compression == 'zlib':
             _m.LogWriter_EnableCompression(writer, level)
-
-    @property
-    def closed(self):
-        return self._writer is None
-
-    def _live(self):
-        if self._writer is None:
-            raise ValueError('I/O operation on closed log writer')
-        return self._writer
 
     def write(self, record):
         if not _m.LogWriter_WriteRecordString(self._live(), record):

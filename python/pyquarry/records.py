@@ -55,7 +55,7 @@ def _open_handle(name, mode):
     return handle
 
 
-class RecordWriter(object):
+class RecordWriter(errors.Held):
     """Writes records to `name` ('w' replaces the file, 'a' appends).
 
     compression: None, 'zlib' (level 1-9), 'zstd' (level; negative levels
@@ -63,6 +63,8 @@ class RecordWriter(object):
     are then gathered into compressed batches. concurrent=True makes every
     buffer one append, so several writers can share the file. The records
     are durable once flush() or close() returned."""
+    _held = '_writer'
+    _kind = 'record writer'
 
     def __init__(self, name, mode='w', compression=None, level=None, buffer_size=0,
                  concurrent=False, sync_on_close=True):
@@ -82,15 +84,6 @@ class RecordWriter(object):
         if compression is not None:
             enable, default = _CODECS[compression]
             enable(self._writer, default if level is None else level)
-
-    @property
-    def closed(self):
-        return self._writer is None
-
-    def _live(self):
-        if self._writer is None:
-            raise ValueError('I/O operation on closed record writer')
-        return self._writer
 
     def _fail(self, writer):
         code = _m.RecordWriter_GetCurrentErrorCode(writer)
@@ -152,7 +145,7 @@ class RecordWriter(object):
         return '<%s pyquarry record writer %r>' % ('closed' if self.closed else 'open', self.name)
 
 
-class RecordReader(object):
+class RecordReader(errors.Held):
     """Iterates over the records of `name`, in file order.
 
     Damaged bytes are passed over. `skipped_bytes` and `skipped_regions`
@@ -161,6 +154,8 @@ class RecordReader(object):
     bytes. on_damage: None counts only, 'raise' raises
     DamagedRecordsError, a callable is called with (offset, length).
     A failed read of the file raises FileError."""
+    _held = '_reader'
+    _kind = 'record reader'
 
     def __init__(self, name, on_damage=None, max_record_length=None, buffer_size=1 << 20):
         if not (on_damage is None or on_damage == 'raise' or callable(on_damage)):
@@ -176,15 +171,6 @@ class RecordReader(object):
             _m.RecordReader_set_max_record_length(self._reader, max_record_length)
         self._regions = 0
         self._pending = None
-
-    @property
-    def closed(self):
-        return self._reader is None
-
-    def _live(self):
-        if self._reader is None:
-            raise ValueError('I/O operation on closed record reader')
-        return self._reader
 
     @property
     def skipped_bytes(self):

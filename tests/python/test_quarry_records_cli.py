@@ -1,6 +1,5 @@
 """quarry records cat|count|verify, run as a subprocess."""
 import os
-import pty
 import shutil
 import subprocess
 import unittest
@@ -8,7 +7,7 @@ import unittest
 import pqtest
 
 import pyquarry
-from test_quarry_cli import QUARRY, run
+from test_quarry_cli import QUARRY, run, run_on_a_terminal
 
 
 @unittest.skipUnless(os.path.exists(QUARRY), 'quarry is not built')
@@ -80,19 +79,7 @@ class RecordsCommandTest(pqtest.TestCase):
             self.assertEqual((code, 'Usage' in out), (0, True))
 
     def test_verify_progress_on_a_terminal(self):
-        pid, fd = pty.fork()
-        if pid == 0:
-            os.execv(QUARRY, [QUARRY, 'records', 'verify', self.dir + 'plain'])
-        seen = ''
-        while True:
-            try:
-                chunk = os.read(fd, 4096)
-            except OSError:
-                break
-            if not chunk:
-                break
-            seen += chunk
-        _, status = os.waitpid(pid, 0)
+        status, seen = run_on_a_terminal('records', 'verify', self.dir + 'plain')
         self.assertEqual(status, 0)
         self.assertRegexpMatches(seen, r'plain: 6\.[0-9] KiB in [0-9.]+ s')
         self.assertIn('0 damaged regions', seen)

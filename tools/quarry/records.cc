@@ -91,18 +91,26 @@ std::vector<std::string> ExpandAll(const std::vector<std::string>& args) {
   return names;
 }
 
+// Reads every record of `name`, passing each to `each(data, len)` and
+// warning of damage on standard error; the damage summary ("" for none).
+template <typename Each>
+std::string ScanWithWarnings(const std::string& name, Each&& each) {
+  RecordScan scan(name);
+  void* data;
+  size_t len;
+  while (scan.Next(&data, &len, [&](const Damage& d) { Warn(name, d); })) each(data, len);
+  return scan.DamageSummary();
+}
+
 void Cat(const std::vector<std::string>& args, bool nul) {
   char separator = nul ? '\0' : '\n';
   std::string failure;
   for (const std::string& name : ExpandAll(args)) {
-    RecordScan scan(name);
-    void* data;
-    size_t len;
-    while (scan.Next(&data, &len, [&](const Damage& d) { Warn(name, d); })) {
+    std::string damage = ScanWithWarnings(name, [&](void* data, size_t len) {
       if (std::fwrite(data, 1, len, stdout) != len || std::fputc(separator, stdout) == EOF)
         throw Failure("cannot write to standard output");
-    }
-    if (failure.empty()) failure = scan.DamageSummary();  // reported once every file is printed
+    });
+    if (failure.empty()) failure = damage;  // reported once every file is printed
   }
   if (std::fflush(stdout) != 0) throw Failure("cannot write to standard output");
   if (!failure.empty()) throw Failure(failure);
@@ -111,13 +119,10 @@ void Cat(const std::vector<std::string>& args, bool nul) {
 void Count(const std::vector<std::string>& args) {
   std::string failure;
   for (const std::string& name : ExpandAll(args)) {
-    RecordScan scan(name);
-    void* data;
-    size_t len;
-    while (scan.Next(&data, &len, [&](const Damage& d) { Warn(name, d); })) {
-    }
-    fmt::print("{:>12}  {}\n", scan.records(), name);
-    if (failure.empty()) failure = scan.DamageSummary();
+    int64 records = 0;
+    std::string damage = ScanWithWarnings(name, [&](void*, size_t) { ++records; });
+    fmt::print("{:>12}  {}\n", records, name);
+    if (failure.empty()) failure = damage;
   }
   std::fflush(stdout);
   if (!failure.empty()) throw Failure(failure);
