@@ -43,14 +43,7 @@ class QuarryFile(errors.Held):
         self.mode = mode
         self._handle = None
         library_mode, self._readable, self._writable, self._appending = _parse_mode(mode)
-        handle = _m.File_Create(name, library_mode)
-        if handle is None:
-            raise errors.FileError(_m.ERROR_INVALID_ARGUMENT, 'no file system takes this name', name)
-        if not _m.File_OpenThis(handle):
-            error = errors.from_handle(handle, name)
-            _m.delete_File(handle)
-            raise error
-        self._handle = handle
+        self._handle = errors.open_handle(name, library_mode)
         self._rbuf = ''      # read-ahead; self._rbuf[self._rpos:] is not consumed yet
         self._rpos = 0
         self._fpos = 0       # file offset just past self._rbuf
@@ -305,12 +298,6 @@ class QuarryFile(errors.Held):
     def __exit__(self, *exc):
         self.close()
 
-    def __del__(self):
-        if getattr(self, '_handle', None) is not None:
-            try:
-                self.close()
-            except (EnvironmentError, ValueError):
-                pass
 
 
 def open(name, mode='r'):  # noqa: A001 (the point of this module)

@@ -68,13 +68,6 @@ class LogWriter(errors.Held):
     def __exit__(self, kind, value, traceback):
         self.close()
 
-    def __del__(self):
-        if getattr(self, '_writer', None) is not None:
-            try:
-                self.close()
-            except errors.QuarryError:
-                pass
-
 
 def tail(base, position=None, poll=0.05, stop=None):
     """Yields the records of the log `base` from `position` (a position from

@@ -43,18 +43,6 @@ class DamagedRecordsError(errors.FileError):
         return type(self), (self.filename, self.offset, self.length)
 
 
-def _open_handle(name, mode):
-    """An open library handle, or FileError with the library's reason."""
-    handle = _m.File_Create(name, mode)
-    if handle is None:
-        raise errors.FileError(_m.ERROR_INVALID_ARGUMENT, 'no file system takes this name', name)
-    if not _m.File_OpenThis(handle):
-        error = errors.from_handle(handle, name)
-        _m.delete_File(handle)
-        raise error
-    return handle
-
-
 class RecordWriter(errors.Held):
     """Writes records to `name` ('w' replaces the file, 'a' appends).
 
@@ -76,7 +64,7 @@ class RecordWriter(errors.Held):
             raise ValueError("concurrent must be False, True or 'auto': %r" % (concurrent,))
         self.name = name
         self._writer = None
-        handle = _open_handle(name, mode)
+        handle = errors.open_handle(name, mode)
         self._handle = handle  # owned by the writer from here on
         self._writer = _m.new_RecordWriter(handle, buffer_size, _CONCURRENCY[concurrent], 0)
         if not sync_on_close:
@@ -134,13 +122,6 @@ class RecordWriter(errors.Held):
             except errors.QuarryError:
                 pass
 
-    def __del__(self):
-        if getattr(self, '_writer', None) is not None:
-            try:
-                self.close()
-            except errors.QuarryError:
-                pass
-
     def __repr__(self):
         return '<%s pyquarry record writer %r>' % ('closed' if self.closed else 'open', self.name)
 
@@ -164,7 +145,7 @@ class RecordReader(errors.Held):
         self.on_damage = on_damage
         self.damage = []
         self._reader = None
-        handle = _open_handle(name, 'r')
+        handle = errors.open_handle(name, 'r')
         self._handle = handle  # owned by the reader from here on
         self._reader = _m.new_RecordReaderScript(handle, buffer_size)
         if max_record_length is not None:
@@ -239,10 +220,6 @@ class RecordReader(errors.Held):
 
     def __exit__(self, *exc):
         self.close()
-
-    def __del__(self):
-        if getattr(self, '_reader', None) is not None:
-            self.close()
 
     def __repr__(self):
         return '<%s pyquarry record reader %r>' % ('closed' if self.closed else 'open', self.name)
