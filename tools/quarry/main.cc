@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
   quarry::AddCopyCommands(app);
   quarry::AddChecksumCommands(app);
   quarry::AddRecordCommands(app);
+  quarry::AddLogCommands(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

@@ -85,7 +85,8 @@ std::string NameTheDestination(std::string message, const std::string& temporary
 void AddFileCommands(CLI::App& app);      // ls stat cat rm mkdir
 void AddCopyCommands(CLI::App& app);      // cp
 void AddChecksumCommands(CLI::App& app);  // checksum
-void AddRecordCommands(CLI::App& app);    // records cat|count|verify
+void AddRecordCommands(CLI::App& app);    // records write|cat|count|verify
+void AddLogCommands(CLI::App& app);       // log tail|gc
 
 }  // namespace quarry
 
