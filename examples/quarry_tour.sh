@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A tour of the quarry command-line tool. Run from a build directory or give
-# QUARRY=/path/to/quarry. (Records and logs come with their families.)
+# QUARRY=/path/to/quarry.
 set -euo pipefail
 Q=${QUARRY:-$(dirname "$0")/../build/quarry}
 dir=$(mktemp -d)
@@ -16,5 +16,15 @@ step checksum "$dir/numbers.txt" "$dir/copies/deep/*.txt"
 echo; echo "\$ quarry cat $dir/numbers.txt | tail -2"; "$Q" cat "$dir/numbers.txt" | tail -2
 echo; echo "\$ quarry cat $dir/missing   # a clear error, exit status 1"
 "$Q" cat "$dir/missing" || echo "(exit status $?)"
+
+echo; echo "\$ seq 1 5000 | quarry records write -z zstd $dir/numbers.rec"
+seq 1 5000 | "$Q" records write -z zstd "$dir/numbers.rec"
+step records count "$dir/numbers.rec"
+echo; echo "\$ quarry records cat $dir/numbers.rec | tail -3"; "$Q" records cat "$dir/numbers.rec" | tail -3
+seq 1 2000 | "$Q" records write "$dir/plain.rec"
+echo; echo "# damage two bytes of $dir/plain.rec"
+printf 'XX' | dd of="$dir/plain.rec" bs=1 seek=3000 conv=notrunc status=none
+echo; echo "\$ quarry records verify $dir/numbers.rec $dir/plain.rec   # exit status 1 for damage"
+"$Q" records verify "$dir/numbers.rec" "$dir/plain.rec" || echo "(exit status $?)"
 step rm -r "$dir/copies"
 step ls "$dir"

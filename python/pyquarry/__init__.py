@@ -6,6 +6,10 @@
     for line in pyquarry.open('/mem/notes.txt'):
         ...
     pyquarry.copy('/mem/notes.txt', '/tmp/notes.txt')
+    with pyquarry.RecordWriter('/mem/r', compression='zstd') as w:
+        w.write('a record')
+    for record in pyquarry.read_records('/mem/r'):
+        ...
 
 Unlike the flat functions of _file_base_pyquarry, failures raise
 exceptions: FileError (an IOError) for open files, PathError (an OSError)
@@ -19,10 +23,13 @@ from pyquarry.files import QuarryFile, open
 from pyquarry.paths import (StatResult, exists, isdir, stat, getsize, glob, escape, listdir,
                             walk, mkdir, makedirs, remove, rmdir, rmtree, rename, copy,
                             read_file, write_file)
+from pyquarry.logs import LogWriter, tail
+from pyquarry.records import RecordWriter, RecordReader, DamagedRecordsError, read_records
 
 # The library's error codes, for comparing with QuarryError.code.
 globals().update((name, code) for code, name in CODE_NAMES.items())
 
 __all__ = ['QuarryError', 'FileError', 'PathError', 'QuarryFile', 'open', 'StatResult', 'exists',
            'isdir', 'stat', 'getsize', 'glob', 'escape', 'listdir', 'walk', 'mkdir', 'makedirs',
-           'remove', 'rmdir', 'rmtree', 'rename', 'copy', 'read_file', 'write_file'] + sorted(CODE_NAMES.values())
+           'remove', 'rmdir', 'rmtree', 'rename', 'copy', 'read_file', 'write_file', 'RecordWriter',
+           'RecordReader', 'DamagedRecordsError', 'read_records', 'LogWriter', 'tail'] + sorted(CODE_NAMES.values())

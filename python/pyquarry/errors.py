@@ -75,3 +75,40 @@ def from_operation(op, filename, cls=PathError):
     if code == _m.OK:
         code, message = _m.ERROR_UNKNOWN, 'the operation failed'
     return cls(code, message, filename)
+
+
+class Held(object):
+    """Base of the objects that hold a library object until closed: the
+    attribute named by `_held` holds it, None once closed. An object
+    dropped while open is closed quietly."""
+    _held = '_obj'
+    _kind = 'object'
+
+    @property
+    def closed(self):
+        return getattr(self, self._held, None) is None
+
+    def _live(self):
+        held = getattr(self, self._held, None)
+        if held is None:
+            raise ValueError('I/O operation on closed ' + self._kind)
+        return held
+
+    def __del__(self):
+        if getattr(self, self._held, None) is not None:
+            try:
+                self.close()
+            except (EnvironmentError, ValueError):
+                pass
+
+
+def open_handle(name, mode):
+    """An open library handle, or FileError with the library's reason."""
+    handle = _m.File_Create(name, mode)
+    if handle is None:
+        raise FileError(_m.ERROR_INVALID_ARGUMENT, 'no file system takes this name', name)
+    if not _m.File_OpenThis(handle):
+        error = from_handle(handle, name)
+        _m.delete_File(handle)
+        raise error
+    return handle

@@ -27,7 +27,7 @@ def _parse_mode(mode):
     return kind + ('+' if plus else ''), kind == 'r' or plus, kind != 'r' or plus, kind == 'a'
 
 
-class QuarryFile(object):
+class QuarryFile(errors.Held):
     """A file open on any file system, used like Python's own file objects.
 
     Reads are buffered (positioned reads of the library handle), writes are
@@ -35,20 +35,15 @@ class QuarryFile(object):
     lines; mixing iteration with read() skips what the iteration read ahead,
     as with Python's own files. Failures raise `pyquarry.FileError` with the
     library's code and message."""
+    _held = '_handle'
+    _kind = 'file'
 
     def __init__(self, name, mode='r'):
         self.name = name
         self.mode = mode
         self._handle = None
         library_mode, self._readable, self._writable, self._appending = _parse_mode(mode)
-        handle = _m.File_Create(name, library_mode)
-        if handle is None:
-            raise errors.FileError(_m.ERROR_INVALID_ARGUMENT, 'no file system takes this name', name)
-        if not _m.File_OpenThis(handle):
-            error = errors.from_handle(handle, name)
-            _m.delete_File(handle)
-            raise error
-        self._handle = handle
+        self._handle = errors.open_handle(name, library_mode)
         self._rbuf = ''      # read-ahead; self._rbuf[self._rpos:] is not consumed yet
         self._rpos = 0
         self._fpos = 0       # file offset just past self._rbuf
@@ -58,15 +53,6 @@ class QuarryFile(object):
             self._fpos = self._size()
 
     # -- state ---------------------------------------------------------------
-    @property
-    def closed(self):
-        return self._handle is None
-
-    def _live(self):
-        if self._handle is None:
-            raise ValueError('I/O operation on closed file')
-        return self._handle
-
     def _fail(self):
         return errors.from_handle(self._handle, self.name)
 
@@ -312,12 +298,6 @@ class QuarryFile(object):
     def __exit__(self, *exc):
         self.close()
 
-    def __del__(self):
-        if getattr(self, '_handle', None) is not None:
-            try:
-                self.close()
-            except (EnvironmentError, ValueError):
-                pass
 
 
 def open(name, mode='r'):  # noqa: A001 (the point of this module)

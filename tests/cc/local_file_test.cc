@@ -113,6 +113,49 @@ TEST_F(LocalFileTest, AttributeRecordIsAFileBesideItsFileAndKeepsOtherKeys) {
   EXPECT_FALSE(Exists(".g.attr"));
 }
 
+// ---- Copies inside the file system ------------------------------------------------------------
+
+TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
+  std::string data;
+  for (int i = 0; i < (3 << 18) + 7; ++i) data += static_cast<char>(i * 7 + (i >> 11));  // 3 MiB + 7
+  shared_ptr<FileFactory> local = FileFactory::ForName(P("x").c_str());
+  ASSERT_NE(local, nullptr);
+  for (const std::string& contents : {data, std::string()}) {
+    Put("src", contents);
+    ASSERT_EQ(chmod(P("src").c_str(), 0640), 0);
+    file::Operation op;
+    ASSERT_TRUE(local->DoCloneFile(P("src").c_str(), P("dst").c_str(), &op)) << op.message();
+    EXPECT_TRUE(Get("dst") == contents) << contents.size();
+    EXPECT_EQ(StatOf("dst").mode & 07777, 0640u);
+    file::Operation again;  // an existing target stays as it is
+    EXPECT_FALSE(local->DoCloneFile(P("src").c_str(), P("dst").c_str(), &again));
+    EXPECT_EQ(again.error(), file::ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(Get("dst").size(), contents.size());
+    ASSERT_TRUE(File::Delete(P("dst").c_str()));
+  }
+  file::Operation missing;
+  EXPECT_FALSE(local->DoCloneFile(P("none").c_str(), P("dst").c_str(), &missing));
+  EXPECT_EQ(missing.error(), file::ERROR_NOT_FOUND);
+  EXPECT_FALSE(Exists("dst"));
+}
+
+TEST_F(LocalFileTest, CloneAcrossFileSystemsCopiesOrLeavesNothingForTheByteCopy) {
+  struct stat here, shm;
+  if (stat("/dev/shm", &shm) != 0 || stat(P("").c_str(), &here) != 0 || shm.st_dev == here.st_dev)
+    GTEST_SKIP() << "no second file system at /dev/shm";
+  const std::string other = "/dev/shm/pq-clone-" + std::to_string(getpid());
+  Put("src", std::string(100000, 'c'));
+  file::Operation op;
+  const bool copied = FileFactory::ForName(P("src").c_str())->DoCloneFile(P("src").c_str(), other.c_str(), &op);
+  if (copied) {
+    EXPECT_EQ(File::GetFileSize(other.c_str()), 100000);
+  } else {
+    EXPECT_EQ(op.error(), file::ERROR_UNIMPLEMENTED) << op.message();  // the caller copies bytes
+    EXPECT_FALSE(File::Exists(other.c_str()));
+  }
+  unlink(other.c_str());
+}
+
 // ---- Handles -------------------------------------------------------------------------------
 
 TEST_F(LocalFileTest, LargeRangesAreRealMappings) {

@@ -25,6 +25,24 @@ def run(*args, **kw):
     return p.returncode, out, err
 
 
+def run_on_a_terminal(*args):
+    """(exit status, everything written) of quarry run on a pseudo-terminal."""
+    pid, fd = pty.fork()
+    if pid == 0:
+        os.execv(QUARRY, [QUARRY] + list(args))
+    seen = ''
+    while True:
+        try:
+            chunk = os.read(fd, 4096)
+        except OSError:
+            break
+        if not chunk:
+            break
+        seen += chunk
+    _, status = os.waitpid(pid, 0)
+    return status, seen
+
+
 @unittest.skipUnless(os.path.exists(QUARRY), 'quarry is not built')
 class QuarryTest(pqtest.TestCase):
     def setUp(self):
@@ -77,21 +95,21 @@ class QuarryTest(pqtest.TestCase):
         code, _, err = run('cp', src, mem)
         self.assertEqual((code, err), (0, ''))
 
+    def test_copy_replaces_and_keeps_the_mode_within_a_file_system(self):
+        data = os.urandom((1 << 20) + 3)
+        src = self.put('src', data)
+        os.chmod(src, 0o640)
+        for existing in ('', 'old and longer than nothing ' * 100000):
+            if existing:
+                self.put('dst', existing)
+            self.assertEqual(run('cp', src, self.dir + 'dst'), (0, '', ''))
+            self.assertEqual(pyquarry.read_file(self.dir + 'dst'), data)
+            self.assertEqual(os.stat(self.dir + 'dst').st_mode & 0o7777, 0o640)
+        self.assertEqual(sorted(os.listdir(self.dir)), ['dst', 'src'])
+
     def test_progress_on_a_terminal(self):
         src = self.put('src', os.urandom(1 << 20))
-        pid, fd = pty.fork()
-        if pid == 0:
-            os.execv(QUARRY, [QUARRY, 'cp', src, self.dir + 'dst'])
-        seen = ''
-        while True:
-            try:
-                chunk = os.read(fd, 4096)
-            except OSError:
-                break
-            if not chunk:
-                break
-            seen += chunk
-        _, status = os.waitpid(pid, 0)
+        status, seen = run_on_a_terminal('cp', src, self.dir + 'dst')
         self.assertEqual(status, 0)
         self.assertRegexpMatches(seen, r'src: 1\.0 MiB in [0-9.]+ s \([0-9.]+ [KMG]iB/s\)')
 

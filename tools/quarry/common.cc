@@ -116,6 +116,11 @@ std::vector<std::string> Expand(const std::string& arg, bool hidden) {
   return std::vector<std::string>(matches.begin(), matches.end());
 }
 
+std::string NameTheDestination(std::string message, const std::string& temporary, const std::string& name) {
+  for (size_t at; (at = message.find(temporary)) != std::string::npos;) message.replace(at, temporary.size(), name);
+  return message;
+}
+
 std::string Basename(const std::string& name) {
   size_t end = name.find_last_not_of('/');
   if (end == std::string::npos) return name.empty() ? name : "/";

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "file/base/core/file_factory.h"
 #include "file/base/core/filestat.h"
 #include "file/base/core/operation.h"
 #include "tools/quarry/quarry.h"
@@ -13,6 +14,31 @@ namespace quarry {
 namespace {
 
 constexpr size_t kCopyBuffer = 1 << 20;
+
+// Copies inside the file system when source and target share one (a clone,
+// or the kernel's copy between local files): true when done, false when the
+// file system cannot, so that the bytes are copied here; throws on failure.
+bool CopyInside(const std::string& source, const std::string& temporary) {
+  shared_ptr<FileFactory> factory = FileFactory::ForName(source.c_str());
+  if (factory == nullptr || factory != FileFactory::ForName(temporary.c_str())) return false;
+  file::Operation op;
+  if (factory->DoCloneFile(source.c_str(), temporary.c_str(), &op)) return true;
+  if (op.error() == file::ERROR_UNIMPLEMENTED) return false;
+  throw Failure(Reason(op, source + ": cannot copy"));
+}
+
+void CopyBytes(const std::string& source, const std::string& temporary, Progress& progress, int64* copied) {
+  Handle in(source, "r");
+  Handle out(temporary, "w");
+  std::vector<char> buffer(kCopyBuffer);
+  while (size_t got = in.Read(buffer.data(), buffer.size())) {
+    out.Write(buffer.data(), got);
+    *copied += static_cast<int64>(got);
+    progress.Update(*copied);
+  }
+  out.Close();
+  in.Close();
+}
 
 void CopyOne(const std::string& source, const std::string& destination) {
   if (File::IsDirectory(source.c_str())) throw Failure(source + ": is a directory");
@@ -23,26 +49,27 @@ void CopyOne(const std::string& source, const std::string& destination) {
   Progress progress(Basename(source), st.length);
   int64 copied = 0;
   try {
-    Handle in(source, "r");
-    Handle out(temporary, "w");
-    std::vector<char> buffer(kCopyBuffer);
-    while (size_t got = in.Read(buffer.data(), buffer.size())) {
-      out.Write(buffer.data(), got);
-      copied += static_cast<int64>(got);
-      progress.Update(copied);
+    if (CopyInside(source, temporary)) {
+      copied = st.length;
+    } else {
+      CopyBytes(source, temporary, progress, &copied);
     }
-    out.Close();
-    in.Close();
+    // The copy is complete: drop the file it replaces first. Renaming over
+    // an existing file makes some local file systems (ext4) write the new
+    // data out at once, which costs more than the copy; there is briefly no
+    // destination, but never a partial one.
+    if (File::Exists(destination.c_str()) && !File::IsDirectory(destination.c_str())) {
+      file::Operation remove_op;
+      if (!File::DeleteWithOp(destination.c_str(), &remove_op))
+        throw Failure(Reason(remove_op, destination + ": cannot replace"));
+    }
     file::Operation rename_op;
     if (!File::RenameWithOp(temporary.c_str(), destination.c_str(), true, &rename_op))
       throw Failure(Reason(rename_op, destination + ": cannot rename the copy into place"));
   } catch (const Failure& e) {
     File::Delete(temporary.c_str());
     progress.Finish(copied);
-    std::string message = e.what();  // name the destination, not the temporary
-    for (size_t at; (at = message.find(temporary)) != std::string::npos;)
-      message.replace(at, temporary.size(), destination);
-    throw Failure(message);
+    throw Failure(NameTheDestination(e.what(), temporary, destination));
   }
   progress.Finish(copied);
 }

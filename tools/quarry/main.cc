@@ -13,6 +13,8 @@ int main(int argc, char** argv) {
   quarry::AddFileCommands(app);
   quarry::AddCopyCommands(app);
   quarry::AddChecksumCommands(app);
+  quarry::AddRecordCommands(app);
+  quarry::AddLogCommands(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& e) {

@@ -78,10 +78,15 @@ std::vector<std::string> Expand(const std::string& arg, bool hidden = false);
 
 std::string Basename(const std::string& name);
 
+// `message` naming `name` wherever it named the temporary file written for it.
+std::string NameTheDestination(std::string message, const std::string& temporary, const std::string& name);
+
 // Command groups.
 void AddFileCommands(CLI::App& app);      // ls stat cat rm mkdir
 void AddCopyCommands(CLI::App& app);      // cp
 void AddChecksumCommands(CLI::App& app);  // checksum
+void AddRecordCommands(CLI::App& app);    // records write|cat|count|verify
+void AddLogCommands(CLI::App& app);       // log tail|gc
 
 }  // namespace quarry
 

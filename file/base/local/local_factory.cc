@@ -212,6 +212,23 @@ bool LocalFileFactory::DoAcquireLock(const ::string& name, const LockInfo& lock,
   return true;
 }
 
+// Copies all of `source` to `target` in the kernel (copy_file_range(2)):
+// 0 when done, else the errno. EXDEV, ENOSYS, EOPNOTSUPP or EINVAL on the
+// first call mean "not between these two files"; the caller then copies
+// bytes itself.
+static int KernelCopy(int source, int target) {
+  constexpr size_t kStep = size_t{1} << 30;
+  for (;;) {
+    const ssize_t n = copy_file_range(source, nullptr, target, nullptr, kStep, 0);
+    if (n == 0) return 0;
+    if (n < 0 && errno != EINTR) return errno;
+  }
+}
+
+static bool CannotKernelCopy(int error) {
+  return error == EXDEV || error == ENOSYS || error == EOPNOTSUPP || error == EINVAL;
+}
+
 bool LocalFileFactory::DoCloneFile(const char* from, const char* to, file::Operation* op) {
   ScopedFd source(open(from, O_RDONLY | O_CLOEXEC));
   if (source.get() < 0) return FailWithErrno(op, "Clone", from, errno);
@@ -220,9 +237,12 @@ bool LocalFileFactory::DoCloneFile(const char* from, const char* to, file::Opera
   ScopedFd target(open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, st.st_mode & 07777));
   if (target.get() < 0) return FailWithErrno(op, "Clone", to, errno);
   if (ioctl(target.get(), FICLONE, source.get()) == 0) return true;
-  // No reflinks here (or across these two file systems): take the empty
-  // target back so the caller can copy bytes instead.
-  const int error = errno;
+  // No reflinks here: let the kernel copy the bytes (no round trip through
+  // user space). Where it cannot either, take the empty target back so that
+  // the caller copies bytes instead.
+  const int error = KernelCopy(source.get(), target.get());
+  if (error == 0) return true;
   unlink(to);
-  return FailWith(op, file::ERROR_UNIMPLEMENTED, "Clone", from, std::strerror(error));
+  if (CannotKernelCopy(error)) return FailWith(op, file::ERROR_UNIMPLEMENTED, "Clone", from, std::strerror(error));
+  return FailWithErrno(op, "Clone", to, error);
 }

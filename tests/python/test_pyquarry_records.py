@@ -1,0 +1,111 @@
+"""pyquarry record files: writing, reading, damage and failures, local and /mem/."""
+import file_roots
+import pqtest
+from pqtest import m
+
+import pyquarry
+
+
+@file_roots.on_each_file_system
+class RecordCases(file_roots.FileCases):
+    RECORDS = ['', 'a', '\0\xff' * 3, 'x' * 70000, 'y' * (3 << 20)] + ['r%05d' % i for i in range(2000)]
+
+    def test_every_compression_reads_back_the_same_records(self):
+        for compression, level in ((None, None), ('zlib', 9), ('zstd', -1), ('zstd', None), ('lz4', 4)):
+            name = self.path('r-%s' % compression)
+            with pyquarry.RecordWriter(name, compression=compression, level=level) as w:
+                w.writelines(self.RECORDS)
+            reader = pyquarry.read_records(name)
+            self.assertEqual(list(reader), self.RECORDS, compression)
+            self.assertEqual((reader.skipped_bytes, reader.skipped_regions, reader.damage), (0, 0, []))
+            self.assertIsNone(reader.read())  # stays at the end
+
+    def test_append_tell_and_seek(self):
+        with pyquarry.RecordWriter(self.path('r')) as w:
+            w.write('one')
+            second = w.tell()
+            w.write('two')
+        with pyquarry.RecordWriter(self.path('r'), mode='a', compression='zlib') as w:
+            w.write('three')
+        with pyquarry.read_records(self.path('r')) as r:
+            self.assertEqual(list(r), ['one', 'two', 'three'])
+            r.seek(second)
+            self.assertEqual((r.read(), r.tell() > second), ('two', True))
+            self.assertEqual(list(r), ['three'])
+        self.assertTrue(r.closed)
+        self.assertRaises(ValueError, r.read)
+
+    def test_damage_is_skipped_counted_and_located(self):
+        records = ['%04d' % i * 25 for i in range(40)]  # 100 bytes each, 112 with the header
+        with pyquarry.RecordWriter(self.path('d')) as w:
+            w.writelines(records)
+        data = bytearray(self.contents('d'))
+        for at in (112 * 5 + 3, 112 * 30 + 50):
+            data[at] ^= 0xff
+        self.put('d', str(data))
+        reader = pyquarry.read_records(self.path('d'))
+        got = list(reader)
+        self.assertEqual(got, records[:5] + records[6:30] + records[31:])
+        self.assertEqual(reader.skipped_regions, 2)
+        self.assertEqual([offset for offset, _ in reader.damage], [112 * 5, 112 * 30])
+        self.assertEqual(sum(length for _, length in reader.damage), reader.skipped_bytes)
+        seen = []
+        self.assertEqual(len(list(pyquarry.read_records(self.path('d'), on_damage=lambda *a: seen.append(a)))), 38)
+        self.assertEqual(seen, reader.damage)
+        strict = pyquarry.read_records(self.path('d'), on_damage='raise')
+        self.assertEqual([strict.read() for _ in range(5)], records[:5])
+        with self.assertRaises(pyquarry.DamagedRecordsError) as caught:
+            strict.read()
+        self.assertEqual((caught.exception.offset, caught.exception.filename), (112 * 5, self.path('d')))
+        self.assertIsInstance(caught.exception, IOError)
+        self.assertEqual(strict.read(), records[6])  # reading on after the error is allowed
+
+    def test_cut_file_yields_the_records_before_the_cut(self):
+        with pyquarry.RecordWriter(self.path('c')) as w:
+            w.writelines(['first', 'second' * 10])
+        self.put('c', self.contents('c')[:-7])
+        reader = pyquarry.read_records(self.path('c'))
+        self.assertEqual((list(reader), reader.skipped_bytes), (['first'], 0))
+
+    def test_failures_and_misuse(self):
+        for call, code in ((lambda: pyquarry.read_records(self.path('missing')), m.ERROR_NOT_FOUND),
+                           (lambda: pyquarry.RecordWriter(self.path('no/dir/r')), m.ERROR_NOT_FOUND),
+                           (lambda: list(pyquarry.read_records(self.root)), m.ERROR_WRONG_TYPE)):
+            with self.assertRaises(pyquarry.FileError) as caught:
+                call()
+            self.assertEqual(caught.exception.code, code, str(caught.exception))
+            self.assertTrue(caught.exception.message)
+        for bad in (dict(compression='gzip'), dict(mode='r'), dict(concurrent='sometimes')):
+            self.assertRaises(ValueError, pyquarry.RecordWriter, self.path('w'), **bad)
+        self.assertRaises(ValueError, pyquarry.read_records, self.path('w'), on_damage='ignore')
+        w = pyquarry.RecordWriter(self.path('w'))
+        self.assertRaises(TypeError, w.write, 5)
+        w.close()
+        w.close()
+        self.assertRaises(ValueError, w.write, 'late')
+        self.assertEqual(list(pyquarry.read_records(self.path('w'))), [])
+
+    def test_long_records_over_the_limit_are_skipped(self):
+        with pyquarry.RecordWriter(self.path('l')) as w:
+            w.writelines(['short', 'z' * 5000, 'end'])
+        reader = pyquarry.read_records(self.path('l'), max_record_length=1000)
+        self.assertEqual(list(reader), ['short', 'end'])
+        self.assertEqual(reader.skipped_regions, 1)
+
+
+class ConcurrentWritersTest(pqtest.TestCase):
+    def test_two_appenders_share_one_file(self):
+        name = '/mem/pqrec-%d' % id(self)
+        self.addCleanup(m.File_Delete, name)
+        a = pyquarry.RecordWriter(name, mode='a', concurrent=True, buffer_size=4096)
+        b = pyquarry.RecordWriter(name, mode='a', concurrent=True, buffer_size=4096)
+        for i in range(300):
+            (a if i % 2 else b).write('%s%04d' % ('ab'[i % 2], i) * 20)
+        a.close()
+        b.close()
+        got = list(pyquarry.read_records(name))
+        self.assertEqual(sorted(got), sorted('%s%04d' % ('ab'[i % 2], i) * 20 for i in range(300)))
+
+
+if __name__ == '__main__':
+    pqtest.main()
