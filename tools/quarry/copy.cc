@@ -54,15 +54,8 @@ void CopyOne(const std::string& source, const std::string& destination) {
     } else {
       CopyBytes(source, temporary, progress, &copied);
     }
-    // The copy is complete: drop the file it replaces first. Renaming over
-    // an existing file makes some local file systems (ext4) write the new
-    // data out at once, which costs more than the copy; there is briefly no
-    // destination, but never a partial one.
-    if (File::Exists(destination.c_str()) && !File::IsDirectory(destination.c_str())) {
-      file::Operation remove_op;
-      if (!File::DeleteWithOp(destination.c_str(), &remove_op))
-        throw Failure(Reason(remove_op, destination + ": cannot replace"));
-    }
+    // The copy is complete: one rename replaces the destination, so a
+    // reader sees either the old file or the whole new one, never neither.
     file::Operation rename_op;
     if (!File::RenameWithOp(temporary.c_str(), destination.c_str(), true, &rename_op))
       throw Failure(Reason(rename_op, destination + ": cannot rename the copy into place"));
