@@ -153,6 +153,7 @@ bool RemoteFileFactory::MatchWithOp(const char* pattern, vector<::string>* match
   file_internal::NamedOp op(caller, "Match", pattern);
   if (!op.Begin(pattern)) return false;
   if (matches == nullptr) return op.Fail(ERROR_INVALID_ARGUMENT, "no output vector");
+  if (!IsMatchType(type)) return op.Fail(ERROR_INVALID_ARGUMENT, "unknown match type");
   RemoteName n;
   if (!Parse(pattern, &n, op.op(), "Match")) return false;
   const HandleDeadline deadline(op.op());
