@@ -201,7 +201,8 @@ class InputBuffer {
   // The next line, at most max bytes of it (the rest stays for the next
   // call); "" at end of file.
   ::string ReadLineAsString(size_t max) {
-    char* nl = static_cast<char*>(std::memchr(cur_, '\n', limit_ - cur_));
+    // An empty buffer may have no storage at all: memchr must not see null.
+    char* nl = cur_ == limit_ ? nullptr : static_cast<char*>(std::memchr(cur_, '\n', limit_ - cur_));
     if (nl != nullptr && static_cast<size_t>(nl + 1 - cur_) <= max) {
       ::string line(cur_, nl + 1 - cur_);
       cur_ = nl + 1;
