@@ -245,7 +245,9 @@ class ChecksumFileCases(file_roots.FileCases):
 
         damaged = data[:MB + 50] + chr(ord(data[MB + 50]) ^ 1) + data[MB + 51:]
         g = m.File_Open(self.path('r'), 'r+')
-        m.File_PWrite(g, 0, pointer_to(ctypes.create_string_buffer(damaged, len(damaged)), '_p_void'), len(damaged))
+        # The buffer must outlive the call that reads through its address.
+        source = ctypes.create_string_buffer(damaged, len(damaged))
+        m.File_PWrite(g, 0, pointer_to(source, '_p_void'), len(damaged))
         m.delete_File(g)
         op = m.new_Operation()
         self.assertLongResult(m.File_PReadWithVerifier(f, MB + 60, pointer_to(out, '_p_void'), 10, op, None), -1)
