@@ -3,6 +3,12 @@ tools/proxygen/proxygen.py): each helper turns one row of the method table
 into a class member, a free function or a class registration. Written by
 hand; the generated module imports it.
 
+An instance of a proxy class holds the pointer text of its object in
+`this`; `thisown` says whether it owns the object (then the instance
+destroys it with `delete_<Class>` when it goes, once). Calling a class calls
+`new_<Class>` with the arguments given. Results that are objects of a
+wrapped class come back as instances of its class.
+
 Functions the extension of this build does not have become MISSING, which
 finish() and finish_module() drop; missing() lists them.
 """
