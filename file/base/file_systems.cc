@@ -5,7 +5,6 @@
 #include "file/base/local/local_file.h"
 #include "file/base/mem/mem_file.h"
 #include "file/base/redundancy/archive.h"
-#include "file/base/remote/remote_file.h"
 
 // Runs once, when the registry is first used: before any name can be opened.
 const vector<BuiltinFileSystem>& BuiltinFileSystems() {
@@ -16,7 +15,10 @@ const vector<BuiltinFileSystem>& BuiltinFileSystems() {
     return new vector<BuiltinFileSystem>{
         {&FileFactory::local_file, nullptr, &NewLocalFileFactory},
         {&FileFactory::mem_file, "/mem/", &NewMemFileFactory},
-        {&FileFactory::remote_file, "root://", &NewRemoteFileFactory},
+        // Its client library starts slowly: loaded on the first root:// name,
+        // from beside the library's own object (or $PQ_REMOTE_LIBRARY).
+        {&FileFactory::remote_file, "root://", nullptr, "libpq_remote.so",
+         "pq_new_remote_file_factory", "PQ_REMOTE_LIBRARY"},
     };
   }();
   return *list;

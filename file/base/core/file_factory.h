@@ -329,11 +329,18 @@ class FileFactory {
 // A file system the registry creates on first use: registered under the
 // name held in *name (read then, so earlier assignments count) and, unless
 // prefix is null, for names starting with prefix. The one without a prefix
-// serves every name no prefix claims.
+// serves every name no prefix claims. A file system built as its own shared
+// object has no `make` but names the object, its entry point (extern "C",
+// returning a new FileFactory*) and the environment variable that may give
+// the object's path: it is loaded when one of its names is first looked up
+// (file/base/core/loaded_file_system.h).
 struct BuiltinFileSystem {
   const char* const* name;
   const char* prefix;
   FileFactory* (*make)();
+  const char* library = nullptr;
+  const char* entry = nullptr;
+  const char* library_env = nullptr;
 };
 // The built-in file systems, listed by the library's composition root
 // (file/base/file_systems.cc).

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "file/base/file.h"
+#include "file/base/core/loaded_file_system.h"
 #include "file/base/names/filename.h"
 #include "file/base/names/glob.h"
 #include "file/base/names/path.h"
@@ -51,7 +52,8 @@ shared_ptr<FileFactory> Unowned(FileFactory* factory) {
 
 void RegisterBuiltins(Registry* registry) {
   for (const BuiltinFileSystem& fs : BuiltinFileSystems()) {
-    shared_ptr<FileFactory> factory(fs.make());
+    shared_ptr<FileFactory> factory(fs.make != nullptr ? fs.make()
+                                                       : new file::DeferredFileSystem(fs));
     if (factory == nullptr) continue;
     if (fs.prefix == nullptr) {
       registry->local = factory;
@@ -78,6 +80,26 @@ Registry& GetRegistry() {
     return r;
   }();
   return *registry;
+}
+
+// A file system still to be loaded is loaded now, outside the registry's
+// lock (loading runs the object's initialisers); the registry then holds the
+// factory it made. A file system that cannot be loaded stays the deferred
+// one, which fails every operation.
+shared_ptr<FileFactory> Loaded(shared_ptr<FileFactory> factory) {
+  auto* deferred = dynamic_cast<file::DeferredFileSystem*>(factory.get());
+  if (deferred == nullptr) return factory;
+  shared_ptr<FileFactory> loaded = deferred->Load(factory);
+  if (loaded != factory) {
+    Registry& registry = GetRegistry();
+    std::lock_guard<std::mutex> lock(registry.mu);
+    for (auto* map : {&registry.by_name, &registry.by_prefix}) {
+      for (auto& [key, value] : *map) {
+        if (value == factory) value = loaded;
+      }
+    }
+  }
+  return loaded;
 }
 
 // Whether `prefix` claims `name`. A prefix ending in "/" names a directory
@@ -132,9 +154,14 @@ bool FileFactory::UnRegisterFactoryPrefix(const ::string& prefix) {
 shared_ptr<FileFactory> FileFactory::Find(const char* name) {
   if (name == nullptr) return nullptr;
   Registry& registry = GetRegistry();
-  std::lock_guard<std::mutex> lock(registry.mu);
-  const auto it = registry.by_name.find(name);
-  return it == registry.by_name.end() ? nullptr : it->second;
+  shared_ptr<FileFactory> found;
+  {
+    std::lock_guard<std::mutex> lock(registry.mu);
+    const auto it = registry.by_name.find(name);
+    if (it == registry.by_name.end()) return nullptr;
+    found = it->second;
+  }
+  return Loaded(std::move(found));
 }
 
 shared_ptr<FileFactory> FileFactory::FindPrefixFactory(const char* name) {
@@ -146,21 +173,28 @@ shared_ptr<FileFactory> FileFactory::FindPrefixFactoryAndPrefix(const char* name
                                                                 ::string* prefix) {
   if (name == nullptr) return nullptr;
   Registry& registry = GetRegistry();
-  std::lock_guard<std::mutex> lock(registry.mu);
-  const auto best = LongestPrefix(registry, name);
-  if (best == registry.by_prefix.end()) return nullptr;
-  if (prefix != nullptr) *prefix = best->first;
-  return best->second;
+  shared_ptr<FileFactory> found;
+  {
+    std::lock_guard<std::mutex> lock(registry.mu);
+    const auto best = LongestPrefix(registry, name);
+    if (best == registry.by_prefix.end()) return nullptr;
+    if (prefix != nullptr) *prefix = best->first;
+    found = best->second;
+  }
+  return Loaded(std::move(found));
 }
 
 shared_ptr<FileFactory> FileFactory::ForName(const char* name) {
   Registry& registry = GetRegistry();
-  std::lock_guard<std::mutex> lock(registry.mu);
-  if (name != nullptr) {
+  shared_ptr<FileFactory> found;
+  {
+    std::lock_guard<std::mutex> lock(registry.mu);
+    if (name == nullptr) return registry.local;
     const auto best = LongestPrefix(registry, name);
-    if (best != registry.by_prefix.end()) return best->second;
+    if (best == registry.by_prefix.end()) return registry.local;
+    found = best->second;
   }
-  return registry.local;
+  return Loaded(std::move(found));
 }
 
 shared_ptr<FileFactory> FileFactory::FindBestFactory(const vector<::string>& names) {

@@ -363,3 +363,8 @@ bool ServerChecksum(const ::string& name, const ::string& type, ::string* hex, O
 }  // namespace file
 
 FileFactory* NewRemoteFileFactory() { return new file::remote::RemoteFileFactory; }
+
+// The entry point the registry calls after loading this shared object.
+extern "C" __attribute__((visibility("default"))) FileFactory* pq_new_remote_file_factory() {
+  return NewRemoteFileFactory();
+}

@@ -155,7 +155,9 @@ bool ServerChecksum(const ::string& name, const ::string& type, ::string* hex,
 }  // namespace remote
 }  // namespace file
 
-// The remote file system (names under root://), for the registry.
+// The remote file system (names under root://). It is built as a shared
+// object of its own (libpq_remote.so), which the registry loads when a
+// root:// name is first used; pq_new_remote_file_factory is its entry point.
 FileFactory* NewRemoteFileFactory();
 
 #endif  // FILE_BASE_REMOTE_REMOTE_FILE_H_
