@@ -6,8 +6,9 @@ the running Python 2 interpreter:
     pip2 install --user .           # into the user's site-packages
     pip2 install --prefix=DIR .     # under DIR (lib/python2.7/site-packages)
 
-The extension is built by the project's CMake build (only what the module
-needs; no tests). Missing Debian packages are installed first with
+The extension, with the shared objects it needs beside it (libpq_file.so,
+and libpq_remote.so, loaded when a root:// name is first used), is built by
+the project's CMake build (only what the module needs; no tests). Missing Debian packages are installed first with
 `tools/pq deps` (set PQ_NO_DEPS=1 to skip that). PQ_BUILD_DIR=DIR builds in
 an existing CMake build directory instead of a fresh one, e.g. the one of
 `tools/pq build`, so that nothing is compiled twice.
@@ -21,6 +22,7 @@ from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
 
 ROOT = os.path.dirname(os.path.abspath(__file__))
+LIBRARIES = ['libpq_file.so', 'libpq_remote.so']
 
 
 class CMakeBuild(build_ext):
@@ -36,11 +38,15 @@ class CMakeBuild(build_ext):
                        '-DCMAKE_BUILD_TYPE=RelWithDebInfo', '-DPQ_WITH_TESTS=OFF'])
         jobs = os.environ.get('PQ_JOBS', '2')
         self._run(['cmake', '--build', build_dir, '--target', ext.name, '-j' + jobs])
-        built = os.path.join(build_dir, 'python', ext.name + '.so')
         target = self.get_ext_fullpath(ext.name)
-        if not os.path.isdir(os.path.dirname(target)):
-            os.makedirs(os.path.dirname(target))
-        shutil.copyfile(built, target)
+        target_dir = os.path.dirname(target)
+        if not os.path.isdir(target_dir):
+            os.makedirs(target_dir)
+        shutil.copyfile(os.path.join(build_dir, 'python', ext.name + '.so'), target)
+        # The file library and the remote file system it loads on first use
+        # go beside the extension, which finds them there ($ORIGIN).
+        for library in LIBRARIES:
+            shutil.copyfile(os.path.join(build_dir, 'python', library), os.path.join(target_dir, library))
 
     def _run(self, command):
         self.announce(' '.join(command), level=2)

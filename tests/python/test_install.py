@@ -24,6 +24,10 @@ CHECK = '\n'.join([
     '    f.write("installed\\n")',
     'print(pyquarry.read_file("/mem/install-check").strip())',
     'print(type(file_base_pyquarry.File.Open("/mem/install-check", "r")).__name__)',
+    # A malformed root:// name is refused by the remote file system itself:
+    # its object was installed beside the extension and loads.
+    'try: pyquarry.stat("root://h:0//x")',
+    'except pyquarry.QuarryError as e: assert e.code_name == "ERROR_INVALID_ARGUMENT", e',
 ])
 
 

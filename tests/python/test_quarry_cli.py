@@ -4,6 +4,7 @@ import os
 import pty
 import shutil
 import subprocess
+import sys
 import unittest
 
 import pqtest
@@ -20,8 +21,12 @@ def quarry_path():
 QUARRY = quarry_path()
 
 
-def run(*args, **kw):
-    p = subprocess.Popen([QUARRY] + list(args), stdout=subprocess.PIPE, stderr=subprocess.PIPE, **kw)
+def run(*args):
+    return run_command([QUARRY] + list(args))
+
+
+def run_command(command, **env):
+    p = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=dict(os.environ, **env))
     out, err = p.communicate()
     return p.returncode, out, err
 
@@ -107,6 +112,20 @@ class QuarryTest(pqtest.TestCase):
             self.assertEqual(pyquarry.read_file(self.dir + 'dst'), data)
             self.assertEqual(os.stat(self.dir + 'dst').st_mode & 0o7777, 0o640)
         self.assertEqual(sorted(os.listdir(self.dir)), ['dst', 'src'])
+
+    def test_remote_file_system_loads_on_first_use_only(self):
+        py = [sys.executable, '-c', 'import pyquarry, sys\nfor n in sys.argv[1:]:\n'
+              '  try: print(pyquarry.read_file(n))\n  except pyquarry.QuarryError as e: print("%s %s" % (e.code_name, e))']
+        src = self.put('f', 'local')
+        for args, loaded in (([QUARRY, '--help'], False), (py + [src, '/mem/'], False),
+                             ([QUARRY, 'stat', 'root://h:0//x'], True), (py + ['root://h:0//x'], True)):
+            err = run_command(args, LD_DEBUG='files')[2]  # the loader names every object it maps
+            self.assertEqual(('libpq_remote.so' in err, 'libXrdCl' in err), (loaded, loaded), args)
+        # Without its object, root:// names fail clearly and the rest still works.
+        code, out, _ = run_command(py + ['root://h:0//x', src], PQ_REMOTE_LIBRARY=self.dir + 'gone.so')
+        self.assertEqual(out.splitlines()[1:], ['local'])
+        self.assertRegexpMatches(out, '^ERROR_UNIMPLEMENTED .*remote file system is not available '
+                                 r'\(cannot load %sgone.so: .*No such file' % self.dir)
 
     def test_progress_on_a_terminal(self):
         src = self.put('src', os.urandom(1 << 20))
