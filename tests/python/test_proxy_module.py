@@ -3,7 +3,6 @@ import os
 import subprocess
 import sys
 import types
-import unittest
 
 import pqtest
 from pqtest import m
@@ -66,36 +65,21 @@ class ReachTest(pqtest.TestCase):
         status = subprocess.call([sys.executable, generator, '--check', NAMES_FILE, checked_in])
         self.assertEqual(status, 0)
 
-    def test_every_exported_function_is_reachable(self):
-        self.assertEqual(sorted(extension_functions() - reachable_names()), [])
-
-    def test_nothing_reaches_a_function_the_extension_lacks(self):
-        self.assertEqual(sorted(reachable_names() - extension_functions()), [])
-        self.assertEqual(sorted(fb.missing()), sorted(set(canonical_names()) - extension_functions()))
-
-    def test_all_907_once_the_table_is_complete(self):
-        if fb.missing():
-            raise unittest.SkipTest('%d functions not built yet' % len(fb.missing()))
-        self.assertEqual(reachable_names(), set(canonical_names()))
-
-    def test_35_classes(self):
+    def test_every_function_is_reachable_and_nothing_else(self):
+        reachable, built = reachable_names(), extension_functions()
+        self.assertEqual((sorted(built - reachable), sorted(reachable - built)), ([], []))
+        self.assertEqual(sorted(fb.missing()), sorted(set(canonical_names()) - built))
         self.assertEqual(len(proxy_classes()), 35)
+        if not fb.missing():  # all 907 once the table is complete
+            self.assertEqual(reachable, set(canonical_names()))
 
-    def test_kinds_of_members(self):
-        self.assertIsInstance(vars(fb.File)['Exists'], staticmethod)
-        self.assertIsInstance(vars(fb.FileStat)['length'], property)
-        self.assertIsInstance(vars(fb.File)['DeleteWithOp'], support.Either)
-        self.assertIsInstance(vars(fb.File)['Close'], types.MethodType)
-        self.assertTrue(issubclass(fb.LogWriter, fb.LogBase))
-        self.assertTrue(issubclass(fb.AsyncIOWatcher, fb.AsyncIO))
-
-    def test_constants_free_functions_and_cvar(self):
+    def test_constants_free_functions_cvar_and_bases(self):
         self.assertIs(fb.cvar, m.cvar)
-        self.assertEqual((fb.ERROR_NOT_FOUND, fb.Attr_t_APPEND, fb.Attr_t.APPEND),
-                         (m.ERROR_NOT_FOUND, m.Attr_t_APPEND, m.Attr_t_APPEND))
-        self.assertEqual(fb.File.MATCH_ALL, m.File_MATCH_ALL)
+        self.assertEqual((fb.ERROR_NOT_FOUND, fb.Attr_t_APPEND, fb.Attr_t.APPEND, fb.File.MATCH_ALL),
+                         (m.ERROR_NOT_FOUND, m.Attr_t_APPEND, m.Attr_t_APPEND, m.File_MATCH_ALL))
         self.assertEqual(fb.ChecksumState.kBlockSize, 1048576)
         self.assertIs(fb.ErrorToString, m.ErrorToString)
+        self.assertTrue(issubclass(fb.LogWriter, fb.LogBase) and issubclass(fb.AsyncIOWatcher, fb.AsyncIO))
 
 
 class CallTest(pqtest.TestCase):
@@ -104,44 +88,30 @@ class CallTest(pqtest.TestCase):
         self.name = os.path.join(self.dir, 'a')
         fb.File.WriteStringToFile('hello\n', self.name)
 
-    def test_static_through_class_and_instance(self):
+    def test_static_and_either_forms_through_class_and_instance(self):
         self.assertEqual((fb.File.Exists(self.name), fb.File.Exists(self.name + 'x')), (1, 0))
         f = fb.File.Open(self.name, 'r')
-        self.assertEqual(f.Exists(self.name), 1)
-        self.assertEqual(f.Size(), 6L)
-        self.assertEqual(fb.File.Size(f), 6L)
-        self.assertEqual(f.Close(), 1)
+        self.assertEqual((f.Exists(self.name), f.Size(), fb.File.Size(f), f.Close()), (1, 6L, 6L, 1))
         m.delete_File(f)
-
-    def test_either_form_by_name_and_on_the_handle(self):
         op = fb.Operation()
-        self.assertEqual(fb.File.DeleteWithOp(self.name, op), 1)
-        self.assertEqual(op.error(), fb.OK)
+        self.assertEqual((fb.File.DeleteWithOp(self.name, op), op.error()), (1, fb.OK))  # by name
         fb.File.WriteStringToFile('x', self.name)
         f = fb.File.Open(self.name, 'r')
-        self.assertEqual(f.DeleteWithOp(op), 1)
-        self.assertEqual(fb.File.Exists(self.name), 0)
+        self.assertEqual((f.DeleteWithOp(op), fb.File.Exists(self.name)), (1, 0))  # on the handle
         m.delete_File(f)
 
-    def test_properties_read_and_write(self):
+    def test_properties_comparisons_and_type_errors(self):
         st = fb.FileStat()
         st.length = 2 ** 40
         st.owner = 'a\0b'
-        self.assertEqual((st.length, st.owner), (2 ** 40, 'a\0b'))
-        self.assertEqual(m.FileStat_length_get(st), 2 ** 40)
-
-    def test_comparisons(self):
+        self.assertEqual((st.length, st.owner, m.FileStat_length_get(st)), (2 ** 40, 'a\0b', 2 ** 40))
         a, b = fb.FileVersion(), fb.FileVersion()
         a.time = b.time = 5
         a.creator, b.creator = 2, 1
         self.assertEqual((a == a, a != b, a > b, b < a, a == 'x'), (True, True, True, True, False))
-
-    def test_wrong_class_is_the_modules_type_error(self):
         self.assertTypeError('Type error. Got _p_FileVersion, expected _p_FileStat',
                              fb.FileStat.length.fget, fb.FileVersion())
-
-    def test_no_constructor_where_the_table_has_none(self):
-        self.assertRaises(TypeError, fb.File)
+        self.assertRaises(TypeError, fb.File)  # no constructor where the table has none
         self.assertRaises(TypeError, fb.FileFactory)
 
 
@@ -160,54 +130,41 @@ class OwnershipTest(pqtest.TestCase):
     def tearDown(self):
         m.delete_FileStat = self.real
 
-    def test_owned_object_is_deleted_once(self):
+    def test_deleted_once_when_owned_only(self):
         st = fb.FileStat()
         this = st.this
         self.assertEqual((st.thisown, type(st)), (1, fb.FileStat))
         st.__del__()
         del st
         self.assertEqual(self.calls, [this])
-
-    def test_disowned_object_is_not_deleted(self):
-        st = fb.FileStat()
-        st.thisown = 0
-        del st
-        self.assertEqual(self.calls, [])
-        st = fb.FileStat()
-        st.thisown = 0
-        st.thisown = True  # assigning it back makes it owned again
-        del st
-        self.assertEqual(len(self.calls), 1)
-
-    def test_unowned_results_are_never_deleted(self):
+        for owned in (0, True):  # disowned; then made owned again by assigning it back
+            st = fb.FileStat()
+            st.thisown = 0
+            st.thisown = owned
+            del st
+        self.assertEqual(len(self.calls), 2)
         st = fb.FileStat()
         view = fb.FileStat.__new__(fb.FileStat)
         view.this = st.this  # a second proxy of the same object, not owning it
         del view
-        self.assertEqual(self.calls, [])
+        self.assertEqual(len(self.calls), 2)
+        self.assertRaises(TypeError, fb.FileStat, 1, 2, 3)  # a failed constructor leaves nothing
         del st
-        self.assertEqual(len(self.calls), 1)
+        self.assertEqual(len(self.calls), 3)
 
-    def test_argument_that_takes_ownership_disowns(self):
+    def test_destroy_and_arguments_that_take_ownership(self):
+        st = fb.FileStat()
+        st.thisown = 0
+        st.destroy()
+        st.destroy()  # frees even an unowned object, once
+        self.assertEqual((len(self.calls), st.this), (1, None))
+        self.assertRaises(TypeError, fb.FileFactory.__new__(fb.FileFactory).destroy)
         saved = m.cvar.file_attributes
         attrs = fb.FileAttributes()
         self.assertEqual(attrs.thisown, 1)
         fb.cvar.file_attributes = attrs  # the library keeps the stored value
         self.assertEqual(attrs.thisown, 0)
         fb.cvar.file_attributes = saved
-
-    def test_destroy_frees_even_an_unowned_object_once(self):
-        st = fb.FileStat()
-        st.thisown = 0
-        st.destroy()
-        st.destroy()
-        self.assertEqual(len(self.calls), 1)
-        self.assertIsNone(st.this)
-        self.assertRaises(TypeError, fb.FileFactory.__new__(fb.FileFactory).destroy)
-
-    def test_failed_constructor_leaves_nothing_to_delete(self):
-        self.assertRaises(TypeError, fb.FileStat, 1, 2, 3)
-        self.assertEqual(self.calls, [])
 
 
 class RegistrationTest(pqtest.TestCase):

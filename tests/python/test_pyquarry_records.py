@@ -60,12 +60,13 @@ class RecordCases(file_roots.FileCases):
         self.assertIsInstance(caught.exception, IOError)
         self.assertEqual(strict.read(), records[6])  # reading on after the error is allowed
 
-    def test_cut_file_yields_the_records_before_the_cut(self):
+    def test_cut_file_and_records_over_the_limit(self):
         with pyquarry.RecordWriter(self.path('c')) as w:
-            w.writelines(['first', 'second' * 10])
+            w.writelines(['short', 'z' * 5000, 'end', 'second' * 10])
         self.put('c', self.contents('c')[:-7])
-        reader = pyquarry.read_records(self.path('c'))
-        self.assertEqual((list(reader), reader.skipped_bytes), (['first'], 0))
+        reader = pyquarry.read_records(self.path('c'), max_record_length=1000)
+        # The cut record is not damage; the long one is skipped as a region.
+        self.assertEqual((list(reader), reader.skipped_regions), (['short', 'end'], 1))
 
     def test_failures_and_misuse(self):
         for call, code in ((lambda: pyquarry.read_records(self.path('missing')), m.ERROR_NOT_FOUND),
@@ -84,13 +85,6 @@ class RecordCases(file_roots.FileCases):
         w.close()
         self.assertRaises(ValueError, w.write, 'late')
         self.assertEqual(list(pyquarry.read_records(self.path('w'))), [])
-
-    def test_long_records_over_the_limit_are_skipped(self):
-        with pyquarry.RecordWriter(self.path('l')) as w:
-            w.writelines(['short', 'z' * 5000, 'end'])
-        reader = pyquarry.read_records(self.path('l'), max_record_length=1000)
-        self.assertEqual(list(reader), ['short', 'end'])
-        self.assertEqual(reader.skipped_regions, 1)
 
 
 class ConcurrentWritersTest(pqtest.TestCase):
