@@ -31,14 +31,17 @@ def timed(fn):
 
 
 def compare(baseline, candidate, rounds=ROUNDS):
-    """Median of candidate/baseline time ratios, and the median baseline time."""
-    ratios, base = [], []
+    """Median of candidate/baseline time ratios, the median baseline time, and
+    the ratio of the best (shortest) times of each: on a loaded machine the
+    best times are the ones least disturbed."""
+    ratios, base, cand = [], [], []
     for i in range(rounds + 1):
         b, c = timed(baseline), timed(candidate)
         if i:  # the first round warms the cache
             ratios.append(c / b)
             base.append(b)
-    return median(ratios), median(base)
+            cand.append(c)
+    return median(ratios), median(base), min(cand) / min(base)
 
 
 def main():
@@ -49,9 +52,9 @@ def main():
         blob = os.path.join(work, 'blob')
         with open(blob, 'wb') as f:
             f.write(os.urandom(MIB) * (size // MIB))
-        ratio, base = compare(lambda: open(blob, 'rb').read(), lambda: pyquarry.open(blob).read())
-        print 'read() of %d MiB: pyquarry throughput %.2f of the built-in (built-in %.0f MiB/s)' % (
-            size // MIB, 1 / ratio, size / MIB / base)
+        ratio, base, best = compare(lambda: open(blob, 'rb').read(), lambda: pyquarry.open(blob).read())
+        print 'read() of %d MiB: pyquarry throughput %.2f of the built-in (best-of %.2f; built-in %.0f MiB/s)' % (
+            size // MIB, 1 / ratio, 1 / best, size / MIB / base)
 
         text = os.path.join(work, 'text')
         line_block = ''.join('%08d the quick brown fox jumps over the lazy dog %s\n' % (i, 'x' * (i % 40))
@@ -65,9 +68,9 @@ def main():
             for _ in f:
                 n += 1
             return n
-        ratio, base = compare(lambda: count(open(text, 'rb')), lambda: count(pyquarry.open(text)))
-        print 'lines of %d MiB: pyquarry takes %.2f times the built-in (built-in %.2f s)' % (
-            os.path.getsize(text) // MIB, ratio, base)
+        ratio, base, best = compare(lambda: count(open(text, 'rb')), lambda: count(pyquarry.open(text)))
+        print 'lines of %d MiB: pyquarry takes %.2f times the built-in (best-of %.2f; built-in %.2f s)' % (
+            os.path.getsize(text) // MIB, ratio, best, base)
 
         if os.path.exists(quarry):
             os.remove(blob)
@@ -77,10 +80,11 @@ def main():
                 for _ in range(int(1024 * SCALE)):
                     f.write(chunk)
             out = os.path.join(work, 'out')
-            ratio, base = compare(lambda: subprocess.check_call(['cp', big, out]),
-                                  lambda: subprocess.check_call([quarry, 'cp', big, out]), rounds=3)
-            print 'cp of %d MiB: quarry throughput %.2f of cp (cp %.0f MiB/s)' % (
-                os.path.getsize(big) // MIB, 1 / ratio, os.path.getsize(big) / MIB / base)
+            ratio, base, best = compare(lambda: subprocess.check_call(['cp', big, out]),
+                                        lambda: subprocess.check_call([quarry, 'cp', big, out]),
+                                        rounds=int(os.environ.get('PQ_BENCH_CP_ROUNDS', '3')))
+            print 'cp of %d MiB: quarry throughput %.2f of cp (best-of %.2f; cp %.0f MiB/s)' % (
+                os.path.getsize(big) // MIB, 1 / ratio, 1 / best, os.path.getsize(big) / MIB / base)
         else:
             print 'quarry not built (%s): cp not measured' % quarry
     finally:

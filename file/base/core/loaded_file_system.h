@@ -35,8 +35,6 @@ class DeferredFileSystem : public FileFactory {
   // Loads the object the first time; the factory it made, or `self` (this
   // object) when loading failed.
   shared_ptr<FileFactory> Load(const shared_ptr<FileFactory>& self);
-  // Why loading failed (empty before Load or after a success).
-  const ::string& failure() const { return failure_; }
 
   // Every operation fails: the file system is not available.
   File* NewFile(const char* name, const char* mode, const FileOpenOptions& options) override;
