@@ -228,15 +228,4 @@ TEST(FileAttributesTest, VersionsIncreaseAndNameTheProcess) {
   }
 }
 
-TEST(FileAttributesTest, AttributeFileNames) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"dir/name", "dir/.name.attr"}, {"/mem/x", "/mem/.x.attr"}, {"dir/", ""}, {nullptr, ""}};
-  for (const auto& [name, expected] : cases) {
-    ::string out = "junk";
-    FileAttributes::GetAttributeFileName(name, &out);
-    EXPECT_EQ(out, expected) << (name ? name : "null");
-  }
-  EXPECT_TRUE(File::IsAttributeFilename("dir/.name.attr"));
-}
-
 }  // namespace
