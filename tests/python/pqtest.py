@@ -36,9 +36,12 @@ def scratch_dir(prefix='pq'):
     return tempfile.mkdtemp(prefix=prefix, dir=base)
 
 
-def run_python(code):
-    """Runs code in a fresh interpreter; returns (exit status, stdout, stderr)."""
-    env = dict(os.environ)
+def run_python(code, **changes):
+    """Runs code in a fresh interpreter, with the environment changed by changes
+    (None removes a variable); returns (exit status, stdout, stderr)."""
+    env = dict(os.environ, **changes)
+    for name in [n for n, v in changes.items() if v is None]:
+        del env[name]
     p = subprocess.Popen([sys.executable, '-c', code], stdout=subprocess.PIPE,
                          stderr=subprocess.PIPE, env=env)
     out, err = p.communicate()

@@ -25,9 +25,6 @@ class LogCase(pqtest.TestCase):
                 return out
             out.append(record)
 
-    def files(self):
-        return sorted(n for n in os.listdir(self.dir) if 'seq' in n)
-
 
 class LogBaseTest(LogCase):
     def test_names_and_positions(self):
@@ -50,8 +47,6 @@ class LogBaseTest(LogCase):
         m.LogWriter_setLogChunkSize_TEST(1234)
         self.assertLongResult(m.LogBase_GetLogChunkSize(), 1234)
         self.assertEqual(m.LogWriter_GetInitialPosition(), '0:0')
-        self.assertEqual(m.cvar.kMaxLogReaderPosLen, 48)
-        self.assertEqual(m.cvar.kDefaultBufferSize, 524288)
         for obj in (s, r):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
@@ -76,19 +71,14 @@ class LogBaseTest(LogCase):
 
 
 class LogReadWriteTest(LogCase):
-    def test_write_rotate_tail_and_collect(self):
-        m.LogWriter_setLogChunkSize_TEST(600)
-        tail = m.new_LogReader(self.base)  # before the log exists
-        self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(tail), (0, ''))
+    def test_write_tail_and_collect_results(self):
+        # Rotation, tailing and collection themselves are the library's (log_io_test.cc).
         w = m.new_LogWriter(self.base, 'py', m.LogWriter_SINGLE_WRITER, 256, 0)
-        got = []
-        for i in range(60):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%03d\0' % i + 'y' * i), 1)
-            if i % 10 == 9:
-                self.assertIntResult(m.LogWriter_Flush(w), 1)
-                got.extend(self.drain(tail))
-        self.assertEqual(got, ['rec%03d\0' % i + 'y' * i for i in range(60)])
-        self.assertGreater(len(self.files()), 3)
+        tail = m.new_LogReader(self.base)
+        for i in range(3):
+            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i), 1)
+        self.assertIntResult(m.LogWriter_Flush(w), 1)
+        self.assertEqual(self.drain(tail), ['rec%d\0' % i + 'y' * i for i in range(3)])
         self.assertEqual(m.LogReader_Tell(tail), m.LogReader_EOFPosition(tail))
         self.assertEqual(m.LogWriter_GetPosition(w), '%d:%d' % (
             m.LogBase_LogPositionToFileNumber(m.LogWriter_EOFPosition(w)),
@@ -96,11 +86,10 @@ class LogReadWriteTest(LogCase):
         self.assertEqual(m.LogWriter_ApproximateTell(w), m.LogWriter_ApproximateEOFPosition(w))
         self.assertLongResult(m.LogReader_UnreadBytes(tail), 0)
         self.assertLongResult(m.LogReader_NumBytesSkipped(tail), 0)
-        deleted = len(self.files()) - 1
         self.assertIntResult(m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)), 1)
-        self.assertEqual(len(self.files()), 1)
         self.assertIntResult(m.LogReader_GarbageCollect(self.base, -1L), 0)
-        self.assertTrue(deleted > 0)
+        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
+        self.assertIntResult(m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w)), 1)
         m.delete_LogReader(tail)
         m.delete_LogWriter(w)
 
@@ -132,7 +121,11 @@ class LogReadWriteTest(LogCase):
         m.delete_LogWriter(w)
 
     def test_raw_reads_script_reads_and_try_writes(self):
-        w = m.new_LogWriter(self.base)
+        w = m.new_LogWriter()
+        self.assertIntResult(m.LogWriter_Open(w, self.base), 1)
+        self.assertEqual([m.LogWriter_EnableCompression(w, 6), m.LogWriter_DisableCompression(w),
+                          m.LogWriter_EnableCWCompression(w, 1, 0, 0, 1, 0), m.LogWriter_DisableCompression(w)],
+                         [None] * 4)
         watcher = m.new_AsyncIOWatcher()
         self.assertIntResult(m.LogWriter_TryWriteRecord(w, 'abc', watcher), m.LogWriter_WRITE_OK)
         self.assertIntResult(m.LogWriter_WriteRecord(w, ''), 1)
@@ -156,45 +149,6 @@ class LogReadWriteTest(LogCase):
         m.delete_LogWriter(w)
         m.delete_AsyncIOWatcher(watcher)
 
-    def test_truncate_and_continue(self):
-        w = m.new_LogWriter(self.base)
-        m.LogWriter_WriteRecord(w, 'keep')
-        cut = m.LogWriter_GetPosition(w)
-        m.LogWriter_WriteRecord(w, 'drop')
-        m.delete_LogWriter(w)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, cut), 1)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
-        w = m.new_LogWriter()
-        self.assertIntResult(m.LogWriter_Open(w, self.base), 1)
-        m.LogWriter_EnableCompression(w, 6)
-        m.LogWriter_WriteRecord(w, 'next')
-        m.LogWriter_DisableCompression(w)
-        m.LogWriter_EnableCWCompression(w, 1, 0, 0, 1, 0)
-        m.LogWriter_WriteRecord(w, 'last')
-        m.delete_LogWriter(w)
-        r = m.new_LogReader(self.base)
-        self.assertEqual(self.drain(r), ['keep', 'next', 'last'])
-        m.delete_LogReader(r)
-
-    def test_unusable_bases(self):
-        open(os.path.join(self.dir, 'plain'), 'w').close()
-        for base in (os.path.join(self.dir, 'missing', 'x.'), os.path.join(self.dir, 'plain', 'x.')):
-            w = m.new_LogWriter(base)
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'x'), 0)
-            self.assertEqual(m.LogWriter_GetPosition(w), '')
-            m.delete_LogWriter(w)
-            r = m.new_LogReader(base)
-            self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r), (0, ''))
-            m.delete_LogReader(r)
-        self.assertIntResult(m.LogReader_GarbageCollect(os.path.join(self.dir, 'none.'), 0L), 1)
-
-    def test_async_enabled_on_unopened_writer_aborts(self):
-        status, out, err = pqtest.run_python(
-            'import _file_base_pyquarry as m\nm.LogWriter_AsyncEnabled(m.new_LogWriter())\n')
-        self.assertEqual(status, -6)
-        self.assertIn("./file/base/logio.h:426: bool LogWriter::AsyncEnabled() const: "
-                      "Assertion `writer_ != __null' failed.", err)
-
 
 class BackgroundLogReaderTest(LogCase):
     def test_rows_on_null(self):
@@ -212,27 +166,6 @@ class BackgroundLogReaderTest(LogCase):
         self.assertIsNone(m.BackgroundLogReader_log_reader__set(None, r))
         self.assertEqual(r.thisown, 0)
         m.delete_LogReader(r)
-
-
-class LogRecordFileTest(LogCase):
-    def test_every_log_file_is_a_record_file(self):
-        m.LogWriter_setLogChunkSize_TEST(200)
-        w = m.new_LogWriter(self.base)
-        for i in range(20):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'log-%02d' % i + 'x' * 40), 1)
-        m.delete_LogWriter(w)
-        files = self.files()
-        self.assertTrue(len(files) > 3, files)
-        seen = []
-        for name in files:  # every file of the log is a record file
-            r = m.new_RecordReaderScript(m.File_Open(os.path.join(self.dir, name), 'r'))
-            while True:
-                ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
-                if not ok:
-                    break
-                seen.append(record)
-            m.delete_RecordReaderScript(r)
-        self.assertEqual(seen, ['log-%02d' % i + 'x' * 40 for i in range(20)])
 
 
 if __name__ == '__main__':

@@ -125,29 +125,6 @@ class RecordCases(file_roots.FileCases):
         self.put('raw', buf + 'hello' + beyond + 'hi' + buf + 'hello')
         self.assertEqual(self.records('raw'), ['hello', 'hello'])
 
-    def test_damage_is_skipped_and_counted(self):
-        w = self.writer('dmg', 4096)
-        for i in range(200):
-            m.RecordWriter_WriteRecord(w, ('%d;' % i) * 50)
-        m.delete_RecordWriter(w)
-        data = self.contents('dmg')
-        self.put('dmg', data[:5000] + 'Z' * 30 + data[5030:])
-        r = m.new_RecordReaderScript(m.File_Open(self.path('dmg'), 'r'))
-        m.RecordReader_set_log_skips(r, 0)
-        got = []
-        while True:
-            ok, rec = m.RecordReaderScript_ReadRecordIntoString(r)
-            if not ok:
-                break
-            got.append(rec)
-        self.assertTrue(190 <= len(got) < 200, len(got))
-        self.assertEqual(set(got) - set(('%d;' % i) * 50 for i in range(200)), set())
-        self.assertIs(type(m.RecordReader_skipped_bytes(r)), long)
-        self.assertTrue(m.RecordReader_skipped_bytes(r) >= 30)
-        self.assertIntResult(m.RecordReader_skipped_regions(r), 1)
-        self.assertIntResult(m.RecordReader_read_error(r), 0)
-        m.delete_RecordReaderScript(r)
-
     def test_positions_state_and_limits(self):
         w = self.writer('pos')
         for i in range(5):
@@ -178,9 +155,11 @@ class RecordCases(file_roots.FileCases):
         self.assertEqual(m.FileStat_length_get(st), m.RecordReader_Size(r))
         self.assertEqual(m.RecordReader_GetFileName(r), self.path('pos'))
         m.RecordReader_set_max_record_length(r, 1)
+        m.RecordReader_set_log_skips(r, 0)
         m.RecordReader_Seek(r, 0)
         self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [0, ''])
-        self.assertIntResult(m.RecordReader_skipped_regions(r), 10)
+        assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_read_error(r)], [10, 0])
+        self.assertIs(type(m.RecordReader_skipped_bytes(r)), long)
         for setter in (m.RecordReader_set_max_decoded_record_length, m.RecordReader_set_max_expected_record_length):
             self.assertIsNone(setter(r, 2 ** 31 - 1))
         assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_AsyncReadEnabled(r)], [1, 0])
@@ -194,36 +173,29 @@ class RecordCases(file_roots.FileCases):
         m.delete_RecordReaderScript(r)
 
     def test_failures_leave_a_reason(self):
-        self.put('ro', '')
-        w = m.new_RecordWriter(m.File_Open(self.path('ro'), 'r'), 4096)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'kept in the buffer'), 1)
-        self.assertIntResult(m.RecordWriter_Flush(w), 0)
-        self.assertNotEqual(m.RecordWriter_GetCurrentErrorCode(w), m.OK)
+        # Which failures and what they say are the library's (record_io_test.cc).
+        w = m.new_RecordWriter(m.File_Open(self.put('ro', ''), 'r'), 4096)
+        assert_results(self, [m.RecordWriter_WriteRecord(w, 'kept in the buffer'), m.RecordWriter_Flush(w)], [1, 0])
         self.assertIn(self.path('ro'), m.RecordWriter_GetCurrentErrorMessage(w))
-        m.RecordWriter_NoSyncOnClose(w)
-        m.RecordWriter_RelinquishFileOwnership(w)
+        self.assertEqual([m.RecordWriter_NoSyncOnClose(w), m.RecordWriter_RelinquishFileOwnership(w)], [None, None])
         self.assertIntResult(m.RecordWriter_owns_file(w), 0)
         m.delete_RecordWriter(w)
         w = self.writer('lim', 4096)
         self.assertIsNone(m.RecordWriter_SetMaxFileLength(w, 100L, None))
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'x' * 50), 1)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'x' * 50), 0)
-        self.assertIntResult(m.RecordWriter_GetCurrentErrorCode(w), m.ERROR_NO_SPACE)
+        assert_results(self, [m.RecordWriter_WriteRecord(w, 'x' * 50), m.RecordWriter_WriteRecord(w, 'x' * 50),
+                              m.RecordWriter_GetCurrentErrorCode(w)], [1, 0, m.ERROR_NO_SPACE])
         m.delete_RecordWriter(w)
 
-    def test_non_blocking_writes_answer_three_ways(self):
-        w = self.writer('t', 4096)
-        seen, written = set(), 0
-        for i in range(2000):
+    def test_non_blocking_writes_answer_with_an_int_status(self):
+        w, written = self.writer('t', 4096), 0
+        for i in range(200):
             watcher = m.new_AsyncIOWatcher()
             status = m.RecordWriter_TryWriteRecord(w, m.new_FileStat(), 8, watcher)
-            self.assertIs(type(status), int)
-            seen.add(status)
+            self.assertIn((type(status), status), [(int, m.RecordWriter_WRITE_OK), (int, m.RecordWriter_WRITE_RETRY)])
             written += status == m.RecordWriter_WRITE_OK
             if status == m.RecordWriter_WRITE_RETRY:
                 m.AsyncIOWatcher_Wait(watcher)
             m.delete_AsyncIOWatcher(watcher)
-        self.assertTrue(seen <= set([m.RecordWriter_WRITE_OK, m.RecordWriter_WRITE_RETRY]), seen)
         self.assertIntResult(m.RecordWriter_Close(w), 1)
         m.delete_RecordWriter(w)
         self.assertEqual(self.records('t'), ['\xff' * 8] * written)
@@ -285,18 +257,7 @@ class OptionsTest(pqtest.TestCase):
                 'print m.FileStat_length_get(m.File_Stat(p))\n') % file_roots.scratch_dir(self)
         sizes = []
         for value in ('4096', None):
-            env = dict(os.environ)
-            env.pop('PQ_RECORD_WRITER_BUFFER_SIZE', None)
-            if value:
-                env['PQ_RECORD_WRITER_BUFFER_SIZE'] = value
-            old = os.environ.copy()
-            os.environ.clear()
-            os.environ.update(env)
-            try:
-                status, out, err = pqtest.run_python(code)
-            finally:
-                os.environ.clear()
-                os.environ.update(old)
+            status, out, err = pqtest.run_python(code, PQ_RECORD_WRITER_BUFFER_SIZE=value)
             self.assertEqual(status, 0, err)
             sizes.append(int(out))
         self.assertTrue(sizes[0] > 5000, sizes)
