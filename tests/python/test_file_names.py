@@ -227,8 +227,13 @@ class BulkTest(file_roots.FileCases):
                 (m.File_BulkSetAttributesWithOp([a], attr(0), None), (1, [1])),
                 (m.File_BulkRename([a, missing], [self.path('a2'), self.path('m2')], 0), (0, [1, 0])),
                 (m.File_BulkDelete([self.path('a2'), b]), (1, [1, 1])), (m.File_BulkDeleteWithOp([b], None), (0, [0])),
-                (m.File_BulkDeleteDir([self.path('d')]), (1, [1])), (m.File_Archive([missing], 0, 1), (0, [0]))):
+                (m.File_BulkDeleteDir([self.path('d')]), (1, [1])), (m.File_Archive([missing], 0, 1), (0, [0])),
+                (m.File_Archive([self.put('c', 'x' * 5000)], m.FileReedSolomon_ENCODING_5_8, 1), (1, [1])),
+                (m.File_Archive([], 0, 0), (1, []))):
             self.assertEqual(result, expected)
+        # What archives do is the library's (archive_test.cc).
+        self.assertEqual((self.contents('c'), m.File_Open(self.path('c'), 'w')), ('x' * 5000, None))
+        self.assertRaises(OverflowError, m.File_Archive, [self.path('c')], 2 ** 40, 0)
 
     def test_bulk_stat_gives_owned_copies(self):
         a = self.put('a', 'xyz')
@@ -245,6 +250,7 @@ class BulkTest(file_roots.FileCases):
         for bad in ([a, 1], [u'x'], a, None, m.new_stringVector()):
             self.assertTypeError('vector<::string> expected', m.File_BulkDelete, bad)
             self.assertTypeError('vector<::string> expected', m.File_BulkRename, [a], bad, 0)
+            self.assertTypeError('vector<::string> expected', m.File_Archive, bad, 0, 0)
         self.assertEqual(m.File_Exists(a), 1)
 
     def test_whole_file_strings_keep_nuls(self):
