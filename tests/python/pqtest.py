@@ -1,6 +1,9 @@
 """Shared helpers for the binding's Python test suites."""
+import binascii
+import ctypes
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -22,6 +25,23 @@ def register_proxy(class_name):
     cls = type(class_name, (Proxy,), {})
     getattr(m, class_name + '_swigregister')(cls)
     return cls
+
+
+def pointer_to(c_object, mangled):
+    """The pointer text of a ctypes object, typed as mangled: the library writes through it."""
+    return '_' + binascii.hexlify(struct.pack('P', ctypes.addressof(c_object))) + mangled
+
+
+def buffer_holding(number):
+    """A wrapped FileStat used as an 8-byte untyped buffer (its first member)."""
+    s = m.new_FileStat()
+    m.FileStat_length_set(s, number)
+    return s
+
+
+def fresh_text(n):
+    """A str object nobody else shares, usable as a buffer the library writes into."""
+    return ''.join(['.'] * n)
 
 
 def is_pointer_text(text, mangled):

@@ -1,22 +1,15 @@
 """ChecksumState, Sha1, Sha1Checksum and FileReedSolomon through the binding."""
 import array
 import ctypes
-import struct
-import zlib
 
 import file_roots
 import pqtest
 from file_roots import assert_results
-from pqtest import m
+from pqtest import m, pointer_to
 
 StateProxy = pqtest.register_proxy('ChecksumState')
 ReedSolomonProxy = pqtest.register_proxy('FileReedSolomon')
 MB = 1 << 20
-
-
-def pointer_to(c_object, mangled):
-    """The pointer text of a ctypes object, typed as `mangled`."""
-    return '_' + struct.pack('<Q', ctypes.addressof(c_object)).encode('hex') + mangled
 
 
 def state_of(data):

@@ -14,7 +14,7 @@ import struct
 
 import file_roots
 import pqtest
-from pqtest import m
+from pqtest import m, pointer_to
 
 WORD = struct.calcsize('P')
 NAMES = ('tarn', 'cached', 'autocache', 'readahead', 'replicated', 'remote', 'wicket_remote', 'big', 'striped',
@@ -59,10 +59,6 @@ def read_names(wrapped):
         data, size = struct.unpack('PP', ctypes.string_at(at, 2 * WORD))
         names.append(ctypes.string_at(data, size))
     return names
-
-
-def by_address(number, mangled):
-    return pointer_text(ctypes.addressof(number), mangled)
 
 
 class RegistryTest(pqtest.TestCase):
@@ -213,8 +209,8 @@ class FactoryOperationTest(file_roots.FileCases):
         self.assertIntResult(m.FileFactory_Readable(self.f, name), 1)
         self.assertIntResult(m.FileFactory_ReadableWithOp(self.f, self.path('missing'), None), 0)
         total, available = ctypes.c_longlong(-1), ctypes.c_longlong(-1)
-        self.assertIntResult(m.FileFactory_Statfs(self.f, self.root, by_address(total, '_p_int64'), None,
-                                                  by_address(available, '_p_int64')), 1)
+        self.assertIntResult(m.FileFactory_Statfs(self.f, self.root, pointer_to(total, '_p_int64'), None,
+                                                  pointer_to(available, '_p_int64')), 1)
         self.assertGreater(total.value, 0)
         self.assertGreaterEqual(available.value, 0)
 
@@ -267,8 +263,8 @@ class FactoryOperationTest(file_roots.FileCases):
         self.put('t/f1', '')
         self.put('t/u/f2', '')
         files, dirs = ctypes.c_int(0), ctypes.c_int(0)
-        self.assertIs(m.FileFactory_DeleteRecursivelyWithOp(self.f, self.path('t'), by_address(files, '_p_int'),
-                                                            by_address(dirs, '_p_int'), None), None)
+        self.assertIs(m.FileFactory_DeleteRecursivelyWithOp(self.f, self.path('t'), pointer_to(files, '_p_int'),
+                                                            pointer_to(dirs, '_p_int'), None), None)
         self.assertEqual((files.value, dirs.value), (2, 2))
         self.assertIntResult(m.File_Exists(self.path('t')), 0)
         self.assertTypeError('Type error. Got _p_int64, expected _p_int', m.FileFactory_DeleteRecursivelyWithOp,

@@ -3,15 +3,9 @@ import ctypes
 import errno
 import os
 import shutil
-import struct
 
 import pqtest
-from pqtest import m
-
-
-def int_pointer(cell, mangled='_p_int'):
-    """The pointer text of a ctypes int: the library writes through it."""
-    return '_' + struct.pack('<Q', ctypes.addressof(cell)).encode('hex') + mangled
+from pqtest import m, pointer_to
 
 
 class ValueFunctionTest(pqtest.TestCase):
@@ -46,20 +40,20 @@ class ShardedNameTest(pqtest.TestCase):
         ok, names = m.GenerateShardedFilenames('dir/set@12')
         self.assertEqual(ok, 1)
         for index, name in enumerate(names):
-            self.assertEqual(m.ShardedBasenameWithNumShards(name, int_pointer(shard), int_pointer(count),
-                                                            int_pointer(digits)), 'dir/set@12')
+            self.assertEqual(m.ShardedBasenameWithNumShards(name, pointer_to(shard, '_p_int'), pointer_to(count, '_p_int'),
+                                                            pointer_to(digits, '_p_int')), 'dir/set@12')
             self.assertEqual((shard.value, count.value, digits.value), (index, 12, 5))
         self.assertEqual(m.ShardedBasenameWithNumShards(names[0], None, None, None), 'dir/set@12')
         self.assertIs(m.ShardedBasenameWithNumShards('dir/set-0001-of-00012', None, None, None), None)
         self.assertTypeError('Type error. Got _p_int64, expected _p_int', m.ShardedBasenameWithNumShards,
-                             names[0], int_pointer(shard, '_p_int64'), None, None)
+                             names[0], pointer_to(shard, '_p_int64'), None, None)
 
     def test_detecting_the_count_of_existing_shards(self):
         base = pqtest.scratch_dir('shards')
         self.addCleanup(shutil.rmtree, base, True)
         open(os.path.join(base, 's-00001-of-00004'), 'w').close()
         found = ctypes.c_int(0)
-        self.assertIntResult(m.DetectNumberOfShards(base + '/s@*', int_pointer(found)), 1)
+        self.assertIntResult(m.DetectNumberOfShards(base + '/s@*', pointer_to(found, '_p_int')), 1)
         self.assertEqual(found.value, 4)
         self.assertIntResult(m.DetectNumberOfShards(base + '/other', None), 0)
         self.assertIntResult(m.DetectNumberOfShards(base + '/s', None), 1)

@@ -4,19 +4,12 @@ import struct
 import file_roots
 import pqtest
 from file_roots import assert_results, awaited
-from pqtest import m
+from pqtest import buffer_holding, m
 
 
 def is_open(name):
     """Whether the library lists an open handle for name ("<name> <mode>" lines)."""
     return any(line.startswith(name + ' ') for line in m.File_GetOpenFiles().splitlines())
-
-
-def buffer_holding(number):
-    """A wrapped FileStat used as an 8-byte untyped buffer (its first member)."""
-    s = m.new_FileStat()
-    m.FileStat_length_set(s, number)
-    return s
 
 
 class Holders(object):

@@ -4,17 +4,13 @@ import os
 import file_roots
 import pqtest
 from file_roots import assert_results, on_each_file_system
-from pqtest import m
+from pqtest import fresh_text, m
 
 File = pqtest.register_proxy('File')
 RecordWriter = pqtest.register_proxy('RecordWriter')
 RecordReaderScript = pqtest.register_proxy('RecordReaderScript')
 RecordIO = pqtest.register_proxy('RecordIO')
 RecordReader = pqtest.register_proxy('RecordReader')
-
-
-def fresh_text(n):
-    return ''.join(['.'] * n)
 
 
 class RecordCases(file_roots.FileCases):
