@@ -153,12 +153,9 @@ class LogReadWriteTest(LogCase):
 class BackgroundLogReaderTest(LogCase):
     def test_rows_on_null(self):
         self.assertIsNone(m.delete_BackgroundLogReader(None))
-        self.assertTypeError('null reference', m.BackgroundLogReader_MakeExit, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_log_reader, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_log_reader__get, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_WaitBeforeReadingAgain, None, 1)
-        self.assertTypeError('null reference', m.BackgroundLogReader_set_max_sleep_time_in_secs, None, 1)
-        self.assertTypeError('null reference', m.BackgroundLogReader_ProcessRecord, None, None, 0, '')
+        for row, args in (('MakeExit', ()), ('log_reader__get', ()), ('WaitBeforeReadingAgain', (1,)),
+                          ('ProcessRecord', (None, 0, ''))):
+            self.assertTypeError('null reference', getattr(m, 'BackgroundLogReader_' + row), None, *args)
         # A null background reader stores nothing, but the reader is given up.
         pqtest.register_proxy('LogReader')
         r = m.new_LogReader(self.base)
