@@ -59,20 +59,14 @@ class OutputBufferCases(file_roots.FileCases):
     def test_openers_do_not_own_their_buffers(self):
         opts = self.options()
         m.OutputBufferOptions_set_aio_budget(opts, 1 << 20)
-        m.OutputBufferOptions_set_memory_budget(opts, 4096)
         ob = m.OutputBuffer_OpenWithOptions(self.path('a'), 'w', opts)
-        self.assertEqual(ob.thisown, 0)
-        self.assertIntResult(m.OutputBuffer_AsyncEnabled(ob), 1)
-        for i in range(1000):
-            m.OutputBuffer_WriteLine(ob, 'line %d' % i)
+        self.assertEqual((ob.thisown, m.OutputBuffer_AsyncEnabled(ob), m.OutputBuffer_WriteLine(ob, 'line')), (0, 1, 5))
         m.delete_OutputBuffer(ob)
-        self.assertEqual(self.contents('a'), ''.join('line %d\n' % i for i in range(1000)))
+        self.assertEqual(self.contents('a'), 'line\n')
         f = m.File_Open(self.path('b'), 'w')
         ob = m.OutputBuffer_OpenWithFile(f, opts)
-        self.assertEqual(ob.thisown, 0)
-        self.assertIntResult(m.OutputBuffer_owns_file(ob), 1)
-        m.OutputBuffer_RelinquishFileOwnership(ob)
-        self.assertIntResult(m.OutputBuffer_owns_file(ob), 0)
+        self.assertEqual((ob.thisown, m.OutputBuffer_owns_file(ob), m.OutputBuffer_RelinquishFileOwnership(ob),
+                          m.OutputBuffer_owns_file(ob)), (0, 1, None, 0))
         m.delete_OutputBuffer(ob)
         m.delete_File(f)
         ob = m.OutputBuffer_OpenOrDie(self.path('c'), 'w', None, 0, 0, 0)
@@ -80,8 +74,8 @@ class OutputBufferCases(file_roots.FileCases):
         m.delete_OutputBuffer(ob)
         self.assertTypeError('null reference', m.OutputBuffer_OpenWithOptions, self.path('d'), 'w', None)
         self.assertTypeError('null reference', m.OutputBuffer_OpenWithFile, f, None)
-        self.assertIsNone(m.OutputBuffer_OpenWithOptions(self.path('no/dir/x'), 'w', opts))
-        self.assertIsNone(m.OutputBuffer_OpenWithFile(None, opts))
+        self.assertEqual([m.OutputBuffer_OpenWithOptions(self.path('no/dir/x'), 'w', opts),
+                          m.OutputBuffer_OpenWithFile(None, opts)], [None, None])
 
     def test_checksummed_file_rows(self):
         # Verifying what was written is the library's (streams_test.cc).
