@@ -106,26 +106,5 @@ class ValueFunctionTest(pqtest.TestCase):
         self.assertRaises(TypeError, m.ErrorSpace, 1)
 
 
-class RegistrationTest(pqtest.TestCase):
-    def test_registered_class_wraps_later_handles(self):
-        code = '\n'.join([
-            'import pqtest',
-            'from pqtest import m',
-            'f = m.File_Open("/mem/pqtest-paths-registration", "w")',
-            'print type(f).__name__, m.File_Close(f)',
-            'P = type("P", (pqtest.Proxy,), {})',
-            'print m.File_swigregister(P)',
-            'f = m.File_Open("/mem/pqtest-paths-registration", "w")',
-            'print type(f).__name__, f.thisown, pqtest.is_pointer_text(f.this, "_p_File"), m.File_Close(f)',
-            'ok, files = m.File_BulkOpen(["/mem/pqtest-paths-registration"], "r")',
-            'print type(files[0]).__name__, files[0].thisown',
-        ])
-        status, out, err = pqtest.run_python(code)
-        self.assertEqual(status, 0, err)
-        self.assertEqual(out.splitlines(), ['str 1', 'None', 'P 0 True 1', 'P 1'])
-        self.assertRaises(TypeError, m.File_swigregister)
-        self.assertRaises(TypeError, m.File_swigregister, 1, 2)
-
-
 if __name__ == '__main__':
     pqtest.main()

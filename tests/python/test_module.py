@@ -96,13 +96,6 @@ class StringVectorTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_FileStat, expected _p_std__vectorTstring_t',
                              m.delete_stringVector, m.new_FileStat())
 
-    def test_registration_attaches_the_class(self):
-        cls = pqtest.register_proxy('stringVector')
-        v = m.new_stringVector()
-        self.assertIsInstance(v, cls)
-        self.assertEqual(v.thisown, 1)
-
-
 class FromFileTest(pqtest.TestCase):
     def test_same_pointer_marked_owned(self):
         text = '_1000000000000000_p_File'
