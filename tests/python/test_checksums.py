@@ -50,11 +50,11 @@ class ChecksumStateTest(pqtest.TestCase):
         s = state_of('x' * 300)
         c, why = m.new_ChecksumState(s), 'keep me'
         self.assertEqual(c.thisown, 1)
-        assert_results(self, [m.ChecksumState___eq__(s, c), m.ChecksumState_Equals(s, c, why), m.ChecksumState___ne__(s, c)],
-                       [1, 1, 0])
+        assert_results(self, [m.ChecksumState___eq__(s, c), m.ChecksumState_Equals(s, c, why),
+                              m.ChecksumState___ne__(s, c)], [1, 1, 0])
         m.ChecksumState_Add(c, 'y')
-        assert_results(self, [m.ChecksumState___eq__(s, c), m.ChecksumState_Equals(s, c, why), m.ChecksumState___ne__(s, c),
-                              m.ChecksumState_Equals(s, None, '')], [0, 0, 1, 0])
+        assert_results(self, [m.ChecksumState___eq__(s, c), m.ChecksumState_Equals(s, c, why),
+                              m.ChecksumState___ne__(s, c), m.ChecksumState_Equals(s, None, '')], [0, 0, 1, 0])
         self.assertEqual(why, 'keep me')  # the explanation never reaches Python
         self.assertRaises(TypeError, m.ChecksumState_Equals, s, c, 5)
         self.assertTypeError('null reference', m.ChecksumState___eq__, s, None)
@@ -70,7 +70,8 @@ class ChecksumStateTest(pqtest.TestCase):
             s, 1, pointer_to(start, '_p_int64'), pointer_to(end, '_p_int64')), 1)
         self.assertEqual((start.value, end.value), (MB, 2 * MB))
         self.assertIntResult(m.ChecksumState_HistoryIndexToPositionRange(s, 2, pointer_to(start, '_p_int64'), None), 0)
-        self.assertRaises(TypeError, m.ChecksumState_HistoryIndexToPositionRange, s, 0, pointer_to(start, '_p_int'), None)
+        self.assertRaises(TypeError, m.ChecksumState_HistoryIndexToPositionRange, s, 0, pointer_to(start, '_p_int'),
+                          None)
         self.assertIs(m.ChecksumState_TruncateToPosition(s, 2 * MB - 1), None)
         self.assertLongResult(m.ChecksumState_Length(s), MB)
         self.assertIs(m.ChecksumState_SetRunningChecksum(s, 2 ** 64 - 1), None)
@@ -105,7 +106,8 @@ class FileReedSolomonTest(pqtest.TestCase):
         self.assertIntResult(m.FileReedSolomon_Encoding2Params(
             encoding, pointer_to(data, '_p_int'), pointer_to(total, '_p_int')), 1)
         self.assertEqual((data.value, total.value, m.FileReedSolomon_Encoding2Name(encoding)), (9, 13, 'rs_9_13'))
-        self.assertIntResult(m.FileReedSolomon_Name2Encoding('rs_9_13', pointer_to(out, '_p_FileReedSolomon__Encoding')), 1)
+        self.assertIntResult(m.FileReedSolomon_Name2Encoding('rs_9_13',
+                                                             pointer_to(out, '_p_FileReedSolomon__Encoding')), 1)
         self.assertEqual(out.value, encoding)
         for bad in (-1, 3, 2 ** 31 - 1):  # never cast to the enumeration
             self.assertEqual((m.FileReedSolomon_Encoding2Name(bad), m.FileReedSolomon_Encoding2Params(bad, None, None)),
@@ -143,7 +145,8 @@ class ChecksumFileCases(file_roots.FileCases):
         m.FileAttr_checksum_set(record, state_of(data))
         self.assertIntResult(m.FileAttributes_Store(m.cvar.file_attributes, name, record), 1)
         why = 'unchanged'
-        assert_results(self, [m.ChecksumState_VerifyChecksum(name, why), m.ChecksumState_VerifyChecksum(name, 5, 10, why),
+        assert_results(self, [m.ChecksumState_VerifyChecksum(name, why),
+                              m.ChecksumState_VerifyChecksum(name, 5, 10, why),
                               m.ChecksumState_VerifyChecksum(name, 5, 2 ** 40, why)], [1, 1, 0])
         self.assertEqual(why, 'unchanged')
         for args in ((name,), (name, 1, 2), (name, 1, 2, 3, 4), (5, '')):

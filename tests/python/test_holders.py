@@ -132,7 +132,8 @@ class ForwardedOperationTest(file_roots.FileCases):
         for h in (CLOSER, DELETER):
             holder, s = self.held(h, 'a', 'r', 'hello\nworld\n'), m.new_FileStat()
             self.assertEqual([h.Seek(holder, 6), h.ReadToString(holder, -1), h.StatThis(holder, s),
-                              m.FileStat_length_get(s), h.CreateFileName(holder)], [1, (6, 'world\n'), 1, 12, self.path('a')])
+                              m.FileStat_length_get(s), h.CreateFileName(holder)],
+                             [1, (6, 'world\n'), 1, 12, self.path('a')])
             self.assertLongResult(h.Size(holder), 12)
 
     def test_overloaded_rows_take_a_holder_or_a_name(self):

@@ -103,12 +103,14 @@ class InputBufferCases(file_roots.FileCases):
     def test_positions_sizes_and_varints(self):
         # Varints across buffer edges and their failures are the library's (streams_test.cc).
         buf = self.reader('\xac\x02\xff\xff\xff\xff\x0f' + 'x' * 21, 4)
-        self.assertEqual([m.InputBuffer_ReadVarint32(buf), m.InputBuffer_ReadVarint32(buf)], [(1, 300), (1, 2 ** 32 - 1)])
+        self.assertEqual([m.InputBuffer_ReadVarint32(buf), m.InputBuffer_ReadVarint32(buf)],
+                         [(1, 300), (1, 2 ** 32 - 1)])
         assert_results(self, [m.InputBuffer_Tell(buf), m.InputBuffer_Size(buf)], [7, 28], long)
         self.assertIs(type(m.InputBuffer_SizeHint(buf)), long)
         self.assertIs(type(m.InputBuffer_AvailableData(buf)), long)
-        assert_results(self, [m.InputBuffer_Seek(buf, 28), m.InputBuffer_ReadVarint32(buf)[0], m.InputBuffer_Seek(buf, -1),
-                              m.InputBuffer_Seek(buf, 2 ** 40), m.InputBuffer_eof(buf)], [1, 0, 0, 1, 0])
+        assert_results(self, [m.InputBuffer_Seek(buf, 28), m.InputBuffer_ReadVarint32(buf)[0],
+                              m.InputBuffer_Seek(buf, -1), m.InputBuffer_Seek(buf, 2 ** 40), m.InputBuffer_eof(buf)],
+                       [1, 0, 0, 1, 0])
         self.assertEqual(m.InputBuffer_CreateFileName(buf), self.path('in'))
         self.assertTrue(pqtest.is_pointer_text(m.InputBuffer_GetFile(buf), '_p_File'))
         self.assertTypeError('null reference', m.InputBuffer_Tell, None)

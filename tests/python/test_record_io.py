@@ -134,24 +134,28 @@ class RecordCases(file_roots.FileCases):
             self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (1, 'r%d' % i))
             self.assertEqual(m.RecordReader_LastRecordPosition(r), positions[-1])
         assert_results(self, [m.RecordReader_AtEOF(r, 1), m.RecordReader_Seek(r, positions[2]),
-                              m.RecordReader_GetPosition(r, 'ignored'), m.RecordReader_SetPosition(r, '%d' % positions[1]),
-                              m.RecordReader_SetPosition(r, 'nonsense'), m.RecordReader_FileSeek(r, 1)], [1, 1, 1, 1, 0, 1])
+                              m.RecordReader_GetPosition(r, 'ignored'),
+                              m.RecordReader_SetPosition(r, '%d' % positions[1]),
+                              m.RecordReader_SetPosition(r, 'nonsense'), m.RecordReader_FileSeek(r, 1)],
+                       [1, 1, 1, 1, 0, 1])
         self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (1, 'r1'))
         for getter in (m.RecordReader_Tell, m.RecordReader_PhysicalTell, m.RecordReader_FileTell, m.RecordReader_Size,
                        m.RecordReader_skipped_bytes):
             self.assertIs(type(getter(r)), long)
         st = m.new_FileStat()
         self.assertIntResult(m.RecordReader_Stat(r, st), 1)
-        self.assertEqual((m.FileStat_length_get(st), m.RecordReader_GetFileName(r)), (m.RecordReader_Size(r), self.path('pos')))
+        self.assertEqual((m.FileStat_length_get(st), m.RecordReader_GetFileName(r)),
+                         (m.RecordReader_Size(r), self.path('pos')))
         self.assertEqual([m.RecordReader_set_max_record_length(r, 1), m.RecordReader_set_log_skips(r, 0),
                           m.RecordReader_set_max_decoded_record_length(r, 2 ** 31 - 1),
-                          m.RecordReader_set_max_expected_record_length(r, 2 ** 31 - 1), m.RecordReader_clear_read_error(r),
+                          m.RecordReader_set_max_expected_record_length(r, 2 ** 31 - 1),
+                          m.RecordReader_clear_read_error(r),
                           m.RecordReader_set_die_on_error(r, 0), m.RecordReader_Prefetch(r, 0, 100, None),
                           m.RecordReader_Unfetch(r, 0, 100)], [None] * 8)
         m.RecordReader_Seek(r, 0)
         self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (0, ''))
-        assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_read_error(r), m.RecordReader_owns_file(r),
-                              m.RecordReader_AsyncReadEnabled(r)], [3, 0, 1, 0])
+        assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_read_error(r),
+                              m.RecordReader_owns_file(r), m.RecordReader_AsyncReadEnabled(r)], [3, 0, 1, 0])
         self.assertIsNone(m.RecordReader_RelinquishFileOwnership(r))
         assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_Close(r)], [0, 1])
         m.delete_RecordReaderScript(r)

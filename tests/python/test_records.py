@@ -36,7 +36,8 @@ class FileStatTest(pqtest.TestCase):
         m.FileStat_Clear(s)
         self.assertEqual([(type(v), v) for v in self.fields(s)], defaults)
         for field, bad, error in (('length', '5', TypeError), ('length', 2 ** 63, OverflowError),
-                                  ('owner', 5, TypeError), ('mtime', 'x', TypeError), ('data_members', None, TypeError)):
+                                  ('owner', 5, TypeError), ('mtime', 'x', TypeError),
+                                  ('data_members', None, TypeError)):
             self.assertRaises(error, getattr(m, 'FileStat_%s_set' % field), s, bad)
 
     def test_attributes_alias_and_properties_copy(self):
