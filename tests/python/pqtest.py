@@ -2,7 +2,6 @@
 import binascii
 import ctypes
 import os
-import shutil
 import struct
 import subprocess
 import sys
