@@ -15,7 +15,7 @@
 #include "file/base/redundancy/archive.h"
 #include "file/base/redundancy/sha1.h"
 #include "tests/cc/checksum_testing.h"
-#include "tests/cc/redundancy_testing.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -25,12 +25,7 @@ using redundancy::Manifest;
 
 constexpr int kUnitKib = 1;  // small cells: many stripes from little data
 
-struct Closer {
-  void operator()(File* f) const { file::CloseAndDelete(f); }
-};
-using Handle = std::unique_ptr<File, Closer>;
-
-class ArchiveTest : public redundancy_testing::DirTest {
+class ArchiveTest : public BothFsTest {
  protected:
   // Writes and archives `data` as `name`; returns the full name.
   std::string Archived(const std::string& name, const std::string& data,
@@ -322,6 +317,6 @@ TEST_P(ArchiveTest, BadRequestsFailAndLeaveTheFileAlone) {
   EXPECT_EQ(File::GetFileSize(empty.c_str()), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, ArchiveTest, ::testing::Values("local", "mem"));
+PQ_ON_BOTH_FILE_SYSTEMS(ArchiveTest);
 
 }  // namespace
