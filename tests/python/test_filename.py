@@ -5,7 +5,6 @@ import shutil
 import pqtest
 from pqtest import m
 
-FileNameProxy = pqtest.register_proxy('FileName')
 FLAGS = ('simple', 'replicated', 'remote', 'wicket_remote', 'bigfile', 'striped', 'tarn',
          'tarn_shadow', 'cached', 'cached_check', 'lock_server', 'namespace', 'fern', 'kelp',
          'quill', 'registered_prefix')
@@ -21,14 +20,11 @@ def texts_of(name):
 
 
 class FileNameTest(pqtest.TestCase):
-    def test_default_is_empty_and_owned(self):
+    def test_default_is_empty(self):
         n = m.new_FileName()
-        self.assertIsInstance(n, FileNameProxy)
-        self.assertEqual(n.thisown, 1)
         for flag in FLAGS + ('root_directory',):
             self.assertIntResult(getattr(m, 'FileName_is_' + flag)(n), 0)
         self.assertEqual(texts_of(n), [''] * len(TEXTS))
-        self.assertIs(m.delete_FileName(n), None)
 
     def test_refused_arguments(self):
         for bad in ((5,), (None,), ('a', 'b')):

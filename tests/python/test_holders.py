@@ -37,7 +37,6 @@ class LifecycleTest(file_roots.FileCases):
             self.assertIs(accessor(c), None)
         self.assertIs(m.FileCloser_reset(c, None), None)
         self.assertIs(m.delete_FileCloser(c), None)
-        self.assertIs(m.delete_FileCloser(None), None)
         empty = m.new_FileDeleter(None)
         self.assertIs(m.FileDeleter_get(empty), None)
         m.delete_FileDeleter(empty)

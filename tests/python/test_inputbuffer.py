@@ -172,7 +172,6 @@ class BufferWithoutFileTest(pqtest.TestCase):
 class OptionsTest(pqtest.TestCase):
     def test_defaults_and_setters(self):
         o = m.new_InputBufferOptions()
-        self.assertEqual(o.thisown, 1)
         fields = ('memory_budget', 'buffer_size', 'lookahead', 'fixed_size', 'lookahead_on_open')
         self.assertEqual([getattr(m, 'InputBufferOptions_' + f)(o) for f in fields], [524288, 0, 0, 1, 1])
         for f, v in (('memory_budget', 1000), ('buffer_size', 64), ('lookahead', 9)):

@@ -91,7 +91,6 @@ class StringVectorTest(pqtest.TestCase):
         v = m.new_stringVector()
         self.assertTrue(pqtest.is_pointer_text(v, '_p_std__vectorTstring_t'))
         self.assertIs(m.delete_stringVector(v), None)
-        self.assertIs(m.delete_stringVector(None), None)
         self.assertTypeError('Type error. Got _p_FileStat, expected _p_std__vectorTstring_t',
                              m.delete_stringVector, m.new_FileStat())
 

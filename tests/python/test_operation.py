@@ -3,14 +3,10 @@ import file_roots
 import pqtest
 from pqtest import m
 
-OperationProxy = pqtest.register_proxy('Operation')
-
 
 class OperationRecordTest(pqtest.TestCase):
     def test_fresh_operation_and_its_settings(self):
         op = m.new_Operation()
-        self.assertIsInstance(op, OperationProxy)
-        self.assertEqual(op.thisown, 1)
         for row, value in (('ok', 1), ('error', 0), ('HasDeadline', 0), ('retry', 0)):
             self.assertIntResult(getattr(m, 'Operation_' + row)(op), value)
         self.assertEqual((m.Operation_Status(op), m.Operation_descriptor(op)), ('OK', ''))
@@ -25,8 +21,6 @@ class OperationRecordTest(pqtest.TestCase):
         m.Operation_set_resource_user(op, 'team\0a')  # byte-exact
         self.assertRaises(TypeError, m.Operation_set_resource_user, op, 5)
         self.assertEqual(m.Operation_resource_user(op), 'team\0a')
-        self.assertIs(m.delete_Operation(op), None)
-        self.assertIs(m.delete_Operation(None), None)
 
     def test_value_results_are_pointer_objects(self):
         op = m.new_Operation()

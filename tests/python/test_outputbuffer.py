@@ -100,7 +100,6 @@ on_each_file_system(OutputBufferCases)
 class OptionsTest(pqtest.TestCase):
     def test_setters_only_store(self):
         o = m.new_OutputBufferOptions()
-        self.assertEqual(o.thisown, 1)
         for name, value in (('file_attributes', 0), ('file_permissions', 0o600), ('aio_budget', 5),
                             ('memory_budget', 100), ('attribute_file', 1), ('checkpoint', None),
                             ('file_group', 'staff')):

@@ -116,6 +116,20 @@ class ProxyTest(pqtest.TestCase):
         self.assertTrue(pqtest.is_pointer_text(a.this, '_p_Attr_t'))
         self.assertIntResult(m.Attr_t_attr_get(a), 5)
 
+    def test_every_constructor_without_arguments_hands_out_an_owned_proxy(self):
+        checked = 0
+        for name in sorted(n[4:] for n in dir(m) if n.startswith('new_')):
+            cls = pqtest.register_proxy(name)
+            try:
+                obj = getattr(m, 'new_' + name)()
+            except TypeError:  # it needs arguments
+                continue
+            self.assertEqual((type(obj), obj.thisown, getattr(m, 'delete_' + name)(obj)), (cls, 1, None), name)
+            self.assertIs(getattr(m, 'delete_' + name)(None), None)
+            checked += 1
+        self.assertGreaterEqual(checked, 20)
+        self.setUpClass()  # the proxy classes the other cases use
+
     def test_aliasing_results_are_not_owned(self):
         s = m.new_FileStat()
         attrs = m.FileStat_attributes_get(s)

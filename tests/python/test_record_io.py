@@ -9,7 +9,6 @@ from pqtest import fresh_text, m
 File = pqtest.register_proxy('File')
 RecordWriter = pqtest.register_proxy('RecordWriter')
 RecordReaderScript = pqtest.register_proxy('RecordReaderScript')
-RecordIO = pqtest.register_proxy('RecordIO')
 RecordReader = pqtest.register_proxy('RecordReader')
 
 
@@ -210,9 +209,6 @@ class OptionsTest(pqtest.TestCase):
         self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'colour=blue'), 0)
         self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
         m.delete_RecordReaderOptions(o)
-        io = m.new_RecordIO()
-        self.assertEqual(io.thisown, 1)
-        m.delete_RecordIO(io)
 
     def test_skips_are_logged_with_file_and_offset(self):
         path = os.path.join(file_roots.scratch_dir(self), 'log')  # read by another process
