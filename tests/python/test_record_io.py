@@ -4,7 +4,7 @@ import os
 import file_roots
 import pqtest
 from file_roots import assert_results, on_each_file_system
-from pqtest import fresh_text, m
+from pqtest import buffer_holding, fresh_text, m
 
 File = pqtest.register_proxy('File')
 RecordWriter = pqtest.register_proxy('RecordWriter')
@@ -32,8 +32,7 @@ class RecordCases(file_roots.FileCases):
 
     def test_every_write_form_and_codec_round_trips(self):
         w = self.writer('a')
-        buf = m.new_FileStat()  # an 8-byte untyped buffer
-        m.FileStat_length_set(buf, 0x4847464544434241)
+        buf = buffer_holding(0x4847464544434241)
         expected = []
         for switch in (lambda: None, lambda: m.RecordWriter_EnableCompression(w, 6),
                        lambda: m.RecordWriter_EnableCompression(w, 1, 1000),
@@ -49,13 +48,10 @@ class RecordCases(file_roots.FileCases):
         assert_results(self, [m.RecordWriter_Flush(w), m.RecordWriter_Sync(w), m.RecordWriter_DataSync(w),
                               m.RecordWriter_AsyncEnabled(w), m.RecordWriter_owns_file(w),
                               m.RecordWriter_GetCurrentErrorCode(w)], [1, 1, 1, 1, 1, 0])
-        self.assertIs(type(m.RecordWriter_Tell(w)), long)
-        self.assertIs(type(m.RecordWriter_ApproximateTell(w)), long)
-        self.assertEqual(m.RecordWriter_GetFileName(w), self.path('a'))
-        self.assertIntResult(m.RecordWriter_max_record_size(w), m.RecordIO_kMaxRecordSize)
-        self.assertIntResult(m.RecordWriter_Close(w), 1)
-        self.assertIntResult(m.RecordWriter_Close(w), 1)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'late'), 0)
+        self.assertEqual([type(m.RecordWriter_Tell(w)), type(m.RecordWriter_ApproximateTell(w)),
+                          m.RecordWriter_GetFileName(w)], [long, long, self.path('a')])
+        assert_results(self, [m.RecordWriter_max_record_size(w), m.RecordWriter_Close(w), m.RecordWriter_Close(w),
+                              m.RecordWriter_WriteRecord(w, 'late')], [m.RecordIO_kMaxRecordSize, 1, 1, 0])
         m.delete_RecordWriter(w)
         self.assertEqual(self.records('a'), sum(expected, []))
         self.assertEqual(self.records('a', 4096), sum(expected, []))
