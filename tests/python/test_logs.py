@@ -47,22 +47,17 @@ class LogBaseTest(LogCase):
         m.delete_LogWriter(w)
 
     def test_binding_errors(self):
-        self.assertTypeError('null reference', m.LogBase_base_file, None)
-        self.assertRaises(TypeError, m.LogBase_FileName, 'x', 1)
-        self.assertRaises(TypeError, m.LogBase_LogFileNameToFileNumber, 5)
-        self.assertTypeError("No matching function for overloaded 'new_LogWriter'", m.new_LogWriter, 5)
-        self.assertTypeError("No matching function for overloaded 'new_LogWriter'",
-                             m.new_LogWriter, 'a', 'b', 1, 2, 3, 4)
-        self.assertTypeError("No matching function for overloaded 'LogReader_GarbageCollect'",
-                             m.LogReader_GarbageCollect, 5, 1)
         w = m.new_LogWriter()
-        self.assertTypeError("No matching function for overloaded 'LogWriter_WriteRecord'",
-                             m.LogWriter_WriteRecord, w, 5)
-        self.assertTypeError("No matching function for overloaded 'LogWriter_TryWriteRecord'",
-                             m.LogWriter_TryWriteRecord, w, 'x')
-        self.assertTypeError('null reference', m.LogWriter_WriteProtocolMessage, w, None)
-        self.assertRaises(TypeError, m.new_LogReader, self.base, 'not a number')
-        m.delete_LogWriter(w)
+        self.addCleanup(m.delete_LogWriter, w)
+        for f, args in ((m.new_LogWriter, (5,)), (m.new_LogWriter, ('a', 'b', 1, 2, 3, 4)),
+                        (m.LogReader_GarbageCollect, (5, 1)), (m.LogWriter_WriteRecord, (w, 5)),
+                        (m.LogWriter_TryWriteRecord, (w, 'x'))):
+            self.assertTypeError("No matching function for overloaded '%s'" % f.__name__, f, *args)
+        for f, args in ((m.LogBase_base_file, (None,)), (m.LogWriter_WriteProtocolMessage, (w, None))):
+            self.assertTypeError('null reference', f, *args)
+        for f, args in ((m.LogBase_FileName, ('x', 1)), (m.LogBase_LogFileNameToFileNumber, (5,)),
+                        (m.new_LogReader, (self.base, 'not a number'))):
+            self.assertRaises(TypeError, f, *args)
 
 
 class LogReadWriteTest(LogCase):
