@@ -80,21 +80,19 @@ class ConstructionTest(pqtest.TestCase):
     def test_argument_and_receiver_checks(self):
         empty = m.new_FileCloser()
         self.addCleanup(m.delete_FileCloser, empty)
-        no_match = "No matching function for overloaded '%s'"
+        for f, args in ((m.new_FileCloser, (None, None)), (m.new_FileCloser, ('x',)),
+                        (m.new_FileCloser, (m.new_FileStat(),)), (m.FileCloser_DeleteWithOp, (5, None))):
+            self.assertNoMatch(f, *args)
+        got = 'Type error. Got _p_%s, expected _p_%s'
         for text, f, args in (
                 ('new_FileDeleter() takes exactly 1 argument (0 given)', m.new_FileDeleter, ()),
-                (no_match % 'new_FileCloser', m.new_FileCloser, (None, None)),
-                (no_match % 'new_FileCloser', m.new_FileCloser, ('x',)),
-                (no_match % 'new_FileCloser', m.new_FileCloser, (m.new_FileStat(),)),
-                ('Type error. Got _p_FileStat, expected _p_File', m.new_FileDeleter, (m.new_FileStat(),)),
-                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_Tell, (empty,)),
-                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_release, (empty,)),
-                ('Type error. Got _p_FileCloser, expected _p_File', m.FileCloser_reset, (empty, empty)),
+                (got % ('FileStat', 'File'), m.new_FileDeleter, (m.new_FileStat(),)),
+                (got % ('FileCloser', 'FileDeleter'), m.FileDeleter_Tell, (empty,)),
+                (got % ('FileCloser', 'FileDeleter'), m.FileDeleter_release, (empty,)),
+                (got % ('FileCloser', 'File'), m.FileCloser_reset, (empty, empty)),
                 ('Expected a pointer', m.FileCloser_Flush, (5,)),
                 ('FileCloser_Seek() takes exactly 2 arguments (1 given)', m.FileCloser_Seek, (empty,)),
-                (no_match % 'FileCloser_DeleteWithOp', m.FileCloser_DeleteWithOp, (5, None)),
-                ('null reference', m.FileCloser_Size, (empty,)),
-                ('null reference', m.FileCloser_ReadToString, (empty, 5))):
+                ('null reference', m.FileCloser_Size, (empty,)), ('null reference', m.FileCloser_ReadToString, (empty, 5))):
             self.assertTypeError(text, f, *args)
         for h in (CLOSER, DELETER):
             for row, args in (('Size', ()), ('ReadToString', (5,)), ('get', ()), ('reset', (None,))):

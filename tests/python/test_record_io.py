@@ -80,12 +80,11 @@ class RecordCases(file_roots.FileCases):
 
     def test_dispatch_and_binding_errors(self):
         w = self.writer('d')
-        no_match = "No matching function for overloaded '%s'"
         for name, args in (('RecordWriter_WriteRecord', (w, 5)), ('RecordWriter_WriteRecord', (w,)),
                            ('RecordWriter_EnableCompression', (w,)), ('RecordWriter_EnableCompression', (w, 'x')),
                            ('RecordWriter_EnableCWCompression', (w, 1, 2, 3)), ('new_RecordReader', ()),
                            ('new_RecordReaderScript', (None, 'x'))):
-            self.assertTypeError(no_match % name, getattr(m, name), *args)
+            self.assertNoMatch(getattr(m, name), *args)
         # The Cord form is tried first: None is a null Cord.
         self.assertTypeError('null reference', m.RecordWriter_WriteRecord, w, None)
         self.assertTypeError('null reference', m.RecordWriter_WriteProtocolMessage, w, None)
