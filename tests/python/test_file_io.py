@@ -181,8 +181,9 @@ class OverloadedHandleOpsTest(file_roots.FileCases):
         self.assertEqual(m.File_Match(self.path('*')), (1, []))
 
     def test_dispatch_errors(self):
-        for f, args in ((m.File_DeleteWithOp, (5, None)), (m.File_DeleteWithOp, ('x',)), (m.File_DeleteAsync, (5, None)),
-                        (m.File_DeleteAsync, ('x',)), (m.File_StatAsync, ('x', m.new_Attr_t(), None)),
+        for f, args in ((m.File_DeleteWithOp, (5, None)), (m.File_DeleteWithOp, ('x',)),
+                        (m.File_DeleteAsync, (5, None)), (m.File_DeleteAsync, ('x',)),
+                        (m.File_StatAsync, ('x', m.new_Attr_t(), None)),
                         (m.File_SetAttributesWithOp, ('x', 5, None))):
             self.assertNoMatch(f, *args)
         # None passes as a handle, and a handle must not be null.

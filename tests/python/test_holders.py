@@ -92,7 +92,8 @@ class ConstructionTest(pqtest.TestCase):
                 (got % ('FileCloser', 'File'), m.FileCloser_reset, (empty, empty)),
                 ('Expected a pointer', m.FileCloser_Flush, (5,)),
                 ('FileCloser_Seek() takes exactly 2 arguments (1 given)', m.FileCloser_Seek, (empty,)),
-                ('null reference', m.FileCloser_Size, (empty,)), ('null reference', m.FileCloser_ReadToString, (empty, 5))):
+                ('null reference', m.FileCloser_Size, (empty,)),
+                ('null reference', m.FileCloser_ReadToString, (empty, 5))):
             self.assertTypeError(text, f, *args)
         for h in (CLOSER, DELETER):
             for row, args in (('Size', ()), ('ReadToString', (5,)), ('get', ()), ('reset', (None,))):

@@ -65,21 +65,18 @@ class LogReadWriteTest(LogCase):
         # Rotation, tailing and collection themselves are the library's (log_io_test.cc).
         w = m.new_LogWriter(self.base, 'py', m.LogWriter_SINGLE_WRITER, 256, 0)
         tail = m.new_LogReader(self.base)
-        for i in range(3):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i), 1)
-        self.assertIntResult(m.LogWriter_Flush(w), 1)
+        assert_results(self, [m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i) for i in range(3)]
+                       + [m.LogWriter_Flush(w)], [1] * 4)
         self.assertEqual(self.drain(tail), ['rec%d\0' % i + 'y' * i for i in range(3)])
         self.assertEqual(m.LogReader_Tell(tail), m.LogReader_EOFPosition(tail))
         self.assertEqual(m.LogWriter_GetPosition(w), '%d:%d' % (
             m.LogBase_LogPositionToFileNumber(m.LogWriter_EOFPosition(w)),
             m.LogBase_LogPositionToOffset(m.LogWriter_EOFPosition(w))))
         self.assertEqual(m.LogWriter_ApproximateTell(w), m.LogWriter_ApproximateEOFPosition(w))
-        self.assertLongResult(m.LogReader_UnreadBytes(tail), 0)
-        self.assertLongResult(m.LogReader_NumBytesSkipped(tail), 0)
-        self.assertIntResult(m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)), 1)
-        self.assertIntResult(m.LogReader_GarbageCollect(self.base, -1L), 0)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w)), 1)
+        assert_results(self, [m.LogReader_UnreadBytes(tail), m.LogReader_NumBytesSkipped(tail)], [0, 0], long)
+        assert_results(self, [m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)),
+                              m.LogReader_GarbageCollect(self.base, -1L), m.LogWriter_TruncateLog(self.base, 'x:y'),
+                              m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w))], [1, 0, 0, 1])
         m.delete_LogReader(tail)
         m.delete_LogWriter(w)
 

@@ -97,8 +97,9 @@ class DeprecatedInitTest(pqtest.TestCase):
         self.assertEqual(status, 0, err)
         lines = err.splitlines()
         self.assertEqual(len(lines), 1, err)
-        self.assertTrue(re.match(r'E.*file/base/_file_base_pyquarry\.cc:988\] Deprecated pyquarry\.Init\(\) called at '
-                                 r'x\.py:7\. This method was no-oped in .*\. Please remove this call\.$', lines[0]), err)
+        self.assertTrue(re.match(r'E.*file/base/_file_base_pyquarry\.cc:988\] Deprecated pyquarry\.Init\(\) '
+                                 r'called at x\.py:7\. This method was no-oped in .*\. Please remove this call\.$',
+                                 lines[0]), err)
         for args in (('a', 'b'), ('a', 5, 7), ('a', 'b', 'c')):
             self.assertRaises(TypeError, m._File_Init_deprecated_bottom, *args)
 

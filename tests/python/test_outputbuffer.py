@@ -41,8 +41,8 @@ class OutputBufferCases(file_roots.FileCases):
         for at in (2 ** 62 + 1, 2 ** 63 - 1, -1, -2 ** 63):
             assert_results(self, [m.OutputBuffer_Seek(ob, at), m.OutputBuffer_Truncate(ob, at)], [0, 0])
         for count in (-1, 2 ** 31, 2 ** 63 - 1):  # no memory behind them: nothing taken
-            assert_results(self, [m.OutputBuffer_Write(ob, None, count), m.OutputBuffer_TryWrite(ob, None, count, None)],
-                           [0, 0])
+            assert_results(self, [m.OutputBuffer_Write(ob, None, count),
+                                  m.OutputBuffer_TryWrite(ob, None, count, None)], [0, 0])
         assert_results(self, [m.OutputBuffer_Align(ob, a, '.') for a in (2 ** 31 - 1, -2 ** 31, 2 ** 26 + 1)], [0] * 3)
         self.assertRaises(OverflowError, m.OutputBuffer_Align, ob, 2 ** 31, '.')
         self.assertLongResult(m.OutputBuffer_Tell(ob), 5)

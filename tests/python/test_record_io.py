@@ -195,12 +195,10 @@ class OptionsTest(pqtest.TestCase):
         m.RecordReaderOptions_set_initial_seek_back(o, -1)
         self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), -1)
         m.RecordReaderOptions_set_enable_aio(o, 7)
-        self.assertIntResult(m.RecordReaderOptions_enable_aio(o), 1)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'buffer_size=8192,fixed_size=0'), 1)
-        self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'buffer_size=1\0'), 0)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'colour=blue'), 0)
-        self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
+        load = lambda text: m.RecordReaderOptions_LoadOptionsFromString(o, text)
+        assert_results(self, [m.RecordReaderOptions_enable_aio(o), load('buffer_size=8192,fixed_size=0'),
+                              m.RecordReaderOptions_buffer_size(o), load('buffer_size=1\0'), load('colour=blue'),
+                              m.RecordReaderOptions_buffer_size(o)], [1, 1, 8192, 0, 0, 8192])
         m.delete_RecordReaderOptions(o)
 
 

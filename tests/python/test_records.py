@@ -108,7 +108,8 @@ class FileVersionTest(pqtest.TestCase):
         a, b = self.make(1, 2), self.make(1, 3)
         ops = [getattr(m, 'FileVersion___%s__' % op) for op in ('eq', 'ne', 'lt', 'le', 'gt', 'ge')]
         assert_results(self, [op(a, b) for op in ops], [0, 1, 1, 1, 0, 0])
-        for f, args in [(op, (a, None)) for op in ops] + [(m.FileVersion_cmp, (None, a)), (m.FileVersion_cmp, (a, 'NULL'))]:
+        for f, args in [(op, (a, None)) for op in ops] + [(m.FileVersion_cmp, (None, a)),
+                                                          (m.FileVersion_cmp, (a, 'NULL'))]:
             self.assertTypeError('null reference', f, *args)
 
     def test_text_form_round_trips(self):
