@@ -82,10 +82,9 @@ def escape(name):
 
 def listdir(path):
     """The entry names of a directory (hidden ones included), sorted."""
-    if not _m.File_IsDirectory(path):
-        if _m.File_Exists(path):
-            raise errors.PathError(_m.ERROR_WRONG_TYPE, 'not a directory', path)
-        raise errors.PathError(_m.ERROR_NOT_FOUND, 'no such directory', path)
+    # stat raises the library's own failure: missing, unreachable, ...
+    if not _m.File_IsDirectory(path) and not stat(path).is_dir:
+        raise errors.PathError(_m.ERROR_WRONG_TYPE, 'not a directory', path)
     names = glob(escape(path.rstrip('/') or '/') + '/*', hidden=True)
     return [posixpath.basename(n.rstrip('/')) for n in names]
 
