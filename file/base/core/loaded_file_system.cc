@@ -86,7 +86,8 @@ shared_ptr<FileFactory> DeferredFileSystem::Load(const shared_ptr<FileFactory>& 
       loaded_.reset(factory);
     }
     if (!failure_.empty()) {
-      failure_ = "the " + ::string(*fs_.name) + " file system is not available (" + failure_ + ")";
+      const char* kind = *fs_.name != nullptr ? *fs_.name : fs_.library;
+      failure_ = "the " + ::string(kind) + " file system is not available (" + failure_ + ")";
     }
   });
   return loaded_ != nullptr ? loaded_ : self;
