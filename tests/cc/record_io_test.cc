@@ -385,7 +385,9 @@ TEST(RecordIoProcesses, ForkedAppendersAndKilledWriter) {
   int acked = -1, got;
   for (int n = 0; n < 50 && read(fds[0], &got, sizeof got) == sizeof got; ++n) acked = got;
   kill(pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the writer died on its own";
   while (read(fds[0], &got, sizeof got) == sizeof got) acked = got;
   close(fds[0]);
   const auto records = ReadAllRecords(killed);
