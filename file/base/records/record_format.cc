@@ -68,6 +68,11 @@ bool PayloadMatches(const Header& h, const char* payload) {
   return MaskCrc(Crc32c(payload, h.length)) == h.payload_crc;
 }
 
+FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n) {
+  if (done == 0) return piece == n ? FULL : FIRST;
+  return done + piece == n ? LAST : MIDDLE;
+}
+
 size_t FramedSize(size_t n, size_t fragment_payload) {
   const size_t fragments = n == 0 ? 1 : (n + fragment_payload - 1) / fragment_payload;
   return n + fragments * kHeaderSize;
@@ -81,12 +86,7 @@ void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
   size_t done = 0;
   do {
     const size_t piece = std::min(n - done, fragment_payload);
-    FragmentKind kind;
-    if (done == 0) {
-      kind = piece == n ? FULL : FIRST;
-    } else {
-      kind = done + piece == n ? LAST : MIDDLE;
-    }
+    const FragmentKind kind = FragmentKindAt(done, piece, n);
     if (piece > 0) std::memcpy(dst + at + kHeaderSize, data + done, piece);
     EncodeHeader(tag, kind, dst + at + kHeaderSize, static_cast<uint32>(piece), dst + at);
     at += kHeaderSize + piece;

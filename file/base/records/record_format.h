@@ -63,6 +63,9 @@ bool PayloadMatches(const Header& h, const char* payload);
 // `fragment_payload` bytes (an empty record is one empty FULL frame).
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload = kFragmentPayload);
+// The kind of the fragment of `piece` bytes that starts `done` bytes into
+// an n-byte record.
+FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n);
 // The framed size of an n-byte record.
 size_t FramedSize(size_t n, size_t fragment_payload = kFragmentPayload);
 
