@@ -99,6 +99,23 @@ TEST(RecordFormat, HeaderRoundTripAndEveryBitFlipIsCaught) {
   EXPECT_FALSE(DecodeHeader(h, &got));
 }
 
+// The bytes on disk do not change: a FULL record, an empty record of a
+// compression tag and a record in two fragments, as the writer has always
+// framed them.
+TEST(RecordFormat, FramesKeepTheirBytes) {
+  const char kGolden[] =
+      "\xb0\x07\x00\x00\x00\x8d\x37\xd2\x9e\xd4\x64\x75payload"
+      "\xb6\x00\x00\x00\x00\x52\x49\x8d\xd8\xea\x82\xa2"
+      "\xb3\x28\x00\x00\x40\xbf\x19\x14\xc5\xf8\x04\x01" "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz"
+      "\xb3\x0a\x00\x00\xc0\x67\xe6\xf7\xf0\xec\xa3\xe5" "zzzzzzzzzz";
+  std::string out;
+  AppendRecord(0, "payload", 7, &out);
+  AppendRecord(kZstd, "", 0, &out);
+  AppendRecord(3, std::string(50, 'z').data(), 50, &out, 40);
+  EXPECT_EQ(out, std::string(kGolden, sizeof kGolden - 1));
+  EXPECT_EQ(DecodeAll(out), (std::vector<std::string>{"payload", std::string(50, 'z')}));  // an empty batch is skipped
+}
+
 TEST(RecordFormat, RecordsAroundFragmentBoundariesRoundTrip) {
   std::vector<size_t> sizes = {0, 1};
   for (size_t k = 1; k <= 3; ++k) {

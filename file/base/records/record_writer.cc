@@ -365,7 +365,7 @@ bool RecordWriter::SpillLocked(const char* data, size_t n, const char* rest, siz
     n -= take;
     if (buffer_.size() >= point && !WriteBufferLocked()) break;
   }
-  if (n + rest_n == 0) return true;
+  if (!write_failed_) return true;
   // A write failed inside the record: the record stays whole in the buffer
   // for the next Flush to write.
   buffer_.append(data, n);
