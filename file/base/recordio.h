@@ -198,6 +198,10 @@ class RecordWriter {
   // the writer moves to the file `opener` gives; without an opener the
   // record fails with ERROR_NO_SPACE. length <= 0: no limit.
   void SetMaxFileLength(int64 length, RecordWriterOpener* opener);
+  // For CONCURRENT_APPENDERS over a file that no one else appends to (a
+  // single-writer log): buffers may then end inside a frame, and go to the
+  // file in aligned pieces as a single writer's do.
+  void SetSoleAppender(bool sole);
   // True: TryWriteRecord flushes in the background.
   bool AsyncEnabled() const { return true; }
 
@@ -247,9 +251,10 @@ class RecordWriter {
   // multiples, so the file is written in aligned pieces.
   size_t spill_unit_;
   bool write_failed_ = false;  // the last write of the buffer failed
+  bool sole_appender_ = false;
   int max_record_size_;
   std::string buffer_;
-  int64 base_offset_ = 0;  // file offset of buffer_[0] (single writer)
+  int64 base_offset_ = 0;  // file offset of buffer_[0] (single writers, sole appenders)
   // Compression.
   bool compress_ = false;
   records::CodecParams codec_;

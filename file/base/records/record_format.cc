@@ -112,16 +112,14 @@ size_t FramedSize(size_t n, size_t fragment_payload) {
 
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload) {
-  size_t at = out->size();
-  out->resize(at + FramedSize(n, fragment_payload));
-  char* dst = out->data();
+  out->reserve(out->size() + FramedSize(n, fragment_payload));
   size_t done = 0;
   do {
     const size_t piece = std::min(n - done, fragment_payload);
-    const FragmentKind kind = FragmentKindAt(done, piece, n);
-    if (piece > 0) std::memcpy(dst + at + kHeaderSize, data + done, piece);
-    EncodeHeader(tag, kind, dst + at + kHeaderSize, static_cast<uint32>(piece), dst + at);
-    at += kHeaderSize + piece;
+    char header[kHeaderSize];
+    EncodeHeader(tag, FragmentKindAt(done, piece, n), data + done, static_cast<uint32>(piece), header);
+    out->append(header, kHeaderSize);
+    out->append(data + done, piece);
     done += piece;
   } while (done < n);
 }

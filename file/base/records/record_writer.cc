@@ -223,7 +223,7 @@ bool RecordWriter::WriteBytes(const char* data, size_t n, size_t* written, ::str
     *written += static_cast<size_t>(r);
     // A concurrent append is one unit; a short one cannot be continued
     // without interleaving with other appenders.
-    if (concurrent_ && *written < n) {
+    if (concurrent_ && !sole_appender_ && *written < n) {
       *code = file::ERROR_NO_SPACE;
       *error = "short append to " + file_->CreateFileName();
       return false;
@@ -238,7 +238,7 @@ bool RecordWriter::WriteBufferLocked() {
   ::string error;
   int code = 0;
   const bool ok = WriteBytes(buffer_.data(), buffer_.size(), &written, &error, &code);
-  if (!concurrent_) base_offset_ += static_cast<int64>(written);
+  base_offset_ += static_cast<int64>(written);
   buffer_.erase(0, written);
   write_failed_ = !ok;
   return ok || Failed(code, error);
@@ -302,7 +302,7 @@ RecordWriter::WriteStatus RecordWriter::WriteRecordInternal(const void* data, si
   // A single writer's records stream through the buffer, which goes to the
   // file whenever it reaches a multiple of spill_unit_ in the file; after a
   // failed write, records wait whole in the buffer as with several writers.
-  const bool streamed = blocking && !concurrent_ && !compress_ && !write_failed_;
+  const bool streamed = blocking && (!concurrent_ || sole_appender_) && !compress_ && !write_failed_;
   const bool room = buffer_.empty() || buffer_.size() + staging_.size() + framed <= capacity_ ||
                     (streamed && buffer_.size() < SpillPointLocked());
   if (!room && !blocking) {
@@ -337,6 +337,11 @@ RecordWriter::WriteStatus RecordWriter::WriteRecordInternal(const void* data, si
 
 size_t RecordWriter::SpillPointLocked() const {
   return spill_unit_ - static_cast<size_t>(base_offset_ % static_cast<int64>(spill_unit_));
+}
+
+void RecordWriter::SetSoleAppender(bool sole) {
+  std::lock_guard<std::mutex> lock(mu_);
+  sole_appender_ = sole;
 }
 
 bool RecordWriter::SpillLocked(const char* data, size_t n, const char* rest, size_t rest_n) {
@@ -374,6 +379,9 @@ bool RecordWriter::SpillLocked(const char* data, size_t n, const char* rest, siz
 }
 
 void RecordWriter::StreamRecordLocked(const char* data, size_t n) {
+  // A sole appender's file may have changed under it (a log moving on):
+  // where its bytes land is read again whenever the buffer is empty.
+  if (concurrent_ && buffer_.empty()) base_offset_ = std::max<int64>(file_->Size(), 0);
   if (buffer_.capacity() < spill_unit_) buffer_.reserve(std::min<size_t>(spill_unit_, 8 << 20));
   bool spilling = true;
   size_t done = 0;
