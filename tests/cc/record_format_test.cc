@@ -227,6 +227,36 @@ TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
   }
 }
 
+// Frames that cross the edges of windows of several sizes, read from the
+// start and from every record's position (windows starting mid-page).
+TEST(RecordFormat, FramesAcrossWindowEdgesReadWhole) {
+  std::string bytes;
+  std::vector<Written> records;
+  const size_t sizes[] = {0, 1, 4083, 4084, 4085, 5000, 9000, 20000, 3, 70000, 11};
+  unsigned seed = 1;
+  for (int round = 0; round < 3; ++round) {
+    for (size_t n : sizes) {
+      const int64 begin = static_cast<int64>(bytes.size());
+      records.push_back({Payload(n + round, seed++), begin, 0});
+      AppendRecord(0, records.back().data.data(), records.back().data.size(), &bytes, 30000);
+    }
+  }
+  std::vector<std::string> want;
+  for (const auto& r : records) want.push_back(r.data);
+  for (size_t window : {4096, 5000, 65536}) {
+    EXPECT_EQ(DecodeAll(bytes, nullptr, window), want) << window;
+    StringSource source(bytes);
+    RecordDecoder dec(&source, window);
+    const char* p;
+    size_t n;
+    for (const auto& r : records) {
+      dec.Seek(r.begin);
+      ASSERT_EQ(dec.Next(&p, &n), RecordDecoder::kRecord);
+      EXPECT_EQ(std::string(p, n), r.data) << "window " << window << " at " << r.begin;
+    }
+  }
+}
+
 TEST(RecordFormat, TornTailsYieldEveryCompleteRecordThenEnd) {
   SmallFile f;
   for (size_t cut = 0; cut <= f.bytes.size(); ++cut) {

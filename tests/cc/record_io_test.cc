@@ -280,6 +280,47 @@ TEST_P(RecordIoTest, NonBlockingWritesRetryAndLoseNothing) {
   RecordProperty("retries", retries);
 }
 
+// Writers whose buffers end inside frames: a single writer after an
+// unaligned start, and a sole appender; records around and above the
+// buffer's size and the fragment size read back exactly.
+TEST_P(RecordIoTest, StreamedBuffersKeepEveryRecordWhole) {
+  for (int sole = 0; sole < 2; ++sole) {
+    const std::string name = "s" + std::to_string(sole) + ".rec";
+    Put(name, "");
+    std::vector<std::string> want;
+    for (int buffer : {4096, 5000}) {
+      File* f = File::Open(P(name).c_str(), "a");
+      ASSERT_NE(f, nullptr);
+      f->Seek(f->Size());
+      RecordWriter w(f, buffer, sole ? RecordWriter::CONCURRENT_APPENDERS : RecordWriter::SINGLE_WRITER);
+      w.SetSoleAppender(sole == 1);
+      for (size_t n : {size_t{7}, size_t{4084}, size_t{4085}, size_t{9000}, size_t{1100000}, size_t{0}, size_t{12345}}) {
+        want.push_back(Rec(static_cast<int>(want.size()), n));
+        ASSERT_TRUE(w.WriteRecord(want.back()));
+      }
+      ASSERT_TRUE(w.Close());
+    }
+    RecordReader* raw = nullptr;
+    EXPECT_EQ(ReadAllRecords(P(name), &raw), want);
+    EXPECT_EQ(std::unique_ptr<RecordReader>(raw)->skipped_bytes(), 0);
+  }
+}
+
+// A write that fails inside a record keeps the record whole in the buffer;
+// later records are refused while the buffer cannot be written.
+TEST(RecordWriterFailureTest, FailureInsideARecordKeepsItWhole) {
+  File* f = File::Open("/dev/full", "w");
+  ASSERT_NE(f, nullptr);
+  RecordWriter w(f, 4096);
+  w.NoSyncOnClose();
+  ASSERT_TRUE(w.WriteRecord(std::string(3000, 'a')));
+  EXPECT_TRUE(w.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
+  EXPECT_NE(w.GetCurrentErrorCode(), file::OK);
+  EXPECT_EQ(w.Tell(), 2 * (3000 + RecordIO::kHeaderSize));  // nothing reached the file, nothing lost
+  EXPECT_FALSE(w.WriteRecord(std::string(3000, 'c')));
+  EXPECT_FALSE(w.Flush());
+}
+
 TEST_P(RecordIoTest, WriteFailuresSayWhy) {
   Put("ro.rec", "");
   File* f = File::Open(P("ro.rec").c_str(), "r");
