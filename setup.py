@@ -1,5 +1,6 @@
-"""Installs _file_base_pyquarry, the proxy module file_base_pyquarry and the
-pyquarry package into the running Python 2 interpreter:
+"""Installs _file_base_pyquarry, the proxy module file_base_pyquarry (with
+its support module _pyquarry_proxy_support) and the pyquarry package into
+the running Python 2 interpreter:
 
     pip2 install .                  # into the interpreter's site-packages
     pip2 install --user .           # into the user's site-packages
@@ -53,7 +54,7 @@ setup(
     description='File access for Python 2: the _file_base_pyquarry module, its proxy classes '
                 'and the Pythonic pyquarry layer',
     package_dir={'': 'python'},
-    py_modules=['file_base_pyquarry'],
+    py_modules=['file_base_pyquarry', '_pyquarry_proxy_support'],
     packages=['pyquarry'],
     ext_modules=[Extension('_file_base_pyquarry', sources=[])],
     cmdclass={'build_ext': CMakeBuild},

@@ -26,5 +26,13 @@ echo; echo "# damage two bytes of $dir/plain.rec"
 printf 'XX' | dd of="$dir/plain.rec" bs=1 seek=3000 conv=notrunc status=none
 echo; echo "\$ quarry records verify $dir/numbers.rec $dir/plain.rec   # exit status 1 for damage"
 "$Q" records verify "$dir/numbers.rec" "$dir/plain.rec" || echo "(exit status $?)"
+
+step sha1 "$dir/numbers.txt"
+step archive -e rs_5_8 -u 64 "$dir/numbers.txt"
+echo; echo "# lose one shard and damage another"
+rm "$dir/.numbers.txt.rs-01-of-08"
+printf 'XX' | dd of="$dir/.numbers.txt.rs-04-of-08" bs=1 seek=5000 conv=notrunc status=none
+step sha1 "$dir/numbers.txt"
+step repair "$dir/numbers.txt"
 step rm -r "$dir/copies"
 step ls "$dir"

@@ -23,6 +23,7 @@ from pyquarry.files import QuarryFile, open
 from pyquarry.paths import (StatResult, exists, isdir, stat, getsize, glob, escape, listdir,
                             walk, mkdir, makedirs, remove, rmdir, rmtree, rename, copy,
                             read_file, write_file)
+from pyquarry.checksums import checksum, sha1, verify, archive, repair
 from pyquarry.logs import LogWriter, tail
 from pyquarry.records import RecordWriter, RecordReader, DamagedRecordsError, read_records
 
@@ -32,4 +33,5 @@ globals().update((name, code) for code, name in CODE_NAMES.items())
 __all__ = ['QuarryError', 'FileError', 'PathError', 'QuarryFile', 'open', 'StatResult', 'exists',
            'isdir', 'stat', 'getsize', 'glob', 'escape', 'listdir', 'walk', 'mkdir', 'makedirs',
            'remove', 'rmdir', 'rmtree', 'rename', 'copy', 'read_file', 'write_file', 'RecordWriter',
-           'RecordReader', 'DamagedRecordsError', 'read_records', 'LogWriter', 'tail'] + sorted(CODE_NAMES.values())
+           'RecordReader', 'DamagedRecordsError', 'read_records', 'LogWriter', 'tail', 'checksum', 'sha1',
+           'verify', 'archive', 'repair'] + sorted(CODE_NAMES.values())

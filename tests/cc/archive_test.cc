@@ -15,7 +15,7 @@
 #include "file/base/redundancy/archive.h"
 #include "file/base/redundancy/sha1.h"
 #include "tests/cc/checksum_testing.h"
-#include "tests/cc/redundancy_testing.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -25,12 +25,7 @@ using redundancy::Manifest;
 
 constexpr int kUnitKib = 1;  // small cells: many stripes from little data
 
-struct Closer {
-  void operator()(File* f) const { file::CloseAndDelete(f); }
-};
-using Handle = std::unique_ptr<File, Closer>;
-
-class ArchiveTest : public redundancy_testing::DirTest {
+class ArchiveTest : public BothFsTest {
  protected:
   // Writes and archives `data` as `name`; returns the full name.
   std::string Archived(const std::string& name, const std::string& data,
@@ -198,10 +193,10 @@ TEST_P(ArchiveTest, DamageBeyondTheCodeFailsTheReadNotTheBytes) {
   ASSERT_EQ(f->PRead(3 * 5 * 1024, buffer, 100), 100);  // other stripes still read
   EXPECT_EQ(std::string(buffer, 100), data.substr(3 * 5 * 1024, 100));
   file::Operation op;
-  int rewritten = -1;
+  vector<int> rewritten = {9};
   EXPECT_FALSE(redundancy::RepairArchive(FileFactory::ForName(path.c_str()).get(), path, &rewritten, &op));
   EXPECT_EQ(op.error(), file::INTERNAL_ERROR);
-  EXPECT_EQ(rewritten, 0);
+  EXPECT_TRUE(rewritten.empty());
 
   // A damaged manifest fails the open rather than showing its text.
   f.reset();
@@ -228,15 +223,15 @@ TEST_P(ArchiveTest, RepairRewritesLostAndDamagedShards) {
   ASSERT_TRUE(File::Delete(manifest.shards[6].c_str()));
   Flip(manifest.shards[3], manifest.CellOffset(4) + 1);
   file::Operation op;
-  int rewritten = 0;
+  vector<int> rewritten;
   FileFactory* factory = FileFactory::ForName(path.c_str()).get();
   ASSERT_TRUE(redundancy::RepairArchive(factory, path, &rewritten, &op)) << op.message();
-  EXPECT_EQ(rewritten, 3);
+  EXPECT_EQ(rewritten, (vector<int>{0, 3, 6}));
   ::string mended3;
   ASSERT_TRUE(File::ReadFileToString(manifest.shards[3], &mended3));
   EXPECT_EQ(mended3, original3);
   EXPECT_TRUE(redundancy::RepairArchive(factory, path, &rewritten, &op));
-  EXPECT_EQ(rewritten, 0);  // nothing left to mend
+  EXPECT_TRUE(rewritten.empty());  // nothing left to mend
   // Three other shards may now go.
   for (int i : {1, 2, 4}) ASSERT_TRUE(File::Delete(manifest.shards[i].c_str()));
   EXPECT_EQ(ReadAll(path), data);
@@ -322,6 +317,6 @@ TEST_P(ArchiveTest, BadRequestsFailAndLeaveTheFileAlone) {
   EXPECT_EQ(File::GetFileSize(empty.c_str()), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, ArchiveTest, ::testing::Values("local", "mem"));
+PQ_ON_BOTH_FILE_SYSTEMS(ArchiveTest);
 
 }  // namespace

@@ -1,49 +1,19 @@
 // ChecksumState over files (any file system), verification against stored
-// records, truncation, sparse checksums; random splits of the byte stream.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
+// records, truncation, sparse checksums.
 #include <chrono>
-#include <memory>
-#include <random>
 #include <string>
 
 #include "file/base/checksums/checksum.h"
 #include "file/base/core/file_attributes.h"
 #include "file/base/file.h"
 #include "tests/cc/checksum_testing.h"
-#include "tests/cc/redundancy_testing.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
 using checksum_testing::kBlock;
 using checksum_testing::RandomBytes;
 using checksum_testing::StateOf;
-
-TEST(ChecksumSplitTest, RandomSplitsGiveTheSameState) {
-  const std::string data = RandomBytes(2 * kBlock + 333, 11);
-  const ChecksumState whole = StateOf(data);
-  std::mt19937 gen(7);
-  for (int round = 0; round < 20; ++round) {
-    ChecksumState pieces;
-    size_t at = 0;
-    while (at < data.size()) {
-      // Mostly small pieces, now and then one that crosses a block.
-      const size_t most = gen() % 8 == 0 ? size_t(kBlock + 200) : 300;
-      const size_t n = std::min<size_t>(1 + gen() % most, data.size() - at);
-      pieces.Add(data.data() + at, n);
-      ASSERT_EQ(pieces.Length(), static_cast<int64>(at + n));
-      ASSERT_EQ(pieces.Length(), pieces.AlignedLength() + static_cast<int64>(pieces.PostAlignData().size()));
-      at += n;
-    }
-    EXPECT_TRUE(pieces == whole) << "round " << round;
-  }
-  ChecksumState copy = whole;
-  EXPECT_TRUE(copy == whole);
-  copy.Add("x", 1);
-  EXPECT_TRUE(copy != whole);
-}
 
 TEST(ChecksumStateTest, HistoryRangesAndRunningChecksum) {
   const ChecksumState state = StateOf(RandomBytes(2 * kBlock + 5, 12));
@@ -95,7 +65,7 @@ TEST(ChecksumStateTest, VerifyRangeReadsWholeBlocksAndSpotsDamage) {
   EXPECT_NE(why.find("ends"), ::string::npos) << why;
 }
 
-class ChecksumFileTest : public redundancy_testing::DirTest {};
+class ChecksumFileTest : public BothFsTest {};
 
 TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
   const std::string data = RandomBytes(kBlock + 4321, 15);
@@ -115,8 +85,7 @@ TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
   state.AddFileBytes(path.c_str(), data.size() - 10, 11);
   EXPECT_TRUE(state == before);
 
-  std::unique_ptr<File, void (*)(File*)> f(File::Open(path.c_str(), "r"), [](File* h) { file::CloseAndDelete(h); });
-  ASSERT_NE(f, nullptr);
+  Handle f = OpenOrFail(path, "r");
   ASSERT_TRUE(f->Seek(7));
   ChecksumState open;
   EXPECT_TRUE(open.AddOpenFile(f.get()));
@@ -194,22 +163,17 @@ TEST_P(ChecksumFileTest, SparseChecksumEqualsTheWholeFilesChecksum) {
   const std::string head = RandomBytes(3000, 18), middle = RandomBytes(kBlock / 2, 19);
   data.replace(0, head.size(), head);
   data.replace(3 * kBlock, middle.size(), middle);
-  std::string path = P("sparse");
-  if (GetParam() == "local") {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(::pwrite(fd, head.data(), head.size(), 0), static_cast<ssize_t>(head.size()));
-    ASSERT_EQ(::pwrite(fd, middle.data(), middle.size(), 3 * kBlock), static_cast<ssize_t>(middle.size()));
-    ASSERT_EQ(::ftruncate(fd, static_cast<off_t>(data.size())), 0);
-    ::close(fd);
-  } else {
-    path = Put("sparse", data);
+  {
+    Handle f = OpenOrFail(P("sparse"), "w");
+    ASSERT_EQ(f->PWrite(0, head.data(), head.size()), static_cast<int64>(head.size()));
+    ASSERT_EQ(f->PWrite(3 * kBlock, middle.data(), middle.size()), static_cast<int64>(middle.size()));
+    ASSERT_TRUE(f->Truncate(data.size()));
   }
-  EXPECT_EQ(ChecksumState::SparseChecksumFile(path.c_str()), StateOf(data).Checksum());
+  EXPECT_EQ(ChecksumState::SparseChecksumFile(P("sparse").c_str()), StateOf(data).Checksum());
   EXPECT_EQ(ChecksumState::SparseChecksumFile(Put("empty", "").c_str()), 0u);
   EXPECT_EQ(ChecksumState::SparseChecksumFile(P("missing").c_str()), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, ChecksumFileTest, ::testing::Values("local", "mem"));
+PQ_ON_BOTH_FILE_SYSTEMS(ChecksumFileTest);
 
 }  // namespace

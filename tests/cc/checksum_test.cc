@@ -34,21 +34,29 @@ TEST(ChecksumStateTest, IsCrc64XzStartingEmpty) {
 }
 
 TEST(ChecksumStateTest, SplittingDoesNotMatter) {
-  const std::string data = RandomBytes(1000, 1);
+  const std::string data = RandomBytes(2 * kBlock + 333, 11);
   const ChecksumState whole = StateOf(data);
-  for (size_t piece : {1u, 7u, 127u, 128u, 129u, 500u}) {
+  std::mt19937 gen(7);
+  for (int round = 0; round < 20; ++round) {
     ChecksumState pieces;
-    for (size_t at = 0; at < data.size(); at += piece) {
-      pieces.Add(data.data() + at, std::min(piece, data.size() - at));
+    size_t at = 0;
+    while (at < data.size()) {
+      // Mostly small pieces, now and then one that crosses a block.
+      const size_t most = gen() % 8 == 0 ? size_t(kBlock + 200) : 300;
+      const size_t n = std::min<size_t>(1 + gen() % most, data.size() - at);
+      pieces.Add(data.data() + at, n);
+      ASSERT_EQ(pieces.Length(), static_cast<int64>(at + n));
+      ASSERT_EQ(pieces.Length(), pieces.AlignedLength() + static_cast<int64>(pieces.PostAlignData().size()));
+      at += n;
     }
-    EXPECT_TRUE(pieces == whole) << "pieces of " << piece;
-    EXPECT_EQ(pieces.Checksum(), whole.Checksum());
+    EXPECT_TRUE(pieces == whole) << "round " << round;
   }
   // 1000 = 7 whole chunks + 104 pending bytes.
-  EXPECT_EQ(whole.Length(), 1000);
-  EXPECT_EQ(whole.AlignedChecksum(), StateOf(data.substr(0, 896)).Checksum());
-  EXPECT_EQ(std::string(whole.PostAlignData().data(), whole.PostAlignData().size()),
-            data.substr(896));
+  const std::string small = RandomBytes(1000, 1);
+  const ChecksumState thousand = StateOf(small);
+  EXPECT_EQ(thousand.AlignedChecksum(), StateOf(small.substr(0, 896)).Checksum());
+  EXPECT_EQ(std::string(thousand.PostAlignData().data(), thousand.PostAlignData().size()),
+            small.substr(896));
 }
 
 TEST(ChecksumStateTest, HistoryMarksEachBlock) {

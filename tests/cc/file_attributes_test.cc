@@ -1,17 +1,12 @@
 // The store of checksum/version/finalisation records, on a local directory
 // and under /mem/ alike.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <random>
 #include <string>
 
 #include "file/base/core/attr_record.h"
-#include "file/base/file.h"
 #include "file/base/core/file_attributes.h"
 #include "file/base/core/operation.h"
 #include "tests/cc/checksum_testing.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -26,35 +21,21 @@ FileAttr Record(const std::string& data, int64 time) {
   return attr;
 }
 
-// Each test gets a fresh directory under the parameter's root: "local" (a
-// temporary directory) or "mem".
-class FileAttributeStoreTest : public ::testing::TestWithParam<std::string> {
+class FileAttributeStoreTest : public BothFsTest {
  protected:
   void SetUp() override {
-    static int count = 0;
-    const char* base = std::getenv("PQ_TEST_TMP");
-    dir_ = GetParam() == "mem" ? "/mem" : base != nullptr && *base != '\0' ? base : "/tmp";
-    dir_ += "/h7attr." + std::to_string(getpid()) + "." + std::to_string(++count);
-    ASSERT_TRUE(File::RecursivelyCreateDir(dir_, 0755));
+    BothFsTest::SetUp();
     store_.ClearCache();
   }
-  void TearDown() override {
-    int files = 0, dirs = 0;
-    File::DeleteRecursively(dir_, &files, &dirs);
-  }
-
-  ::string P(const std::string& name) const { return dir_ + "/" + name; }
   // Writes `contents` to `name`; with `time` >= 0 also stores their record.
   ::string Put(const std::string& name, const std::string& contents, int64 time = -1) {
-    const ::string path = P(name);
-    EXPECT_TRUE(File::WriteStringToFile(contents, path));
+    const ::string path = BothFsTest::Put(name, contents);
     if (time < 0) return path;
     const FileAttr attr = Record(contents, time);
     EXPECT_TRUE(store_.Store(path.c_str(), &attr));
     return path;
   }
 
-  ::string dir_;
   FileAttributes store_;
   FileAttr loaded_;
 };
@@ -230,7 +211,7 @@ TEST_P(FileAttributeStoreTest, CacheFollowsThisProcessAndClearCacheTheRest) {
   EXPECT_FALSE(store_.Load(name.c_str(), &loaded_)) << "deleting the file drops its record";
 }
 
-INSTANTIATE_TEST_SUITE_P(Roots, FileAttributeStoreTest, ::testing::Values("local", "mem"));
+PQ_ON_BOTH_FILE_SYSTEMS(FileAttributeStoreTest);
 
 TEST(FileAttributesTest, VersionsIncreaseAndNameTheProcess) {
   EXPECT_NE(file_attributes, nullptr) << "the process-wide store exists from the start";

@@ -51,8 +51,8 @@ class FsTest : public ::testing::Test {
 
   // The full name of `relative` inside the test's directory.
   ::string P(const std::string& relative) const;
-  // Writes / reads a whole file, failing the test on error.
-  void Put(const std::string& relative, const std::string& contents);
+  // Writes (giving the full name) / reads a whole file, failing the test on error.
+  ::string Put(const std::string& relative, const std::string& contents);
   ::string Get(const std::string& relative);
   // The stat of `relative`, failing the test when there is none.
   FileStat StatOf(const std::string& relative);
@@ -96,5 +96,14 @@ class FsConformance : public FsTest, public ::testing::WithParamInterface<FsRoot
 
 // The root for local directories: $PQ_TEST_TMP when set, else /tmp.
 std::string LocalTestRoot();
+
+// FsTest on each built-in file system: parameter "local" or "mem".
+class BothFsTest : public FsTest, public ::testing::WithParamInterface<std::string> {
+ protected:
+  void SetUp() override { MakeDir(IsMem() ? "/mem/tests" : LocalTestRoot()); }
+  bool IsMem() const { return GetParam() == "mem"; }
+};
+#define PQ_ON_BOTH_FILE_SYSTEMS(suite) \
+  INSTANTIATE_TEST_SUITE_P(FileSystems, suite, ::testing::Values("local", "mem"))
 
 #endif  // TESTS_CC_FS_CONFORMANCE_H_

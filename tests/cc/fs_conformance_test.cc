@@ -61,8 +61,9 @@ void FsTest::TearDown() {
 
 ::string FsTest::P(const std::string& relative) const { return File::JoinPath(dir_, relative); }
 
-void FsTest::Put(const std::string& relative, const std::string& contents) {
-  ASSERT_TRUE(File::WriteStringToFile(contents, P(relative))) << P(relative);
+::string FsTest::Put(const std::string& relative, const std::string& contents) {
+  EXPECT_TRUE(File::WriteStringToFile(contents, P(relative))) << P(relative);
+  return P(relative);
 }
 
 ::string FsTest::Get(const std::string& relative) {
@@ -85,7 +86,6 @@ void FsTest::MkDirs(const std::string& relative) {
   ASSERT_TRUE(File::RecursivelyCreateDir(P(relative), 0755)) << P(relative);
 }
 
-// ---- Open modes -------------------------------------------------------------------
 
 TEST_P(FsConformance, FailedOpensSayWhy) {
   MkDirs("d");
@@ -172,7 +172,6 @@ TEST_P(FsConformance, HandleDirectionIsEnforced) {
   EXPECT_EQ(Get("f"), "data");
 }
 
-// ---- Reads, writes, positions -------------------------------------------------------------
 
 TEST_P(FsConformance, SequentialIoSeekTellEofAndTruncate) {
   Handle f = OpenOrFail(P("f"), "w+");
@@ -293,7 +292,6 @@ TEST_P(FsConformance, MemBlocksAndMappings) {
   EXPECT_EQ(small->GetCurrentErrorCode(), file::ERROR_PAST_EOF);
 }
 
-// ---- Stat, match, listings ------------------------------------------------------------------
 
 TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
   Put("a", "12345");
@@ -378,7 +376,6 @@ TEST_P(FsConformance, UnknownMatchTypesAreRefused) {
   }
 }
 
-// ---- Delete, rename, copy -------------------------------------------------------------------
 
 TEST_P(FsConformance, DeleteFilesNotDirectories) {
   Put("f", "x");
@@ -459,7 +456,6 @@ TEST_P(FsConformance, SnapshotsAreIndependentCopies) {
   EXPECT_FALSE(File::SnapshotFile(P("t").c_str(), P("t2.snap").c_str(), 0600));
 }
 
-// ---- Attributes -----------------------------------------------------------------------------
 
 TEST_P(FsConformance, ProtectedFilesCannotBeDeletedOrReplaced) {
   MkDirs("t");
@@ -535,7 +531,6 @@ TEST_P(FsConformance, AttributesTravelWithRenameAndGoWithDelete) {
   EXPECT_FALSE(File::SetAttributes(P("missing").c_str(), Attr_t(Attr_t::APPEND)));
 }
 
-// ---- Directories, modes, bulk operations ------------------------------------------------------
 
 TEST_P(FsConformance, DirectoryLifecycle) {
   file::Operation op;
@@ -626,7 +621,6 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
   EXPECT_TRUE(Exists("x") && Exists("y"));
 }
 
-// ---- Asynchronous operations, deadlines ---------------------------------------------------------
 
 TEST_P(FsConformance, AsyncOperationsCompleteTheirWatcher) {
   Put("f", "12345");
@@ -720,7 +714,6 @@ TEST_P(FsConformance, OpensBesideAWriter) {
   EXPECT_EQ(ReadAll(reader.get()), "new");
 }
 
-// ---- Locks and handles ---------------------------------------------------------------------
 
 TEST_P(FsConformance, LockedOpensConflict) {
   Put("f", "");

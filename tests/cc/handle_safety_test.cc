@@ -1,8 +1,9 @@
-// Handles under pressure, on both file systems: locks that are refused or
-// changed, Close racing I/O on other threads, allocations that cannot be
-// satisfied, asynchronous jobs that fail in unusual ways, memory blocks that
-// outlive the bytes they were made from, and attributes changed while a
-// handle is open.
+// Handles and names under pressure, on both file systems: locks refused or
+// changed, Close racing I/O, reads too big for memory, failing asynchronous
+// jobs, memory blocks outliving their bytes, attributes changed under an open
+// handle, and copies, renames and attribute records under other spellings of
+// the same name.
+#include <dirent.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -10,34 +11,32 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <new>
+#include <stdexcept>
 #include <thread>
 
 #include "file/base/core/async.h"
+#include "file/base/core/file_factory_internal.h"
+#include "file/base/core/operation.h"
 #include "file/base/util/iobuffer.h"
 #include "file/base/util/lock_info.h"
 #include "file/base/util/memblock.h"
-#include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {
 
-class HandleSafety : public FsTest, public ::testing::WithParamInterface<std::string> {
+class HandleSafety : public BothFsTest {
  protected:
-  void SetUp() override { MakeDir(GetParam()); }
-  bool IsMem() const { return GetParam().rfind("/mem/", 0) == 0; }
+  // `relative` spelled with a doubled slash after the test directory.
+  ::string DoubleSlash(const std::string& relative) const { return dir_ + "//" + relative; }
+  Attr_t AttributesOf(const ::string& name) {
+    FileStat stat;
+    EXPECT_TRUE(File::Stat(name.c_str(), &stat)) << name;
+    return stat.attributes;
+  }
 };
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, HandleSafety,
-                         ::testing::Values(LocalTestRoot(), std::string("/mem/handle-safety")));
-
-// More bytes than this machine could hold in memory.
-int64 MoreThanMemory() {
-  const int64 pages = sysconf(_SC_PHYS_PAGES);
-  const int64 page = sysconf(_SC_PAGESIZE);
-  return 2 * pages * page + 4096;
-}
-
-// ---- Locks ---------------------------------------------------------------------
+PQ_ON_BOTH_FILE_SYSTEMS(HandleSafety);
 
 TEST_P(HandleSafety, RefusedLockedTruncatingOpenLeavesTheFileAlone) {
   Put("f", "important contents");
@@ -76,8 +75,6 @@ TEST_P(HandleSafety, RefusedLockChangeKeepsTheLockAlreadyHeld) {
   EXPECT_TRUE(c->AccessWithLock(&shared));
   EXPECT_EQ(Handle(File::OpenLocked(P("g").c_str(), "r", &exclusive)), nullptr);
 }
-
-// ---- Close racing I/O ---------------------------------------------------------------
 
 TEST_P(HandleSafety, CloseRacingReadsAndWritesFailsThemCleanly) {
   Put("f", ::string(4096, 'x'));
@@ -125,17 +122,21 @@ TEST_P(HandleSafety, IoAfterCloseReportsTheHandleIsNotOpen) {
   EXPECT_TRUE(f->Close());
 }
 
-// ---- Allocation failures --------------------------------------------------------------
+// More bytes than this machine could hold in memory.
+int64 MoreThanMemory() { return 2 * sysconf(_SC_PHYS_PAGES) * sysconf(_SC_PAGESIZE) + 4096; }
 
-// The process's current virtual size in bytes.
-int64 VirtualSize() {
-  std::ifstream statm("/proc/self/statm");
-  int64 pages = 0;
-  statm >> pages;
-  return pages * sysconf(_SC_PAGESIZE);
+int OpenDescriptors() {
+  int count = 0;
+  DIR* fds = opendir("/proc/self/fd");
+  if (fds == nullptr) return -1;
+  while (readdir(fds) != nullptr) ++count;
+  closedir(fds);
+  return count;
 }
 
-TEST_P(HandleSafety, ReadToStringOfAFileLargerThanMemoryFails) {
+// Whole-file reads through a handle, a name, memory blocks and an async read
+// of a sparse file larger than memory fail cleanly, allocating nothing.
+TEST_P(HandleSafety, ReadsOfAFileLargerThanMemoryFail) {
   Handle f = OpenOrFail(P("sparse"), "w+");
   if (!f->Truncate(MoreThanMemory())) GTEST_SKIP() << f->GetCurrentErrorMessage();
   ASSERT_TRUE(f->Seek(0));
@@ -147,13 +148,38 @@ TEST_P(HandleSafety, ReadToStringOfAFileLargerThanMemoryFails) {
   EXPECT_TRUE(contents.empty());
   EXPECT_EQ(f->GetMemBlockFromDisk(0, MoreThanMemory(), 0), nullptr);
   EXPECT_EQ(f->GetMemBlock(0, MoreThanMemory(), 0), nullptr);
+  IOBuffer data;
+  int64 n = -7;
+  AsyncIOWatcher done;
+  ASSERT_TRUE(f->PReadAsync(0, MoreThanMemory(), &data, &n, &done));
+  ASSERT_TRUE(done.WaitWithTimeout(10000));
+  EXPECT_EQ(done.Error(), file::ERROR_NO_SPACE);
+  EXPECT_EQ(data.size(), 0u);
+
+  const int before = OpenDescriptors();
+  file::Operation op;
+  bool ok = true;
+  contents = "untouched";
+  EXPECT_NO_THROW(ok = FileFactory::ForName(dir_.c_str())->ReadFileToString(P("sparse"), &contents, &op));
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(op.error(), file::ERROR_NO_SPACE) << op.message();
+  EXPECT_NE(op.message().find(P("sparse")), ::string::npos) << op.message();
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST_P(HandleSafety, ReadToStringTurnsAllocationFailureIntoAnError) {
+// The process's current virtual size in bytes.
+int64 VirtualSize() {
+  std::ifstream statm("/proc/self/statm");
+  int64 pages = 0;
+  statm >> pages;
+  return pages * sysconf(_SC_PAGESIZE);
+}
+
+TEST_P(HandleSafety, AllocationFailureWhileReadingIsAnError) {
   PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS();
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   // In a child whose address space is capped well below the file's size,
-  // the read must fail with an error instead of throwing.
+  // reads through the handle and the name must fail with an error, not throw.
   EXPECT_EXIT(
       {
         File* f = File::Open(P("sparse").c_str(), "w+");
@@ -165,12 +191,18 @@ TEST_P(HandleSafety, ReadToStringTurnsAllocationFailureIntoAnError) {
         const int64 n = f->ReadToString(&contents, -1);
         std::fprintf(stderr, "result %lld code %d: %s\n", static_cast<long long>(n),
                      f->GetCurrentErrorCode(), f->GetCurrentErrorMessage().c_str());
-        std::_Exit(n == -1 && f->GetCurrentErrorCode() == file::ERROR_TEMPORARY ? 0 : 4);
+        if (n != -1 || f->GetCurrentErrorCode() != file::ERROR_TEMPORARY) std::_Exit(4);
+        if (!file::CloseAndDelete(f)) std::_Exit(5);
+        contents.clear();
+        file::Operation op;
+        const bool ok = FileFactory::ForName(dir_.c_str())->ReadFileToString(P("sparse"), &contents, &op);
+        const int code = !ok && op.error() != file::OK && contents.empty() ? 0 : 6;
+        int counts[2];  // the child will not run TearDown
+        File::DeleteRecursively(dir_, &counts[0], &counts[1]);
+        std::_Exit(code);
       },
       ::testing::ExitedWithCode(0), "Cannot allocate memory");
 }
-
-// ---- Asynchronous jobs ------------------------------------------------------------------
 
 TEST_P(HandleSafety, AsyncReadOfAnAbsurdLengthFinishes) {
   Put("f", "hello");
@@ -183,18 +215,6 @@ TEST_P(HandleSafety, AsyncReadOfAnAbsurdLengthFinishes) {
   EXPECT_EQ(done.Error(), file::OK);
   EXPECT_EQ(n, 5);
   EXPECT_EQ(data.ToString(), "hello");
-}
-
-TEST_P(HandleSafety, AsyncReadThatCannotBeBufferedFinishesWithAnError) {
-  Handle f = OpenOrFail(P("sparse"), "w+");
-  if (!f->Truncate(MoreThanMemory())) GTEST_SKIP() << f->GetCurrentErrorMessage();
-  IOBuffer data;
-  int64 n = -7;
-  AsyncIOWatcher done;
-  ASSERT_TRUE(f->PReadAsync(0, MoreThanMemory(), &data, &n, &done));
-  ASSERT_TRUE(done.WaitWithTimeout(10000));
-  EXPECT_EQ(done.Error(), file::ERROR_NO_SPACE);
-  EXPECT_EQ(data.size(), 0u);
 }
 
 TEST_P(HandleSafety, AsyncFormsReportTheHandlesError) {
@@ -214,8 +234,6 @@ TEST_P(HandleSafety, AsyncFormsReportTheHandlesError) {
   EXPECT_EQ(sync.Error(), file::ERROR_INVALID_ARGUMENT);
 }
 
-// ---- Memory blocks ---------------------------------------------------------------------
-
 TEST_P(HandleSafety, MemBlocksKeepTheBytesTheyWereMadeFrom) {
   Put("f", ::string(3 * kMinMMapSize, 'a'));
   Handle f = OpenOrFail(P("f"), "r+");
@@ -232,18 +250,8 @@ TEST_P(HandleSafety, MemBlocksKeepTheBytesTheyWereMadeFrom) {
   EXPECT_EQ(fresh->data()[8191], 'a');
 }
 
-TEST_P(HandleSafety, TryMMapMapsLocalFiles) {
-  Put("f", ::string(2 * kMinMMapSize, 'm'));
-  Handle f = OpenOrFail(P("f"), "r");
-  std::unique_ptr<MemBlock> mapped(f->TryMMap(0, kMinMMapSize));
-  ASSERT_NE(mapped, nullptr) << f->GetCurrentErrorMessage();
-  EXPECT_EQ(mapped->is_mapped(), !IsMem());
-  EXPECT_EQ(::string(mapped->data(), mapped->size()), ::string(kMinMMapSize, 'm'));
-}
-
-// ---- Attributes changed under an open handle -------------------------------------------
-
-TEST_P(HandleSafety, AppendAttributeSetAfterOpenIsEnforced) {
+// An APPEND attribute set or cleared while a handle is open takes effect on it.
+TEST_P(HandleSafety, AppendAttributeChangedAfterOpenIsFollowed) {
   Put("f", "0123456789");
   Handle f = OpenOrFail(P("f"), "r+");
   SetAttr("f", Attr_t::APPEND);
@@ -258,17 +266,137 @@ TEST_P(HandleSafety, AppendAttributeSetAfterOpenIsEnforced) {
   EXPECT_EQ(f->PWrite(10, "ab", 2), 2);
   EXPECT_TRUE(f->Truncate(20));
   EXPECT_EQ(f->Size(), 20);
-}
-
-TEST_P(HandleSafety, AppendAttributeClearedAfterOpenNoLongerRestricts) {
-  Put("f", "0123456789");
-  SetAttr("f", Attr_t::APPEND);
-  Handle f = OpenOrFail(P("f"), "r+");
-  EXPECT_EQ(f->PWrite(0, "XX", 2), -1);
   SetAttr("f", 0);
   EXPECT_EQ(f->PWrite(0, "XX", 2), 2) << f->GetCurrentErrorMessage();
   EXPECT_TRUE(f->Truncate(4)) << f->GetCurrentErrorMessage();
   EXPECT_EQ(Get("f"), "XX23");
+}
+
+TEST_P(HandleSafety, CopyOntoItselfFailsAndKeepsTheFile) {
+  MkDirs("d");
+  Put("d/x", "precious data");
+  const ::string x = P("d/x");
+  for (const ::string& same : vector<::string>{x, P("d/./x"), dir_ + "/d//x", DoubleSlash("d/x"), P("./d/x")}) {
+    EXPECT_FALSE(File::Copy(x.c_str(), same.c_str(), true)) << same;
+    EXPECT_FALSE(File::Copy(same.c_str(), x.c_str(), true)) << same;
+    EXPECT_FALSE(File::CopyFullySpecified(same.c_str(), x.c_str(), Attr_t(Attr_t::DEFAULT),
+                                          DEFAULT_FILE_MODE, nullptr, true, true, true))
+        << same;
+    EXPECT_EQ(Get("d/x"), "precious data") << same;
+  }
+  // A different file is still overwritten as asked.
+  Put("d/y", "old");
+  EXPECT_TRUE(File::Copy(x.c_str(), P("d/y").c_str(), true));
+  EXPECT_EQ(Get("d/y"), "precious data");
+}
+
+TEST_P(HandleSafety, CopyOntoAHardLinkOrSymlinkOfItselfFails) {
+  if (IsMem()) GTEST_SKIP() << "links exist only on the local file system";
+  Put("x", "precious data");
+  ASSERT_EQ(link(P("x").c_str(), P("hard").c_str()), 0);
+  ASSERT_EQ(symlink(P("x").c_str(), P("soft").c_str()), 0);
+  EXPECT_FALSE(File::Copy(P("x").c_str(), P("hard").c_str(), true));
+  EXPECT_FALSE(File::Copy(P("hard").c_str(), P("x").c_str(), true));
+  EXPECT_FALSE(File::Copy(P("soft").c_str(), P("x").c_str(), true));
+  EXPECT_EQ(Get("x"), "precious data");
+  EXPECT_EQ(Get("hard"), "precious data");
+  unlink(P("soft").c_str());  // a dangling link would stop the cleanup
+}
+
+
+TEST_P(HandleSafety, RenameOntoItselfNeedsOverwriteOnEveryFileSystem) {
+  Put("a", "contents");
+  for (const ::string& same : {P("a"), P("./a"), DoubleSlash("a")}) {
+    EXPECT_FALSE(File::Rename(P("a").c_str(), same.c_str(), false)) << same;
+    EXPECT_EQ(Get("a"), "contents") << same;
+  }
+  EXPECT_TRUE(File::Rename(P("a").c_str(), P("a").c_str(), true));
+  EXPECT_TRUE(File::Rename(P("a").c_str(), P("./a").c_str(), true));
+  EXPECT_EQ(Get("a"), "contents");
+}
+
+
+TEST_P(HandleSafety, ProtectedDirectoryResistsTrailingSlashAndDotForms) {
+  MkDirs("p");
+  SetAttr("p", Attr_t::PROTECTED);
+  for (const ::string& spelling : {P("p/"), P("p//"), P("p/."), P("./p/"), DoubleSlash("p")}) {
+    EXPECT_FALSE(File::DeleteDir(spelling.c_str())) << spelling;
+    EXPECT_FALSE(File::Rename(spelling.c_str(), P("q").c_str(), false)) << spelling;
+    EXPECT_TRUE(Exists("p")) << spelling;
+    EXPECT_TRUE(AttributesOf(spelling).has(Attr_t::PROTECTED)) << spelling;
+  }
+  // Clearing through the slash form clears the one record, and deleting
+  // through it takes the record along.
+  ASSERT_TRUE(File::SetAttributes(P("p/").c_str(), Attr_t(0)));
+  EXPECT_FALSE(Exists(".p.attr"));
+  SetAttr("p", Attr_t::APPEND);
+  EXPECT_TRUE(File::DeleteDir(P("p/").c_str()));
+  EXPECT_FALSE(Exists("p"));
+  EXPECT_FALSE(Exists(".p.attr"));
+  MkDirs("p");
+  EXPECT_EQ(AttributesOf(P("p")).attr, 0u);
+}
+
+TEST_P(HandleSafety, ProtectedFileResistsDoubledSlashAndDotForms) {
+  Put("f", "x");
+  SetAttr("f", Attr_t::PROTECTED);
+  for (const ::string& spelling : {DoubleSlash("f"), P("./f")}) {
+    EXPECT_FALSE(File::Delete(spelling.c_str())) << spelling;
+    EXPECT_FALSE(File::Rename(spelling.c_str(), P("g").c_str(), false)) << spelling;
+    EXPECT_TRUE(Exists("f")) << spelling;
+  }
+  SetAttr("f", 0);  // so that the directory can be cleaned up
+}
+
+TEST_P(HandleSafety, RenameWithTrailingSlashesCarriesTheRecord) {
+  MkDirs("dd");
+  SetAttr("dd", Attr_t::APPEND);
+  ASSERT_TRUE(File::Rename(P("dd/").c_str(), P("ee/").c_str(), false));
+  EXPECT_FALSE(Exists(".dd.attr"));
+  EXPECT_TRUE(Exists(".ee.attr"));
+  EXPECT_TRUE(AttributesOf(P("ee")).has(Attr_t::APPEND));
+  MkDirs("dd");
+  EXPECT_EQ(AttributesOf(P("dd")).attr, 0u);
+  // A protected directory cannot leave under its slash form either.
+  SetAttr("ee", Attr_t::PROTECTED);
+  EXPECT_FALSE(File::Rename(P("ee/").c_str(), P("ff/").c_str(), false));
+  EXPECT_TRUE(Exists("ee"));
+  SetAttr("ee", 0);
+}
+
+TEST_P(HandleSafety, StatSeesRecordChangesMadeThroughAnotherSpelling) {
+  MkDirs("s");
+  EXPECT_EQ(AttributesOf(P("s")).attr, 0u);  // now cached as "no attributes"
+  ASSERT_TRUE(File::SetAttributes(P("s/").c_str(), Attr_t(Attr_t::APPEND)));
+  EXPECT_TRUE(AttributesOf(P("s")).has(Attr_t::APPEND));
+  EXPECT_TRUE(AttributesOf(P("s/")).has(Attr_t::APPEND));
+  ASSERT_TRUE(File::Rename(P("s//").c_str(), P("t").c_str(), false));
+  EXPECT_TRUE(AttributesOf(P("t")).has(Attr_t::APPEND));
+  MkDirs("s");
+  EXPECT_EQ(AttributesOf(P("s")).attr, 0u);
+}
+
+TEST(QueuedWork, ThrowingWorkStillFinishes) {
+  AsyncIOWatcher failed;
+  ASSERT_TRUE(file_internal::QueueNamedWork(&failed, [](file::Operation*) -> int64 {
+    throw std::runtime_error("boom");
+  }));
+  ASSERT_TRUE(failed.WaitWithTimeout(10000));
+  EXPECT_EQ(failed.Error(), file::ERROR_UNKNOWN);
+  EXPECT_EQ(failed.Bytes(), 0);
+
+  AsyncIOWatcher starved;
+  ASSERT_TRUE(file_internal::QueueNamedWork(&starved, [](file::Operation*) -> int64 {
+    throw std::bad_alloc();
+  }));
+  ASSERT_TRUE(starved.WaitWithTimeout(10000));
+  EXPECT_EQ(starved.Error(), file::ERROR_TEMPORARY);
+
+  AsyncIOWatcher fine;
+  ASSERT_TRUE(file_internal::QueueNamedWork(&fine, [](file::Operation*) { return int64{7}; }));
+  ASSERT_TRUE(fine.WaitWithTimeout(10000));
+  EXPECT_EQ(fine.Error(), file::OK);
+  EXPECT_EQ(fine.Bytes(), 7);
 }
 
 }  // namespace

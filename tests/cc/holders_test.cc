@@ -1,15 +1,11 @@
 // FileCloser and FileDeleter: what letting go of a file does, on local disk
 // and in memory.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <string>
 #include <type_traits>
 #include <vector>
 
-#include "file/base/file.h"
 #include "file/base/core/file_holders.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -20,41 +16,28 @@ static_assert(!std::is_default_constructible_v<FileDeleter>);
 // Taking a handle over is always spelled out.
 static_assert(!std::is_convertible_v<File*, FileCloser> && !std::is_convertible_v<File*, FileDeleter>);
 
-// Runs every case once under a fresh local directory and once under /mem/.
-class HoldersTest : public ::testing::TestWithParam<bool> {
+class HoldersTest : public BothFsTest {
  protected:
-  void SetUp() override {
-    static int serial = 0;
-    const char* root = std::getenv("PQ_TEST_TMP");
-    dir_ = GetParam() ? "/mem" : root != nullptr && root[0] != '\0' ? root : "/tmp";
-    dir_ += "/holders-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
-    ASSERT_TRUE(File::RecursivelyCreateDir(dir_, DEFAULT_FILE_MODE));
-  }
   void TearDown() override {
     for (File* f : handles_) delete f;  // holders close their files but never free them
-    int files = 0, dirs = 0;
-    File::DeleteRecursively(dir_, &files, &dirs);
+    BothFsTest::TearDown();
   }
-
-  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
-  bool Exists(const std::string& name) const { return File::Exists(Path(name).c_str()); }
   // Whether a handle for `name` is open, as the library's open-handle list
   // tells ("<name> <mode>" per line).
   bool IsOpen(const std::string& name) const {
     const std::string open = "\n" + File::GetOpenFiles();
-    return open.find("\n" + Path(name) + " ") != std::string::npos;
+    return open.find("\n" + P(name) + " ") != std::string::npos;
   }
 
   // A file with contents, open for reading and writing.
   File* OpenNew(const std::string& name) {
-    EXPECT_TRUE(File::WriteStringToFile("data", Path(name)));
-    File* f = File::Open(Path(name).c_str(), "r+");
+    Put(name, "data");
+    File* f = File::Open(P(name).c_str(), "r+");
     EXPECT_NE(f, nullptr);
     if (f != nullptr) handles_.push_back(f);
     return f;
   }
 
-  std::string dir_;
   std::vector<File*> handles_;
 };
 
@@ -69,13 +52,10 @@ TEST_P(HoldersTest, CloserClosesAndDeleterDeletesEvenAnUnopenedHandle) {
     EXPECT_TRUE(IsOpen("a") && IsOpen("b"));
   }
   EXPECT_FALSE(IsOpen("a") || IsOpen("b"));
-  ::string contents;
-  EXPECT_TRUE(File::ReadFileToString(Path("a"), &contents));
-  EXPECT_EQ(contents, "data");
+  EXPECT_EQ(Get("a"), "data");
   EXPECT_FALSE(Exists("b"));
 
-  ASSERT_TRUE(File::WriteStringToFile("x", Path("c")));
-  File* unopened = File::Create(Path("c"), "r");
+  File* unopened = File::Create(Put("c", "x"), "r");
   ASSERT_NE(unopened, nullptr);
   handles_.push_back(unopened);
   { FileDeleter deleter(unopened); }
@@ -120,7 +100,6 @@ TEST_P(HoldersTest, ResetToTheHeldPointerEndsItAndKeepsTheClosedHandle) {
   EXPECT_FALSE(Exists("a"));
 }
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, HoldersTest, ::testing::Values(false, true),
-                         [](const ::testing::TestParamInfo<bool>& info) { return info.param ? "Mem" : "Local"; });
+PQ_ON_BOTH_FILE_SYSTEMS(HoldersTest);
 
 }  // namespace

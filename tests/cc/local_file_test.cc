@@ -21,7 +21,6 @@ class LocalFileTest : public FsTest {
   void SetUp() override { MakeDir(LocalTestRoot()); }
 };
 
-// ---- Registry -----------------------------------------------------------------------
 
 TEST(RegistryTest, BuiltinsServeTheirNamesAndOtherKindsAreNotRegistered) {
   const auto local = FileFactory::Find(FileFactory::local_file);
@@ -81,7 +80,6 @@ TEST(RegistryTest, FilterMatchesHidesWhatTheTypeHides) {
   EXPECT_EQ(names, (vector<::string>{"d/.a.attr"}));
 }
 
-// ---- Names and records -------------------------------------------------------------------
 
 TEST(AttributeRecordTest, NamesAndText) {
   EXPECT_EQ(file::AttributeRecordName("d/x"), "d/.x.attr");
@@ -113,7 +111,6 @@ TEST_F(LocalFileTest, AttributeRecordIsAFileBesideItsFileAndKeepsOtherKeys) {
   EXPECT_FALSE(Exists(".g.attr"));
 }
 
-// ---- Copies inside the file system ------------------------------------------------------------
 
 TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
   std::string data;
@@ -156,7 +153,6 @@ TEST_F(LocalFileTest, CloneAcrossFileSystemsCopiesOrLeavesNothingForTheByteCopy)
   unlink(other.c_str());
 }
 
-// ---- Handles -------------------------------------------------------------------------------
 
 TEST_F(LocalFileTest, LargeRangesAreRealMappings) {
   Put("big", std::string(70000, 'm'));
@@ -230,7 +226,6 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
             "Open " + P("missing") + ": No such file or directory");
 }
 
-// ---- Or-die forms ------------------------------------------------------------------------------
 
 TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTexts) {
   EXPECT_DEATH(File::OpenOrDie("", "r"), "file/base/file.h:654\\] Bad name for open:");
@@ -263,7 +258,6 @@ TEST_F(LocalFileTest, CheckpointOpensPositionTheHandle) {
   EXPECT_EQ(contents, "whole!");
 }
 
-// ---- Copies across file systems, bandwidth, statistics ----------------------------------------
 
 TEST_F(LocalFileTest, CopiesCrossFileSystemsButRenamesDoNot) {
   const std::string data("cross\0over", 10);
@@ -311,7 +305,6 @@ TEST_F(LocalFileTest, StatisticsCountOperations) {
   EXPECT_NE(stats->ToString().find("opens="), std::string::npos);
 }
 
-// ---- Process-wide values -------------------------------------------------------------------------
 
 TEST(FileProcessTest, HostPageAndThreadUser) {
   EXPECT_GT(File::pagesize(), 0);

@@ -3,31 +3,21 @@
 #ifndef TESTS_CC_LOG_TESTING_H_
 #define TESTS_CC_LOG_TESTING_H_
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include "file/base/file.h"
 #include "file/base/logio.h"
+#include "tests/cc/fs_conformance.h"
 
-class LogTest : public ::testing::TestWithParam<std::string> {
+class LogTest : public BothFsTest {
  protected:
   void SetUp() override {
-    static int count = 0;
-    const char* root = std::getenv("PQ_TEST_TMP");
-    dir_ = GetParam() == "mem" ? "/mem" : root != nullptr && *root != '\0' ? root : "/tmp";
-    dir_ += "/logs." + std::to_string(getpid()) + "." + std::to_string(++count);
-    ASSERT_TRUE(File::RecursivelyCreateDir(dir_, 0755));
+    BothFsTest::SetUp();
     base_ = dir_ + "/app.";
   }
   void TearDown() override {
     LogWriter::setLogChunkSize_TEST(0);
-    int files = 0, dirs = 0;
-    File::DeleteRecursively(dir_, &files, &dirs);
+    BothFsTest::TearDown();
   }
 
   static std::string Record(int i) { return "record-" + std::to_string(i) + std::string(i % 97, 'x'); }
@@ -49,7 +39,6 @@ class LogTest : public ::testing::TestWithParam<std::string> {
     return static_cast<int>(names.size());
   }
 
-  ::string dir_;
   ::string base_;
 };
 

@@ -22,7 +22,6 @@ using file::mem::MemBytes;
 INSTANTIATE_TEST_SUITE_P(Mem, FsConformance,
                          ::testing::Values(std::string("/mem/conformance")));
 
-// ---- Page store ------------------------------------------------------------------
 
 ::string Bytes(const MemBytes& bytes) {
   ::string out(static_cast<size_t>(bytes.size()), 'x');
@@ -76,7 +75,6 @@ TEST(MemBytes, CopiesAndPinsAreIndependentSnapshots) {
   EXPECT_EQ(original.Pin(MemBytes::kChunkSize + 5, 2, &data), nullptr);
 }
 
-// ---- Permission rule ----------------------------------------------------------------
 
 TEST(MemIdentity, PermissionBitsPickOwnerThenGroupThenOthers) {
   file::mem::Identity who;
@@ -102,7 +100,6 @@ TEST(MemIdentity, NewNodesBelongToTheProcessUser) {
   EXPECT_EQ(file::mem::KnownGroupName("no such group here"), std::nullopt);
 }
 
-// ---- Through the File interface -------------------------------------------------------
 
 class MemFs : public FsTest {
  protected:

@@ -39,9 +39,8 @@ std::vector<std::string> ReadAllRecords(const ::string& name, RecordReader** kee
   return out;
 }
 
-class RecordIoTest : public FsTest, public ::testing::WithParamInterface<std::string> {
+class RecordIoTest : public BothFsTest {
  protected:
-  void SetUp() override { MakeDir(GetParam()); }
   RecordWriter* NewWriter(const std::string& rel, int buffer = 65536,
                           RecordWriter::Concurrency c = RecordWriter::SINGLE_WRITER) {
     File* f = File::Open(P(rel).c_str(), c == RecordWriter::SINGLE_WRITER ? "w" : "a");
@@ -50,8 +49,7 @@ class RecordIoTest : public FsTest, public ::testing::WithParamInterface<std::st
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(BothFileSystems, RecordIoTest,
-                         ::testing::Values(LocalTestRoot(), std::string("/mem/recordio")));
+PQ_ON_BOTH_FILE_SYSTEMS(RecordIoTest);
 
 // Every codec, switched between records, with sizes at and around the
 // fragment size, read back exactly with positions that seek back exactly.

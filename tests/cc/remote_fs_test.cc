@@ -20,7 +20,6 @@
 #include "tests/cc/fs_conformance.h"
 #include "tests/cc/remote_server.h"
 
-// ---- Servers --------------------------------------------------------------------------
 
 bool ServerProcess::Start(bool cluster, std::string* error) {
   int out[2];
@@ -132,7 +131,6 @@ double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// ---- Names (no server needed) --------------------------------------------------------------
 
 TEST(RemoteName, SplitsServerAndPath) {
   struct Case {
@@ -192,7 +190,6 @@ TEST(RemoteName, TheRegistryHandsRootNamesToTheRemoteFileSystem) {
   EXPECT_NE(dynamic_cast<file::remote::RemoteFileFactory*>(factory.get()), nullptr);
 }
 
-// ---- An unreachable server -----------------------------------------------------------------
 
 // Nothing listens on port 1 of the loopback address.
 TEST(RemoteUnreachable, FailsSoftWithinTheDeadline) {
@@ -217,7 +214,6 @@ TEST(RemoteUnreachable, FailsSoftWithinTheDeadline) {
   EXPECT_TRUE(f->IsSoftError()) << f->GetCurrentErrorMessage();
 }
 
-// ---- Against the shared server ---------------------------------------------------------------
 
 class RemoteFs : public FsTest {
  protected:

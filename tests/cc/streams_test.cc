@@ -103,7 +103,6 @@ INSTANTIATE_TEST_SUITE_P(Mem, SlowStreamsTest, ::testing::Values(std::string("/m
   return s;
 }
 
-// ---- lines ---------------------------------------------------------------------
 
 TEST_P(StreamsTest, LinesOfEveryLengthAcrossBufferBoundaries) {
   const std::vector<::string> lines = {"", "a", ::string(15, 'b'), ::string(16, 'c'), ::string(17, 'd'),
@@ -140,7 +139,6 @@ TEST_P(StreamsTest, LinesOfEveryLengthAcrossBufferBoundaries) {
   }
 }
 
-// ---- varints -------------------------------------------------------------------
 
 ::string Varint(uint64 v) {
   ::string s;
@@ -195,7 +193,6 @@ TEST_P(StreamsTest, VarintsAcrossBufferBoundariesAndTheirFailures) {
   }
 }
 
-// ---- raw reads, positions, sizes -------------------------------------------------
 
 TEST_P(StreamsTest, ReadsSeeksAndSizesAgreeAtEveryPoint) {
   const ::string data = Pattern(10000);
@@ -315,7 +312,6 @@ TEST_P(StreamsTest, SetReadSizeDropsOnlyWhatLiesBeyondIt) {
   EXPECT_EQ(static_cast<uint8>(buf[0]), static_cast<uint8>(Pattern(11)[10]));
 }
 
-// ---- read-ahead ------------------------------------------------------------------
 
 TEST_P(SlowStreamsTest, ReadAheadRunsOnTheWorkerPoolWhileTheCallerConsumes) {
   const int kPiece = 4096;
@@ -389,7 +385,6 @@ TEST_P(SlowStreamsTest, ReadErrorsComeBackShortWithTheFlag) {
   EXPECT_TRUE(in.read_error());
 }
 
-// ---- verified reading -----------------------------------------------------------------
 
 TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   const int64 kLength = 2 * ChecksumState::kBlockSize + 12345;  // past two history points
@@ -454,7 +449,6 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   EXPECT_EQ(plain->VerifyChecksum(nullptr), InputBuffer::NO_ATTRIBUTE_FILE);
 }
 
-// ---- OutputBuffer --------------------------------------------------------------------------
 
 TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncate) {
   std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("o").c_str(), "w"), 16));

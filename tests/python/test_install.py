@@ -17,8 +17,8 @@ ROOT = os.path.dirname(os.path.dirname(HERE))
 
 CHECK = '\n'.join([
     'import sys, os',
-    'import _file_base_pyquarry, file_base_pyquarry, pyquarry',
-    'for mod in (_file_base_pyquarry, file_base_pyquarry, pyquarry):',
+    'import _file_base_pyquarry, _pyquarry_proxy_support, file_base_pyquarry, pyquarry',
+    'for mod in (_file_base_pyquarry, _pyquarry_proxy_support, file_base_pyquarry, pyquarry):',
     '    assert mod.__file__.startswith(sys.argv[1]), mod.__file__',
     'with pyquarry.open("/mem/install-check", "w") as f:',
     '    f.write("installed\\n")',

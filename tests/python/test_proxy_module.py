@@ -8,6 +8,7 @@ import unittest
 import pqtest
 from pqtest import m
 
+import _pyquarry_proxy_support as support
 import file_base_pyquarry as fb
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -37,7 +38,7 @@ def flat_names_of(value):
         value = value.__get__(None, object)
     if isinstance(value, types.MethodType):
         value = value.im_func
-    if isinstance(value, fb._Either):
+    if isinstance(value, support.Either):
         value = value.fn
     if isinstance(value, types.BuiltinFunctionType):
         return [value.__name__]
@@ -83,7 +84,7 @@ class ReachTest(pqtest.TestCase):
     def test_kinds_of_members(self):
         self.assertIsInstance(vars(fb.File)['Exists'], staticmethod)
         self.assertIsInstance(vars(fb.FileStat)['length'], property)
-        self.assertIsInstance(vars(fb.File)['DeleteWithOp'], fb._Either)
+        self.assertIsInstance(vars(fb.File)['DeleteWithOp'], support.Either)
         self.assertIsInstance(vars(fb.File)['Close'], types.MethodType)
         self.assertTrue(issubclass(fb.LogWriter, fb.LogBase))
         self.assertTrue(issubclass(fb.AsyncIOWatcher, fb.AsyncIO))

@@ -1,12 +1,15 @@
 """pyquarry: file objects and name operations on local files and under /mem/."""
 import errno
+import hashlib
 import os
 
+import file_base_pyquarry
 import file_roots
 import pqtest
 from pqtest import m
 
 import pyquarry
+from test_quarry_cli import crc64
 
 
 @file_roots.on_each_file_system
@@ -120,6 +123,29 @@ class FileObjectCases(file_roots.FileCases):
         pyquarry.remove(self.path('d/y.txt'))
         self.assertEqual(pyquarry.rmtree(self.path('d')), (2, 3))
         self.assertFalse(pyquarry.exists(self.path('d')))
+
+    def test_checksums_and_archives(self):
+        data = os.urandom(30000)
+        a, b = self.put('a', data), self.put('b', data[::-1])
+        self.assertEqual(('%016x' % pyquarry.checksum(a), pyquarry.sha1(a)), (crc64(data), hashlib.sha1(data).hexdigest()))
+        self.assertRaisesRegexp(pyquarry.FileError, 'no checksum is recorded', pyquarry.verify, a)
+        pyquarry.archive(a, 'rs_5_8', 4)
+        record, store = file_base_pyquarry.FileAttr(), file_base_pyquarry.FileAttributes()
+        self.assertEqual((store.Load(a, record), store.Store(b, record)), (1, 1))
+        self.assertEqual((pyquarry.verify(a), pyquarry.verify(b), pyquarry.sha1(a)), (True, False, hashlib.sha1(data).hexdigest()))
+        self.assertRaises(ValueError, pyquarry.archive, b, 'rs_1_2')
+        for call, name, error, code in ((pyquarry.archive, a, pyquarry.PathError, 'ERROR_ALREADY_EXISTS'),
+                                        (pyquarry.repair, b, pyquarry.PathError, 'ERROR_INVALID_ARGUMENT'),
+                                        (pyquarry.sha1, self.root, pyquarry.FileError, 'ERROR_WRONG_TYPE'),
+                                        (pyquarry.checksum, self.path('no'), pyquarry.FileError, 'ERROR_NOT_FOUND')):
+            with self.assertRaises(error) as caught:
+                call(name)
+            self.assertEqual(caught.exception.code_name, code)
+        for i in range(4):
+            pyquarry.remove(self.path('.a.rs-%02d-of-08' % i))
+        with self.assertRaises(pyquarry.FileError) as caught:
+            pyquarry.repair(a)
+        self.assertIn('data loss', caught.exception.message)
 
 
 class CopyTest(pqtest.TestCase):

@@ -1,4 +1,5 @@
 """The quarry command-line tool, run as a subprocess."""
+import hashlib
 import os
 import pty
 import shutil
@@ -76,7 +77,7 @@ class QuarryTest(pqtest.TestCase):
         self.assertEqual(sorted(os.listdir(self.dir)), ['d', 'f'])  # nothing half-written
 
     def test_help_for_every_command(self):
-        for command in ('ls', 'stat', 'cat', 'cp', 'rm', 'mkdir', 'checksum'):
+        for command in ('ls', 'stat', 'cat', 'cp', 'rm', 'mkdir', 'checksum', 'sha1', 'archive', 'repair'):
             code, out, _ = run(command, '--help')
             self.assertEqual(code, 0)
             self.assertIn('Usage', out)
@@ -134,6 +135,30 @@ class QuarryTest(pqtest.TestCase):
         self.assertEqual(run('rm', self.dir + '*.txt')[0], 0)
         self.assertEqual(run('rm', '-f', self.dir + 'missing')[0], 0)
         self.assertEqual(os.listdir(self.dir), ['.hidden'])
+
+    def test_sha1_archive_and_repair(self):
+        data = os.urandom(700000)
+        name = self.put('f', data)
+        sha1 = '%s  %s\n' % (hashlib.sha1(data).hexdigest(), name)
+        self.assertEqual(run('sha1', name), (0, sha1, ''))
+        self.assertEqual(run('archive', '-e', 'rs_5_8', '-u', '64', name)[:2], (0, name + ': rs_5_8 (5 data + 3 parity shards, 64 KiB cells)\n'))
+        self.assertEqual(run('sha1', name), (0, sha1, ''))  # an archive reads as the file it was
+        shard = self.dir + '.f.rs-%02d-of-08'
+        os.remove(shard % 1)
+        with open(shard % 6, 'r+b') as f:
+            f.seek(100000)
+            f.write('XX')
+        self.assertEqual(run('repair', name), (0, '%s: rebuilt 2 of 8 shards: %s %s\n' % (name, shard % 1, shard % 6), ''))
+        self.assertEqual(run('repair', name)[:2], (0, name + ': all 8 shards intact\n'))
+        for i in (0, 2, 3, 4):
+            os.remove(shard % i)
+        for args, status, text in ((('repair', self.dir + 'missing', name), 1, 'not an archive.*\n.*data loss'),
+                                   (('sha1', name), 1, 'data loss'),
+                                   (('archive', name), 1, 'already an archive'),
+                                   (('archive', '-e', 'rs_1_2', self.dir + 'x'), 2, 'rs_1_2')):
+            code, out, err = run(*args)
+            self.assertEqual((code, out), (status, ''), args)
+            self.assertRegexpMatches(err, text)
 
 
 def crc64(data):

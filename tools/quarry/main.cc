@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   quarry::AddFileCommands(app);
   quarry::AddCopyCommands(app);
   quarry::AddChecksumCommands(app);
+  quarry::AddRedundancyCommands(app);
   quarry::AddRecordCommands(app);
   quarry::AddLogCommands(app);
   try {

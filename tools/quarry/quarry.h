@@ -84,7 +84,8 @@ std::string NameTheDestination(std::string message, const std::string& temporary
 // Command groups.
 void AddFileCommands(CLI::App& app);      // ls stat cat rm mkdir
 void AddCopyCommands(CLI::App& app);      // cp
-void AddChecksumCommands(CLI::App& app);  // checksum
+void AddChecksumCommands(CLI::App& app);  // checksum sha1
+void AddRedundancyCommands(CLI::App& app);  // archive repair
 void AddRecordCommands(CLI::App& app);    // records write|cat|count|verify
 void AddLogCommands(CLI::App& app);       // log tail|gc
 

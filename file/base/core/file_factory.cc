@@ -803,6 +803,11 @@ static bool DeleteTree(FileFactory* factory, const ::string& name, int* files, i
       records.push_back(child);
       continue;
     }
+    // An entry may have gone with one deleted before it (an archive's shards
+    // go with the archive).
+    FileStat probe;
+    file::Operation gone;
+    if (!factory->DoStat(child.c_str(), &probe, &gone) && gone.error() == file::ERROR_NOT_FOUND) continue;
     if (!DeleteTree(factory, child, files, dirs, op)) return false;
   }
   for (const ::string& record : records) {

@@ -224,8 +224,8 @@ bool ArchiveName(FileFactory* factory, const ::string& name, FileReedSolomonEnco
   return true;
 }
 
-bool RepairArchive(FileFactory* factory, const ::string& name, int* rewritten, file::Operation* op) {
-  if (rewritten != nullptr) *rewritten = 0;
+bool RepairArchive(FileFactory* factory, const ::string& name, vector<int>* rewritten, file::Operation* op) {
+  if (rewritten != nullptr) rewritten->clear();
   Manifest manifest;
   if (!LoadManifest(factory, name.c_str(), &manifest)) {
     return Fail(op, file::ERROR_INVALID_ARGUMENT, name, "is not an archive");
@@ -277,7 +277,7 @@ bool RepairArchive(FileFactory* factory, const ::string& name, int* rewritten, f
     if (!factory->DoRename(writer.names()[w].c_str(), shard.c_str(), /*overwrite=*/true, op)) return false;
   }
   writer.Commit();
-  if (rewritten != nullptr) *rewritten = static_cast<int>(mended.size());
+  if (rewritten != nullptr) *rewritten = mended;
   return true;
 }
 

@@ -22,10 +22,10 @@ bool ArchiveName(FileFactory* factory, const ::string& name, FileReedSolomonEnco
 
 // Reads every cell of the archive `name`, and rewrites each shard file that
 // is lost, has a damaged header or table, or holds a damaged cell, from the
-// other shards. *rewritten (when not null) receives the number of shard
-// files written. False (INTERNAL_ERROR, "data loss: ...") when some stripe
+// other shards. *rewritten (when not null) receives the indexes of the
+// shard files written, in order. False (INTERNAL_ERROR, "data loss: ...") when some stripe
 // has fewer good cells than the encoding needs; then nothing is rewritten.
-bool RepairArchive(FileFactory* factory, const ::string& name, int* rewritten, file::Operation* op);
+bool RepairArchive(FileFactory* factory, const ::string& name, vector<int>* rewritten, file::Operation* op);
 
 // Whether `name` is an archive: kValid (with *manifest) when its attribute
 // record marks it and it holds a well-formed manifest; kDamaged when it is
