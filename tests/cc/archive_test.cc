@@ -132,12 +132,11 @@ TEST_P(ArchiveTest, FiveOfEightSurvivesLosingAnyThreeShards) {
       ++combinations;
       EXPECT_EQ(ReadAll(path), data) << "lost mask " << mask;
     } else {
-      File* f = File::Create(path, "r");
+      Handle f(File::Create(path, "r"));
       ASSERT_NE(f, nullptr);
       EXPECT_FALSE(f->Open()) << mask;
       EXPECT_EQ(f->GetCurrentErrorCode(), file::INTERNAL_ERROR);
       EXPECT_NE(f->GetCurrentErrorMessage().find("data loss"), std::string::npos);
-      file::CloseAndDelete(f);
     }
     for (int i = 0; i < 8; ++i) {
       if (mask & (1 << i)) {
@@ -204,11 +203,10 @@ TEST_P(ArchiveTest, DamageBeyondTheCodeFailsTheReadNotTheBytes) {
   ASSERT_TRUE(File::SetAttributes(path.c_str(), Attr_t(0)));
   ASSERT_TRUE(File::WriteStringToFile(text.substr(0, text.size() / 2) + "\n", path));
   ASSERT_TRUE(File::SetAttributes(path.c_str(), Attr_t(Attr_t::FROZEN)));
-  File* g = File::Create(path, "r");
+  Handle g(File::Create(path, "r"));
   ASSERT_NE(g, nullptr);
   EXPECT_FALSE(g->Open());
   EXPECT_EQ(g->GetCurrentErrorCode(), file::INTERNAL_ERROR);
-  file::CloseAndDelete(g);
   ::string bytes;
   EXPECT_FALSE(File::ReadFileToString(path, &bytes));
 }

@@ -136,9 +136,7 @@ TEST_P(FileAttributeStoreTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   EXPECT_TRUE(stat.attributes.has(Attr_t::FINALIZED));
 
   EXPECT_EQ(File::Open(name.c_str(), "a"), nullptr);
-  File* reader = File::Open(name.c_str(), "r");
-  ASSERT_NE(reader, nullptr);
-  EXPECT_TRUE(file::CloseAndDelete(reader));
+  OpenOrFail(name, "r");
   const FileAttr other = Record("other", 9);
   EXPECT_FALSE(store_.Store(name.c_str(), &other)) << "a finalized record is final";
   EXPECT_TRUE(store_.Finalize(name.c_str())) << "finalizing twice is fine";
@@ -154,9 +152,7 @@ TEST_P(FileAttributeStoreTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   EXPECT_FALSE(store_.Finalize(stale.c_str()));
   ASSERT_TRUE(store_.Load(stale.c_str(), &loaded_));
   EXPECT_FALSE(loaded_.finalized);
-  File* writer = File::Open(stale.c_str(), "a");
-  ASSERT_NE(writer, nullptr);
-  EXPECT_TRUE(file::CloseAndDelete(writer));
+  OpenOrFail(stale, "a");
 
   EXPECT_FALSE(store_.Finalize(P("missing").c_str()));
   EXPECT_FALSE(store_.Finalize(dir_.c_str()));
@@ -226,17 +222,6 @@ TEST(FileAttributesTest, VersionsIncreaseAndNameTheProcess) {
     EXPECT_EQ(next.creator, last.creator);
     last = next;
   }
-}
-
-TEST(FileAttributesTest, AttributeFileNames) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"dir/name", "dir/.name.attr"}, {"/mem/x", "/mem/.x.attr"}, {"dir/", ""}, {nullptr, ""}};
-  for (const auto& [name, expected] : cases) {
-    ::string out = "junk";
-    FileAttributes::GetAttributeFileName(name, &out);
-    EXPECT_EQ(out, expected) << (name ? name : "null");
-  }
-  EXPECT_TRUE(File::IsAttributeFilename("dir/.name.attr"));
 }
 
 }  // namespace

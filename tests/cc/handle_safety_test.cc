@@ -377,26 +377,18 @@ TEST_P(HandleSafety, StatSeesRecordChangesMadeThroughAnotherSpelling) {
 }
 
 TEST(QueuedWork, ThrowingWorkStillFinishes) {
-  AsyncIOWatcher failed;
-  ASSERT_TRUE(file_internal::QueueNamedWork(&failed, [](file::Operation*) -> int64 {
-    throw std::runtime_error("boom");
-  }));
-  ASSERT_TRUE(failed.WaitWithTimeout(10000));
-  EXPECT_EQ(failed.Error(), file::ERROR_UNKNOWN);
-  EXPECT_EQ(failed.Bytes(), 0);
-
-  AsyncIOWatcher starved;
-  ASSERT_TRUE(file_internal::QueueNamedWork(&starved, [](file::Operation*) -> int64 {
-    throw std::bad_alloc();
-  }));
-  ASSERT_TRUE(starved.WaitWithTimeout(10000));
-  EXPECT_EQ(starved.Error(), file::ERROR_TEMPORARY);
-
-  AsyncIOWatcher fine;
-  ASSERT_TRUE(file_internal::QueueNamedWork(&fine, [](file::Operation*) { return int64{7}; }));
-  ASSERT_TRUE(fine.WaitWithTimeout(10000));
-  EXPECT_EQ(fine.Error(), file::OK);
-  EXPECT_EQ(fine.Bytes(), 7);
+  const struct { std::function<int64(file::Operation*)> work; int error; int64 bytes; } cases[] = {
+      {[](file::Operation*) -> int64 { throw std::runtime_error("boom"); }, file::ERROR_UNKNOWN, 0},
+      {[](file::Operation*) -> int64 { throw std::bad_alloc(); }, file::ERROR_TEMPORARY, 0},
+      {[](file::Operation*) { return int64{7}; }, file::OK, 7},
+  };
+  for (const auto& c : cases) {
+    AsyncIOWatcher done;
+    ASSERT_TRUE(file_internal::QueueNamedWork(&done, c.work));
+    ASSERT_TRUE(done.WaitWithTimeout(10000));
+    EXPECT_EQ(done.Error(), c.error);
+    EXPECT_EQ(done.Bytes(), c.bytes);
+  }
 }
 
 }  // namespace

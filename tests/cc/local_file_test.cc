@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "file/base/core/attr_record.h"
+#include "file/base/core/file_attributes.h"
 #include "file/base/local/local_file.h"
 #include "file/base/util/open_mode.h"
 #include "file/base/core/operation.h"
@@ -85,6 +86,9 @@ TEST(AttributeRecordTest, NamesAndText) {
   EXPECT_EQ(file::AttributeRecordName("d/x"), "d/.x.attr");
   EXPECT_EQ(file::AttributeRecordName("x"), ".x.attr");
   EXPECT_EQ(file::AttributeRecordName("d/"), "");
+  ::string out = "junk";
+  FileAttributes::GetAttributeFileName(nullptr, &out);
+  EXPECT_EQ(out, "");
   for (const char* name : {"d/.x.attr", ".x.attr"}) EXPECT_TRUE(File::IsAttributeFilename(name));
   for (const char* name : {".attr", "..attr", "x.attr", ".x.attr/y"}) {
     EXPECT_FALSE(File::IsAttributeFilename(name)) << name;

@@ -180,11 +180,7 @@ TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
     LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 128);
     for (int i = 0; i < 60; ++i) ASSERT_TRUE(w.WriteRecord(std::string(90, 'd')));
   }
-  File* f = File::Open((base_ + "seq00001").c_str(), "r+");
-  ASSERT_NE(f, nullptr);
-  ASSERT_EQ(f->PWrite(40, "XXXXXXXX", 8), 8);
-  f->Close();
-  delete f;
+  ASSERT_EQ(OpenOrFail(base_ + "seq00001", "r+")->PWrite(40, "XXXXXXXX", 8), 8);
   LogReader r(base_);
   const auto records = Drain(&r);
   EXPECT_LT(records.size(), 60u);

@@ -165,20 +165,6 @@ TEST_F(MemFs, DirectoryRenameRules) {
   EXPECT_FALSE(Exists("d"));
 }
 
-TEST_F(MemFs, LargeSequentialFilesKeepEveryByte) {
-  Handle f = OpenOrFail(P("big"), "w+");
-  // 16 MiB in odd-sized pieces: every byte lands where it should.
-  ::string piece(4099, '\0');
-  for (int i = 0; i < 4096; ++i) {
-    for (size_t j = 0; j < piece.size(); ++j) piece[j] = static_cast<char>(i + j);
-    ASSERT_EQ(f->Write(piece.data(), piece.size()), 4099);
-  }
-  EXPECT_EQ(f->Size(), int64{4096} * 4099);
-  char probe[3];
-  ASSERT_EQ(f->PRead(int64{4095} * 4099 + 10, probe, 3), 3);
-  EXPECT_EQ(probe[0], static_cast<char>(4095 + 10));
-}
-
 TEST_F(MemFs, BlocksAndSnapshotsArePointInTime) {
   const ::string text(MemBytes::kChunkSize + 100, 'a');
   Put("source", text);

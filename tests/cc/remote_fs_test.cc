@@ -263,29 +263,21 @@ TEST_F(RemoteFs, VectorReadsCutRangesAtTheEnd) {
 TEST_F(RemoteFs, ManyAsyncReadsAndWritesInFlightAtOnce) {
   Handle f = OpenOrFail(P("f"), "w+");
   constexpr int kCount = 32;
-  std::vector<IOBuffer> pieces;
+  std::vector<IOBuffer> pieces, back(kCount);
   for (int i = 0; i < kCount; ++i) pieces.emplace_back(std::string(1000, static_cast<char>('A' + i)).data(), 1000);
-  std::vector<AsyncIOWatcher> writes(kCount);
-  std::vector<int64> written(kCount, 0);
-  for (int i = 0; i < kCount; ++i) {
-    ASSERT_TRUE(f->PWriteAsync(i * 1000, &pieces[i], &written[i], &writes[i]));
-  }
+  std::vector<AsyncIOWatcher> writes(kCount), reads(kCount);
+  std::vector<int64> written(kCount, 0), got(kCount, 0);
+  for (int i = 0; i < kCount; ++i) ASSERT_TRUE(f->PWriteAsync(i * 1000, &pieces[i], &written[i], &writes[i]));
   for (int i = 0; i < kCount; ++i) {
     writes[i].Wait();
     EXPECT_EQ(writes[i].Error(), file::OK);
     EXPECT_EQ(written[i], 1000);
   }
-  std::vector<IOBuffer> back(kCount);
-  std::vector<AsyncIOWatcher> reads(kCount);
-  std::vector<int64> got(kCount, 0);
-  for (int i = kCount - 1; i >= 0; --i) {
-    ASSERT_TRUE(f->PReadAsync(i * 1000 + 500, 1000, &back[i], &got[i], &reads[i]));
-  }
+  for (int i = kCount - 1; i >= 0; --i) ASSERT_TRUE(f->PReadAsync(i * 1000 + 500, 1000, &back[i], &got[i], &reads[i]));
   for (int i = 0; i < kCount; ++i) {
     reads[i].Wait();
     ASSERT_EQ(reads[i].Error(), file::OK);
-    const int64 expected = i == kCount - 1 ? 500 : 1000;  // the last one meets the end
-    EXPECT_EQ(got[i], expected);
+    EXPECT_EQ(got[i], i == kCount - 1 ? 500 : 1000);  // the last one meets the end
     EXPECT_EQ(back[i].ToString().substr(0, 500), std::string(500, static_cast<char>('A' + i)));
   }
   // A closed handle refuses new requests through the watcher.

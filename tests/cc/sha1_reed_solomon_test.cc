@@ -1,10 +1,8 @@
-// SHA-1 against the published test vectors; the Reed-Solomon codec losing
-// random allowed sets of cells (every set of 5 of 8 goes through the archive
-// tests); the encoding names.
+// SHA-1 against the published test vectors; the Reed-Solomon codec's refusals
+// (rebuilding lost cells is checked through archives: every set of 5 of 8 and
+// random losses for the larger encodings); the encoding names.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -94,45 +92,6 @@ TEST(FileReedSolomonTest, NamesAndParameters) {
   for (const char* bad : std::vector<const char*>{"", "RS_5_8", "rs_5_8 ", "rs_5", nullptr}) {
     EXPECT_FALSE(FileReedSolomon::Name2Encoding(bad, &e));
     EXPECT_EQ(e, FileReedSolomon::ENCODING_9_13);
-  }
-}
-
-// Encodes random cells, loses `lost`, rebuilds them from the rest.
-void LoseAndRebuild(const redundancy::ReedSolomonCodec& codec, const std::vector<int>& lost, unsigned seed) {
-  constexpr int64 kLength = 1000;
-  std::vector<std::string> cells(codec.total());
-  std::vector<unsigned char*> ptrs(codec.total());
-  for (int i = 0; i < codec.total(); ++i) {
-    cells[i] = i < codec.data() ? RandomBytes(kLength, seed + i) : std::string(kLength, '\0');
-    ptrs[i] = reinterpret_cast<unsigned char*>(cells[i].data());
-  }
-  codec.Encode(kLength, ptrs.data(), ptrs.data() + codec.data());
-  std::vector<int> present;
-  for (int i = 0; i < codec.total(); ++i) {
-    if (std::find(lost.begin(), lost.end(), i) == lost.end()) present.push_back(i);
-  }
-  redundancy::ReedSolomonCodec::Decoder decoder;
-  ASSERT_TRUE(codec.MakeDecoder(lost, present, &decoder));
-  std::vector<const unsigned char*> sources;
-  for (int i : decoder.sources()) sources.push_back(ptrs[i]);
-  std::vector<std::string> rebuilt(lost.size(), std::string(kLength, '\0'));
-  std::vector<unsigned char*> targets;
-  for (auto& r : rebuilt) targets.push_back(reinterpret_cast<unsigned char*>(r.data()));
-  decoder.Rebuild(kLength, sources.data(), targets.data());
-  for (size_t l = 0; l < lost.size(); ++l) EXPECT_EQ(rebuilt[l], cells[lost[l]]) << "cell " << lost[l];
-}
-
-TEST(ReedSolomonCodecTest, EveryEncodingSurvivesRandomLosses) {
-  std::mt19937 gen(5);
-  for (auto [data, total] : {std::pair{5, 8}, std::pair{9, 13}, std::pair{20, 30}}) {
-    const redundancy::ReedSolomonCodec codec(data, total);
-    for (int round = 0; round < 30; ++round) {
-      std::vector<int> cells(total);
-      for (int i = 0; i < total; ++i) cells[i] = i;
-      std::shuffle(cells.begin(), cells.end(), gen);
-      cells.resize(1 + gen() % (total - data));
-      LoseAndRebuild(codec, cells, round);
-    }
   }
 }
 

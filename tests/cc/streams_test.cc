@@ -290,12 +290,6 @@ TEST_P(StreamsTest, OwnershipSetFileAndABufferWithoutAFile) {
   EXPECT_EQ(none.ReadLineAsString(10), "");
 }
 
-TEST(InputBufferDeath, ZeroReadSizeAbortsNamingTheHeaderLine) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  InputBuffer in(nullptr);
-  EXPECT_DEATH(in.SetReadSize(0), "file/base/inputbuffer.h:252: .*SetReadSize.*size > 0");
-}
-
 TEST_P(StreamsTest, SetReadSizeDropsOnlyWhatLiesBeyondIt) {
   Put("data", Pattern(4096));
   auto in = Reader("data", 1024);
@@ -566,8 +560,10 @@ TEST_P(StreamsTest, CheckpointsResumeAndRewindKeepTheChecksumRight) {
   EXPECT_EQ(loaded.offset, 11);
 }
 
-TEST(OutputBufferDeath, OpenOrDieNamesTheFile) {
+TEST(StreamsDeath, ZeroReadSizeAndFailedOpenOrDieEndTheProcessWithTheirTexts) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
+  InputBuffer in(nullptr);
+  EXPECT_DEATH(in.SetReadSize(0), "file/base/inputbuffer.h:252: .*SetReadSize.*size > 0");
   EXPECT_DEATH(OutputBuffer::OpenOrDie("/mem/no/such/dir/f", "w", nullptr, 0, 0, false), "/mem/no/such/dir/f");
 }
 

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -21,8 +22,13 @@
 
 namespace {
 
-// That every code has its own text is checked in tests/python/test_records.py.
 TEST(ErrorCodesTest, TextsAndErrorSpace) {
+  std::set<std::string> texts;  // every code has a text of its own
+  for (int code = file::OK; code <= file::MAX_ERROR_CODE; ++code) {
+    const std::string text = file::ErrorToString(code);
+    EXPECT_EQ(text.find("unknown error code"), std::string::npos) << code << ": " << text;
+    EXPECT_TRUE(texts.insert(text).second) << code << ": " << text;
+  }
   EXPECT_EQ(file::ErrorToString(file::OK), "ok");
   EXPECT_EQ(file::ErrorToString(file::ERROR_NOT_FOUND), "not found");
   EXPECT_EQ(file::ErrorToString(file::ERROR_PAST_EOF), "past end of file");

@@ -1,6 +1,8 @@
 """Shared helpers for the binding's Python test suites."""
+import binascii
+import ctypes
 import os
-import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -24,6 +26,23 @@ def register_proxy(class_name):
     return cls
 
 
+def pointer_to(c_object, mangled):
+    """The pointer text of a ctypes object, typed as mangled: the library writes through it."""
+    return '_' + binascii.hexlify(struct.pack('P', ctypes.addressof(c_object))) + mangled
+
+
+def buffer_holding(number):
+    """A wrapped FileStat used as an 8-byte untyped buffer (its first member)."""
+    s = m.new_FileStat()
+    m.FileStat_length_set(s, number)
+    return s
+
+
+def fresh_text(n):
+    """A str object nobody else shares, usable as a buffer the library writes into."""
+    return ''.join(['.'] * n)
+
+
 def is_pointer_text(text, mangled):
     return (isinstance(text, str) and text.startswith('_') and len(text) == 17 + len(mangled)
             and text.endswith(mangled) and all(c in '0123456789abcdef' for c in text[1:17]))
@@ -36,9 +55,12 @@ def scratch_dir(prefix='pq'):
     return tempfile.mkdtemp(prefix=prefix, dir=base)
 
 
-def run_python(code):
-    """Runs code in a fresh interpreter; returns (exit status, stdout, stderr)."""
-    env = dict(os.environ)
+def run_python(code, **changes):
+    """Runs code in a fresh interpreter, with the environment changed by changes
+    (None removes a variable); returns (exit status, stdout, stderr)."""
+    env = dict(os.environ, **changes)
+    for name in [n for n, v in changes.items() if v is None]:
+        del env[name]
     p = subprocess.Popen([sys.executable, '-c', code], stdout=subprocess.PIPE,
                          stderr=subprocess.PIPE, env=env)
     out, err = p.communicate()

@@ -1,10 +1,10 @@
 """FileAttr records and the FileAttributes store, locally and under /mem/."""
 import file_roots
 import pqtest
+from file_roots import assert_results
 from pqtest import m
 
 VersionProxy = pqtest.register_proxy('FileVersion')
-AttrProxy = pqtest.register_proxy('FileAttr')
 StoreProxy = pqtest.register_proxy('FileAttributes')
 
 
@@ -24,8 +24,6 @@ def attr_with_version(time):
 class FileAttrTest(pqtest.TestCase):
     def test_getters_point_into_a_fresh_record(self):
         a = m.new_FileAttr()
-        self.assertIsInstance(a, AttrProxy)
-        self.assertEqual(a.thisown, 1)
         self.assertIntResult(m.FileAttr_finalized_get(a), 0)
         v = m.FileAttr_version_get(a)
         self.assertIsInstance(v, VersionProxy)
@@ -35,7 +33,6 @@ class FileAttrTest(pqtest.TestCase):
         self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(a)), 99)
         self.assertTrue(pqtest.is_pointer_text(m.FileAttr_checksum_get(a), '_p_ChecksumState'))
         self.assertEqual(m.FileAttr_checksum_get(a), m.FileAttr_checksum_get(a))
-        self.assertIs(m.delete_FileAttr(a), None)
 
     def test_setters_copy_and_clear_resets(self):
         a, b = m.new_FileAttr(), m.new_FileAttr()
@@ -61,19 +58,13 @@ class FileAttrTest(pqtest.TestCase):
 
 class StoreTest(pqtest.TestCase):
     def test_store_objects_names_and_versions(self):
-        store = m.cvar.file_attributes
-        self.assertIsInstance(store, StoreProxy)
-        self.assertEqual(store.thisown, 0)
-        self.assertIs(m.FileAttributes_ClearCache(store), None)
+        # Attribute file names and version order are the library's (file_attributes_test.cc).
+        store, own = m.cvar.file_attributes, m.new_FileAttributes()
+        self.assertEqual((type(store), store.thisown, m.FileAttributes_ClearCache(store)), (StoreProxy, 0, None))
         self.assertEqual(m.FileAttributes_GetAttributeFileName('dir/name'), 'dir/.name.attr')
-        self.assertEqual(m.FileAttributes_GetAttributeFileName('dir/'), '')
-        own = m.new_FileAttributes()
-        first, second = m.FileAttributes_CreateVersion(own), m.FileAttributes_CreateVersion(store)
-        self.assertIsInstance(first, VersionProxy)
-        self.assertEqual(first.thisown, 1)
-        self.assertIntResult(m.FileVersion___lt__(first, second), 1)
-        for names in (['a', 1], 'a'):
-            self.assertTypeError('vector<::string> expected', m.FileAttributes_BulkDelete, own, names)
+        version = m.FileAttributes_CreateVersion(own)
+        self.assertEqual((type(version), version.thisown), (VersionProxy, 1))
+        self.assertTypeError('vector<::string> expected', m.FileAttributes_BulkDelete, own, 'a')
         self.assertTypeError('null reference', m.FileAttributes_Load, None, 'x', m.new_FileAttr())
         self.assertIs(m.delete_FileAttributes(own), None)
 
@@ -84,38 +75,25 @@ class StoreCases(file_roots.FileCases):
         file_roots.FileCases.setUp(self)
         self.store = m.new_FileAttributes()
 
-    def test_store_load_and_finalize(self):
-        name, loaded = self.put('a', 'abcdef'), m.new_FileAttr()
-        self.assertIntResult(m.FileAttributes_Load(self.store, name, loaded), 0)
-        self.assertIntResult(m.FileAttributes_Store(self.store, name, attr_with_version(123)), 1)
-        self.assertIntResult(m.FileAttributes_Load(m.cvar.file_attributes, name, loaded), 1)
-        self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(loaded)), 123)
-        self.assertIntResult(m.FileAttributes_Load(self.store, name, None), 0)
-        self.assertIntResult(m.FileAttributes_Store(self.store, name, None), 0)
-        # Finalizing records a checksum; the prefix length is 64 bits wide.
-        name, prefix = self.put('p', 'abcdef'), m.new_FileAttr()
-        self.assertIntResult(m.FileAttributes_Finalize(self.store, name), 1)
-        self.assertIntResult(m.FileAttributes_Finalize(self.store, self.path('missing')), 0)
-        self.assertIntResult(m.FileAttributes_LoadPrefix(self.store, name, 3L, prefix), 1)
-        self.assertIntResult(m.FileAttr_finalized_get(prefix), 1)
-        self.assertIntResult(m.FileAttributes_LoadPrefix(self.store, name, 7, prefix), 0)
-        self.assertRaises(TypeError, m.FileAttributes_LoadPrefix, self.store, name, 'x', prefix)
-        self.assertRaises(OverflowError, m.FileAttributes_LoadPrefix, self.store, name, 2 ** 63, prefix)
-
-    def test_delete_forms(self):
-        a, b = self.put('a', '1'), self.put('b', '2')
-        for name in (a, b):
-            self.assertIntResult(m.FileAttributes_Store(self.store, name, attr_with_version(1)), 1)
-        op = m.new_Operation()
-        m.Operation_SetDeadlineLength(op, -1.0)
-        self.assertIntResult(m.FileAttributes_DeleteWithOp(self.store, a, op), 0)
-        self.assertIntResult(m.Operation_error(op), m.ERROR_DEADLINE_EXCEEDED)
-        m.Operation_ClearDeadline(op)
-        self.assertIntResult(m.FileAttributes_DeleteWithOp(self.store, a, op), 1)
-        self.assertIntResult(m.FileAttributes_Delete(self.store, a), 1)
-        self.assertEqual(m.FileAttributes_BulkDeleteWithOp(self.store, (a, '', b), op), (0, [1, 0, 1]))
+    def test_rows_and_their_arguments(self):
+        # What the store keeps is the library's (file_attributes_test.cc).
+        name, other, loaded, op = self.put('a', 'abcdef'), self.put('b', '2'), m.new_FileAttr(), m.new_Operation()
+        assert_results(self, [m.FileAttributes_Load(self.store, name, loaded),
+                              m.FileAttributes_Store(self.store, name, attr_with_version(123)),
+                              m.FileAttributes_Load(m.cvar.file_attributes, name, loaded),
+                              m.FileAttributes_Load(self.store, name, None),
+                              m.FileAttributes_Store(self.store, name, None),
+                              m.FileAttributes_Finalize(self.store, self.put('p', 'abcdef')),
+                              m.FileAttributes_LoadPrefix(self.store, self.path('p'), 3L, loaded),
+                              m.FileAttributes_Store(self.store, other, attr_with_version(1)),
+                              m.FileAttributes_DeleteWithOp(self.store, other, op),
+                              m.FileAttributes_Delete(self.store, name)], [0, 1, 1, 0, 0, 1, 1, 1, 1, 1])
+        self.assertIntResult(m.FileAttr_finalized_get(loaded), 1)
+        self.assertRaises(TypeError, m.FileAttributes_LoadPrefix, self.store, name, 'x', loaded)
+        self.assertRaises(OverflowError, m.FileAttributes_LoadPrefix, self.store, name, 2 ** 63, loaded)
+        self.assertEqual(m.FileAttributes_BulkDeleteWithOp(self.store, (name, '', other), op), (0, [1, 0, 1]))
         self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
-        self.assertEqual(m.FileAttributes_BulkDelete(self.store, [a, b]), (1, [1, 1]))
+        self.assertEqual(m.FileAttributes_BulkDelete(self.store, [name, other]), (1, [1, 1]))
 
 
 if __name__ == '__main__':

@@ -1,6 +1,13 @@
-"""Path utilities of File: File_CanonicalizeFileName ... File_swigregister."""
+"""Path and sharded-name utilities, File_ and free forms, and the value functions
+(IsUInt64ANegativeInt64, TranslateFromErrno, ErrorSpace)."""
+import ctypes
+import errno
+import os
+import shutil
+
 import pqtest
-from pqtest import m
+from file_roots import assert_results
+from pqtest import m, pointer_to
 
 
 class PathTest(pqtest.TestCase):
@@ -11,6 +18,7 @@ class PathTest(pqtest.TestCase):
                 (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'), (m.File_RemoveHosts, ('/x\0/y',), '/x\0/y'),
                 (m.File_GenerateShardedFilename, ('a\0b', 0, 1), 'a\0b-00000-of-00001'),
                 (m.File_GenerateShardedFilename, ('a', 1, 3), 'a-00001-of-00003'),
+                (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'),
                 (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d'),
                 (m.File_StripBasename, ('/a/b.c',), '/a/'), (m.File_RewriteDatadir, ('/plain/name',), '/plain/name'),
                 (m.File_Basename, ('/a/b.c',), 'b.c'), (m.File_Basename, ('',), ''),
@@ -46,36 +54,56 @@ class NameListTest(pqtest.TestCase):
                              m.File_CanonicalizeFileNameList, m.new_stringVector(), ['/a'])
         self.assertTypeError('vector<::string> expected', m.File_CanonicalizeFileNameList, None, [None])
 
-    def test_sharded_names(self):
-        ok, names = m.File_GenerateShardedFilenames('/d/a@3')
-        self.assertIntResult(ok, 1)
-        self.assertEqual(names, ['/d/a-00000-of-00003', '/d/a-00001-of-00003', '/d/a-00002-of-00003'])
-        self.assertEqual(m.File_GenerateShardedFilenames('/d/plain'), (0, []))
-        self.assertEqual(m.File_ShardedBasenameWithNumShards('/d/a-00001-of-00003', None, None, None), '/d/a@3')
-        self.assertIs(m.File_ShardedBasenameWithNumShards('/d/a', None, None, None), None)
-        self.assertTypeError('Type error. Got _p_int64, expected _p_int', m.File_ShardedBasenameWithNumShards,
-                             '/d/a', '_0000000000000001_p_int64', None, None)
+
+class ShardedNameTest(pqtest.TestCase):
+    """File_ and free forms of the sharded-name functions; the names themselves are the library's
+    (sharded_test.cc)."""
+
+    def test_generated_names_and_their_outputs(self):
+        for prefix in ('File_', ''):
+            generate = getattr(m, prefix + 'GenerateShardedFilenames')
+            basename = getattr(m, prefix + 'ShardedBasenameWithNumShards')
+            self.assertEqual(generate('a/b@2'), (1, ['a/b-00000-of-00002', 'a/b-00001-of-00002']))
+            self.assertEqual(generate('a/b'), (0, []))
+            self.assertRaises(TypeError, generate, 3)
+            shard, count, digits = ctypes.c_int(-1), ctypes.c_int(-1), ctypes.c_int(-1)
+            self.assertEqual(basename('d/s-00011-of-00012', pointer_to(shard, '_p_int'), pointer_to(count, '_p_int'),
+                                      pointer_to(digits, '_p_int')), 'd/s@12')
+            self.assertEqual((shard.value, count.value, digits.value), (11, 12, 5))
+            self.assertEqual(basename('d/s-00001-of-00003', None, None, None), 'd/s@3')
+            self.assertIs(basename('d/a', None, None, None), None)
+            self.assertTypeError('Type error. Got _p_int64, expected _p_int', basename, 'd/a',
+                                 '_0000000000000001_p_int64', None, None)
+        self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
+        self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
+        self.assertRaises(TypeError, m.GenerateShardedFilename, 'a', 'x', 3)
+
+    def test_detecting_the_count_of_existing_shards(self):
+        base = pqtest.scratch_dir('shards')
+        self.addCleanup(shutil.rmtree, base, True)
+        open(os.path.join(base, 's-00001-of-00004'), 'w').close()
+        found = ctypes.c_int(0)
+        self.assertIntResult(m.DetectNumberOfShards(base + '/s@*', pointer_to(found, '_p_int')), 1)
+        self.assertEqual(found.value, 4)
+        assert_results(self, [m.DetectNumberOfShards(base + '/other', None), m.DetectNumberOfShards(base + '/s', None)],
+                       [0, 1])
 
 
-class RegistrationTest(pqtest.TestCase):
-    def test_registered_class_wraps_later_handles(self):
-        code = '\n'.join([
-            'import pqtest',
-            'from pqtest import m',
-            'f = m.File_Open("/mem/pqtest-paths-registration", "w")',
-            'print type(f).__name__, m.File_Close(f)',
-            'P = type("P", (pqtest.Proxy,), {})',
-            'print m.File_swigregister(P)',
-            'f = m.File_Open("/mem/pqtest-paths-registration", "w")',
-            'print type(f).__name__, f.thisown, pqtest.is_pointer_text(f.this, "_p_File"), m.File_Close(f)',
-            'ok, files = m.File_BulkOpen(["/mem/pqtest-paths-registration"], "r")',
-            'print type(files[0]).__name__, files[0].thisown',
-        ])
-        status, out, err = pqtest.run_python(code)
-        self.assertEqual(status, 0, err)
-        self.assertEqual(out.splitlines(), ['str 1', 'None', 'P 0 True 1', 'P 1'])
-        self.assertRaises(TypeError, m.File_swigregister)
-        self.assertRaises(TypeError, m.File_swigregister, 1, 2)
+class ValueFunctionTest(pqtest.TestCase):
+    def test_negative_int64_takes_the_whole_uint64_range(self):
+        for value, negative in ((2 ** 63, 1), (2 ** 64 - 1, 1), (2 ** 63 - 1, 0), (0, 0)):
+            self.assertIntResult(m.IsUInt64ANegativeInt64(value), negative)
+        for bad, error in ((-1, OverflowError), (2 ** 64, OverflowError), ('1', TypeError)):
+            self.assertRaises(error, m.IsUInt64ANegativeInt64, bad)
+
+    def test_errno_mapping_and_error_space(self):
+        for value, code in ((0, m.OK), (errno.ENOENT, m.ERROR_NOT_FOUND), (99999, m.ERROR_UNKNOWN)):
+            self.assertIntResult(m.TranslateFromErrno(value), code)
+        self.assertRaises(TypeError, m.TranslateFromErrno, 'ENOENT')
+        space = m.ErrorSpace()  # one shared object
+        self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
+        self.assertEqual(m.ErrorSpace(), space)
+        self.assertRaises(TypeError, m.ErrorSpace, 1)
 
 
 if __name__ == '__main__':

@@ -4,6 +4,7 @@ import os
 import shutil
 
 import pqtest
+from file_roots import assert_results
 from pqtest import m
 
 
@@ -25,33 +26,22 @@ class LogCase(pqtest.TestCase):
                 return out
             out.append(record)
 
-    def files(self):
-        return sorted(n for n in os.listdir(self.dir) if 'seq' in n)
-
 
 class LogBaseTest(LogCase):
     def test_names_and_positions(self):
-        w = m.new_LogWriter(self.base)
-        r = m.new_LogReader(self.base)
-        s = m.new_LogReaderScript(self.base, -1L)
+        # Position packing and file names are the library's (log_positions_test.cc).
+        w, r, s = m.new_LogWriter(self.base), m.new_LogReader(self.base), m.new_LogReaderScript(self.base, -1L)
         for obj in (w, r, s):  # the LogBase rows take every kind of log object
-            for f in (m.LogBase_base_file, m.LogBase_base_name, m.LogBase_FileBase):
-                self.assertEqual(f(obj), self.base)
-            self.assertEqual(m.LogBase_FileName(obj, 7), self.base + 'seq00007')
-        self.assertEqual(m.LogBase_FileName(w, 123456), self.base + 'seq123456')
+            self.assertEqual([m.LogBase_base_file(obj), m.LogBase_base_name(obj), m.LogBase_FileBase(obj),
+                              m.LogBase_FileName(obj, 7)], [self.base] * 3 + [self.base + 'seq00007'])
         p = m.LogBase_MakeLogPosition(3, 4096)
-        self.assertLongResult(p, (3 << 40) | 4096)
-        self.assertIntResult(m.LogBase_LogPositionToFileNumber(p), 3)
-        self.assertLongResult(m.LogBase_LogPositionToOffset(p), 4096)
-        self.assertLongResult(m.LogBase_MakeLogPosition(-1, 0), -1)
-        self.assertIntResult(m.LogBase_LogFileNameToFileNumber('aseq00012'), 12)
-        self.assertIntResult(m.LogBase_LogFileNameToFileNumber('a.log'), -1)
-        self.assertLongResult(m.LogBase_GetLogChunkSize(), 64 << 20)
+        assert_results(self, [p, m.LogBase_LogPositionToOffset(p), m.LogBase_MakeLogPosition(-1, 0),
+                              m.LogBase_GetLogChunkSize()], [(3 << 40) | 4096, 4096, -1, 64 << 20], long)
+        assert_results(self, [m.LogBase_LogPositionToFileNumber(p), m.LogBase_LogFileNameToFileNumber('aseq00012')],
+                       [3, 12])
         m.LogWriter_setLogChunkSize_TEST(1234)
         self.assertLongResult(m.LogBase_GetLogChunkSize(), 1234)
         self.assertEqual(m.LogWriter_GetInitialPosition(), '0:0')
-        self.assertEqual(m.cvar.kMaxLogReaderPosLen, 48)
-        self.assertEqual(m.cvar.kDefaultBufferSize, 524288)
         for obj in (s, r):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
@@ -76,19 +66,14 @@ class LogBaseTest(LogCase):
 
 
 class LogReadWriteTest(LogCase):
-    def test_write_rotate_tail_and_collect(self):
-        m.LogWriter_setLogChunkSize_TEST(600)
-        tail = m.new_LogReader(self.base)  # before the log exists
-        self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(tail), (0, ''))
+    def test_write_tail_and_collect_results(self):
+        # Rotation, tailing and collection themselves are the library's (log_io_test.cc).
         w = m.new_LogWriter(self.base, 'py', m.LogWriter_SINGLE_WRITER, 256, 0)
-        got = []
-        for i in range(60):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%03d\0' % i + 'y' * i), 1)
-            if i % 10 == 9:
-                self.assertIntResult(m.LogWriter_Flush(w), 1)
-                got.extend(self.drain(tail))
-        self.assertEqual(got, ['rec%03d\0' % i + 'y' * i for i in range(60)])
-        self.assertGreater(len(self.files()), 3)
+        tail = m.new_LogReader(self.base)
+        for i in range(3):
+            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i), 1)
+        self.assertIntResult(m.LogWriter_Flush(w), 1)
+        self.assertEqual(self.drain(tail), ['rec%d\0' % i + 'y' * i for i in range(3)])
         self.assertEqual(m.LogReader_Tell(tail), m.LogReader_EOFPosition(tail))
         self.assertEqual(m.LogWriter_GetPosition(w), '%d:%d' % (
             m.LogBase_LogPositionToFileNumber(m.LogWriter_EOFPosition(w)),
@@ -96,115 +81,65 @@ class LogReadWriteTest(LogCase):
         self.assertEqual(m.LogWriter_ApproximateTell(w), m.LogWriter_ApproximateEOFPosition(w))
         self.assertLongResult(m.LogReader_UnreadBytes(tail), 0)
         self.assertLongResult(m.LogReader_NumBytesSkipped(tail), 0)
-        deleted = len(self.files()) - 1
         self.assertIntResult(m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)), 1)
-        self.assertEqual(len(self.files()), 1)
         self.assertIntResult(m.LogReader_GarbageCollect(self.base, -1L), 0)
-        self.assertTrue(deleted > 0)
+        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
+        self.assertIntResult(m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w)), 1)
         m.delete_LogReader(tail)
         m.delete_LogWriter(w)
 
     def test_position_texts_in_place(self):
         w = m.new_LogWriter(self.base, '', 0)
-        for i in range(5):
+        for i in range(3):
             m.LogWriter_WriteRecordString(w, 'r%d' % i)
         m.LogWriter_Flush(w)
         r = m.new_LogReader(self.base)
-        self.assertEqual(self.drain(r)[:2], ['r0', 'r1'])
+        self.assertEqual(self.drain(r), ['r0', 'r1', 'r2'])
         buf = ''.join(chr(65 + i % 26) for i in range(60))  # a string of its own
         self.assertIsNone(m.LogReader_GetEOFPosition(r, buf, 48))
-        text = buf[:buf.index('\0')]
-        self.assertEqual(text, m.LogWriter_GetPosition(w))
+        self.assertEqual(buf[:buf.index('\0')], m.LogWriter_GetPosition(w))
         short = 'zzzzzzzzzz'[:4] + 'q'
         m.LogReader_GetPosition(r, short, 1000)  # never past the string's own length
         self.assertEqual(len(short), 5)
         r2 = m.new_LogReader(self.base, 0L)
-        self.assertIntResult(m.LogReader_SetInitialPosition(r2, 'bad'), 0)
-        self.assertIntResult(m.LogReader_Seek(r2, m.LogReader_LastRecordPosition(r)), 1)
-        self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r2), (1, 'r4'))
-        self.assertIntResult(m.LogReader_SetInitialPosition(r2, '0:0'), 1)
-        self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r2), (1, 'r0'))
-        self.assertLongResult(m.LogReader_LogPositionAdd(r2, 0L, 3L), 3)
-        self.assertLongResult(m.LogReader_LogPositionAdd(r2, 0L, -3L), -1)
-        self.assertIntResult(m.LogReader_AsyncReadEnabled(r2), 0)
+        assert_results(self, [m.LogReader_SetInitialPosition(r2, 'bad'),
+                              m.LogReader_Seek(r2, m.LogReader_LastRecordPosition(r)),
+                              m.LogReader_AsyncReadEnabled(r2)], [0, 1, 0])
+        self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r2), (1, 'r2'))
+        assert_results(self, [m.LogReader_LogPositionAdd(r2, 0L, 3L), m.LogReader_LogPositionAdd(r2, 0L, -3L)], [3, -1],
+                       long)
         for obj in (r, r2):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
 
     def test_raw_reads_script_reads_and_try_writes(self):
-        w = m.new_LogWriter(self.base)
-        watcher = m.new_AsyncIOWatcher()
-        self.assertIntResult(m.LogWriter_TryWriteRecord(w, 'abc', watcher), m.LogWriter_WRITE_OK)
-        self.assertIntResult(m.LogWriter_WriteRecord(w, ''), 1)
-        self.assertIntResult(m.LogWriter_Flush(w), 1)
-        self.assertIntResult(m.LogWriter_max_record_size(w), 1073741823)
-        self.assertIntResult(m.LogWriter_AsyncEnabled(w), 1)
-        r = m.new_LogReader(self.base)
-        ok, length = m.LogReader_ReadRecordIfAvailable(r, None)
-        self.assertEqual((ok, length), (1, 3))
-        self.assertEqual(m.LogReader_ReadRecordIfAvailable(r, None, None), (1, 0))
-        self.assertEqual(m.LogReader_ReadRecordIfAvailable(r, None), (0, 0))
-        s = m.new_LogReaderScript(self.base, -1L)
-        self.assertEqual(m.LogReaderScript_ReadRecordIntoString(s), (1, 'abc'))
-        self.assertEqual(m.LogReaderScript_ReadRecordIntoString(s), (1, ''))
-        self.assertEqual(m.LogReaderScript_ReadRecordIntoString(s), (0, ''))
+        w, watcher = m.new_LogWriter(), m.new_AsyncIOWatcher()
+        self.addCleanup(m.delete_AsyncIOWatcher, watcher)
+        self.assertIntResult(m.LogWriter_Open(w, self.base), 1)
+        self.assertEqual([m.LogWriter_EnableCompression(w, 6), m.LogWriter_DisableCompression(w),
+                          m.LogWriter_EnableCWCompression(w, 1, 0, 0, 1, 0), m.LogWriter_DisableCompression(w)],
+                         [None] * 4)
+        assert_results(self, [m.LogWriter_TryWriteRecord(w, 'abc', watcher), m.LogWriter_WriteRecord(w, ''),
+                              m.LogWriter_Flush(w), m.LogWriter_max_record_size(w), m.LogWriter_AsyncEnabled(w)],
+                       [m.LogWriter_WRITE_OK, 1, 1, 1073741823, 1])
+        r, s = m.new_LogReader(self.base), m.new_LogReaderScript(self.base, -1L)
+        self.assertEqual([m.LogReader_ReadRecordIfAvailable(r, None), m.LogReader_ReadRecordIfAvailable(r, None, None),
+                          m.LogReader_ReadRecordIfAvailable(r, None)], [(1, 3), (1, 0), (0, 0)])
+        self.assertEqual([m.LogReaderScript_ReadRecordIntoString(s) for _ in range(3)], [(1, 'abc'), (1, ''), (0, '')])
         m.delete_LogReaderScript(s)
         m.delete_LogReader(r)
         m.LogWriter_Close(w)
         self.assertIntResult(m.LogWriter_Flush(w), 0)
         self.assertLongResult(m.LogWriter_EOFPosition(w), -1)
         m.delete_LogWriter(w)
-        m.delete_AsyncIOWatcher(watcher)
-
-    def test_truncate_and_continue(self):
-        w = m.new_LogWriter(self.base)
-        m.LogWriter_WriteRecord(w, 'keep')
-        cut = m.LogWriter_GetPosition(w)
-        m.LogWriter_WriteRecord(w, 'drop')
-        m.delete_LogWriter(w)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, cut), 1)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
-        w = m.new_LogWriter()
-        self.assertIntResult(m.LogWriter_Open(w, self.base), 1)
-        m.LogWriter_EnableCompression(w, 6)
-        m.LogWriter_WriteRecord(w, 'next')
-        m.LogWriter_DisableCompression(w)
-        m.LogWriter_EnableCWCompression(w, 1, 0, 0, 1, 0)
-        m.LogWriter_WriteRecord(w, 'last')
-        m.delete_LogWriter(w)
-        r = m.new_LogReader(self.base)
-        self.assertEqual(self.drain(r), ['keep', 'next', 'last'])
-        m.delete_LogReader(r)
-
-    def test_unusable_bases(self):
-        open(os.path.join(self.dir, 'plain'), 'w').close()
-        for base in (os.path.join(self.dir, 'missing', 'x.'), os.path.join(self.dir, 'plain', 'x.')):
-            w = m.new_LogWriter(base)
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'x'), 0)
-            self.assertEqual(m.LogWriter_GetPosition(w), '')
-            m.delete_LogWriter(w)
-            r = m.new_LogReader(base)
-            self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r), (0, ''))
-            m.delete_LogReader(r)
-        self.assertIntResult(m.LogReader_GarbageCollect(os.path.join(self.dir, 'none.'), 0L), 1)
-
-    def test_async_enabled_on_unopened_writer_aborts(self):
-        status, out, err = pqtest.run_python(
-            'import _file_base_pyquarry as m\nm.LogWriter_AsyncEnabled(m.new_LogWriter())\n')
-        self.assertEqual(status, -6)
-        self.assertIn("./file/base/logio.h:426: bool LogWriter::AsyncEnabled() const: "
-                      "Assertion `writer_ != __null' failed.", err)
 
 
 class BackgroundLogReaderTest(LogCase):
     def test_rows_on_null(self):
         self.assertIsNone(m.delete_BackgroundLogReader(None))
-        self.assertTypeError('null reference', m.BackgroundLogReader_MakeExit, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_log_reader, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_log_reader__get, None)
-        self.assertTypeError('null reference', m.BackgroundLogReader_WaitBeforeReadingAgain, None, 1)
-        self.assertTypeError('null reference', m.BackgroundLogReader_set_max_sleep_time_in_secs, None, 1)
-        self.assertTypeError('null reference', m.BackgroundLogReader_ProcessRecord, None, None, 0, '')
+        for row, args in (('MakeExit', ()), ('log_reader__get', ()), ('WaitBeforeReadingAgain', (1,)),
+                          ('ProcessRecord', (None, 0, ''))):
+            self.assertTypeError('null reference', getattr(m, 'BackgroundLogReader_' + row), None, *args)
         # A null background reader stores nothing, but the reader is given up.
         pqtest.register_proxy('LogReader')
         r = m.new_LogReader(self.base)
@@ -212,27 +147,6 @@ class BackgroundLogReaderTest(LogCase):
         self.assertIsNone(m.BackgroundLogReader_log_reader__set(None, r))
         self.assertEqual(r.thisown, 0)
         m.delete_LogReader(r)
-
-
-class LogRecordFileTest(LogCase):
-    def test_every_log_file_is_a_record_file(self):
-        m.LogWriter_setLogChunkSize_TEST(200)
-        w = m.new_LogWriter(self.base)
-        for i in range(20):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'log-%02d' % i + 'x' * 40), 1)
-        m.delete_LogWriter(w)
-        files = self.files()
-        self.assertTrue(len(files) > 3, files)
-        seen = []
-        for name in files:  # every file of the log is a record file
-            r = m.new_RecordReaderScript(m.File_Open(os.path.join(self.dir, name), 'r'))
-            while True:
-                ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
-                if not ok:
-                    break
-                seen.append(record)
-            m.delete_RecordReaderScript(r)
-        self.assertEqual(seen, ['log-%02d' % i + 'x' * 40 for i in range(20)])
 
 
 if __name__ == '__main__':

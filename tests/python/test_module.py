@@ -1,6 +1,23 @@
-"""The module as a whole: import, method table, constants, cvar basics."""
+"""The module as a whole: import, method table, constants, stringVector, FromFile and the
+withdrawn initialisation entry point."""
+import os
+import types
+
 import pqtest
 from pqtest import m
+
+NAMES_FILE = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'data', 'method_names.txt')
+EXPECTED_COUNT = 907
+
+
+def canonical_names():
+    with open(NAMES_FILE) as f:
+        return [line.strip() for line in f if line.strip() and not line.startswith('#')]
+
+
+def module_functions():
+    return set(name for name, value in vars(m).items()
+               if isinstance(value, types.BuiltinFunctionType))
 
 
 class ModuleTest(pqtest.TestCase):
@@ -9,9 +26,8 @@ class ModuleTest(pqtest.TestCase):
         self.assertEqual((status, out, err), (0, '', ''))
 
     def test_every_function_takes_positional_arguments_only(self):
-        functions = [getattr(m, n) for n in dir(m) if callable(getattr(m, n)) and n != 'cvar']
-        self.assertGreater(len(functions), 100)
-        self.assertRaises(TypeError, m.new_FileStat, x=1)
+        for name in module_functions():
+            self.assertRaises(TypeError, getattr(m, name), x=1)
         self.assertRaises(TypeError, m.FileStat_length_get, m.new_FileStat(), extra=1)
 
     def test_block_size_is_a_long(self):
@@ -57,6 +73,55 @@ class ModuleTest(pqtest.TestCase):
                 'assert m2.FileStat_length_get(p) == -1\n')
         status, out, err = pqtest.run_python(code)
         self.assertEqual(status, 0, err)
+
+
+
+class MethodTableTest(pqtest.TestCase):
+    def test_canonical_list_is_well_formed(self):
+        names = canonical_names()
+        self.assertEqual(len(names), EXPECTED_COUNT)
+        self.assertEqual(len(set(names)), len(names), 'duplicate names in the list')
+
+    def test_the_functions_are_exactly_the_canonical_names(self):
+        self.assertEqual(sorted(module_functions() ^ set(canonical_names())), [])
+
+
+class StringVectorTest(pqtest.TestCase):
+    def test_lifecycle(self):
+        v = m.new_stringVector()
+        self.assertTrue(pqtest.is_pointer_text(v, '_p_std__vectorTstring_t'))
+        self.assertIs(m.delete_stringVector(v), None)
+        self.assertTypeError('Type error. Got _p_FileStat, expected _p_std__vectorTstring_t',
+                             m.delete_stringVector, m.new_FileStat())
+
+class FromFileTest(pqtest.TestCase):
+    def test_same_pointer_marked_owned(self):
+        text = '_1000000000000000_p_File'
+        self.assertEqual(m.FromFile(text), text)
+        cls = pqtest.register_proxy('File')
+        f = m.FromFile(text)
+        self.assertIsInstance(f, cls)
+        self.assertEqual((f.this, f.thisown), (text, 1))
+        self.assertIs(m.FromFile(None), None)
+
+
+class DeprecatedInitTest(pqtest.TestCase):
+    def test_logs_one_error_record(self):
+        code = ('import _file_base_pyquarry as m\n'
+                'assert m._File_Init_deprecated_bottom("Init", "x.py", 7L) is None\n')
+        status, out, err = pqtest.run_python(code)
+        self.assertEqual(status, 0, err)
+        lines = err.splitlines()
+        self.assertEqual(len(lines), 1, err)
+        self.assertTrue(lines[0].startswith('E'), err)
+        self.assertIn('file/base/_file_base_pyquarry.cc:988] ', lines[0])
+        self.assertIn('Deprecated pyquarry.Init() called at x.py:7. This method was no-oped in ', lines[0])
+        self.assertTrue(lines[0].endswith('. Please remove this call.'))
+
+    def test_argument_rules(self):
+        self.assertRaises(TypeError, m._File_Init_deprecated_bottom, 'a', 'b')
+        self.assertRaises(TypeError, m._File_Init_deprecated_bottom, 'a', 5, 7)
+        self.assertRaises(TypeError, m._File_Init_deprecated_bottom, 'a', 'b', 'c')
 
 
 if __name__ == '__main__':

@@ -4,17 +4,12 @@ import os
 import file_roots
 import pqtest
 from file_roots import assert_results, on_each_file_system
-from pqtest import m
+from pqtest import buffer_holding, fresh_text, m
 
 File = pqtest.register_proxy('File')
 RecordWriter = pqtest.register_proxy('RecordWriter')
 RecordReaderScript = pqtest.register_proxy('RecordReaderScript')
-RecordIO = pqtest.register_proxy('RecordIO')
 RecordReader = pqtest.register_proxy('RecordReader')
-
-
-def fresh_text(n):
-    return ''.join(['.'] * n)
 
 
 class RecordCases(file_roots.FileCases):
@@ -37,8 +32,7 @@ class RecordCases(file_roots.FileCases):
 
     def test_every_write_form_and_codec_round_trips(self):
         w = self.writer('a')
-        buf = m.new_FileStat()  # an 8-byte untyped buffer
-        m.FileStat_length_set(buf, 0x4847464544434241)
+        buf = buffer_holding(0x4847464544434241)
         expected = []
         for switch in (lambda: None, lambda: m.RecordWriter_EnableCompression(w, 6),
                        lambda: m.RecordWriter_EnableCompression(w, 1, 1000),
@@ -54,13 +48,10 @@ class RecordCases(file_roots.FileCases):
         assert_results(self, [m.RecordWriter_Flush(w), m.RecordWriter_Sync(w), m.RecordWriter_DataSync(w),
                               m.RecordWriter_AsyncEnabled(w), m.RecordWriter_owns_file(w),
                               m.RecordWriter_GetCurrentErrorCode(w)], [1, 1, 1, 1, 1, 0])
-        self.assertIs(type(m.RecordWriter_Tell(w)), long)
-        self.assertIs(type(m.RecordWriter_ApproximateTell(w)), long)
-        self.assertEqual(m.RecordWriter_GetFileName(w), self.path('a'))
-        self.assertIntResult(m.RecordWriter_max_record_size(w), m.RecordIO_kMaxRecordSize)
-        self.assertIntResult(m.RecordWriter_Close(w), 1)
-        self.assertIntResult(m.RecordWriter_Close(w), 1)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'late'), 0)
+        self.assertEqual([type(m.RecordWriter_Tell(w)), type(m.RecordWriter_ApproximateTell(w)),
+                          m.RecordWriter_GetFileName(w)], [long, long, self.path('a')])
+        assert_results(self, [m.RecordWriter_max_record_size(w), m.RecordWriter_Close(w), m.RecordWriter_Close(w),
+                              m.RecordWriter_WriteRecord(w, 'late')], [m.RecordIO_kMaxRecordSize, 1, 1, 0])
         m.delete_RecordWriter(w)
         self.assertEqual(self.records('a'), sum(expected, []))
         self.assertEqual(self.records('a', 4096), sum(expected, []))
@@ -125,105 +116,69 @@ class RecordCases(file_roots.FileCases):
         self.put('raw', buf + 'hello' + beyond + 'hi' + buf + 'hello')
         self.assertEqual(self.records('raw'), ['hello', 'hello'])
 
-    def test_damage_is_skipped_and_counted(self):
-        w = self.writer('dmg', 4096)
-        for i in range(200):
-            m.RecordWriter_WriteRecord(w, ('%d;' % i) * 50)
-        m.delete_RecordWriter(w)
-        data = self.contents('dmg')
-        self.put('dmg', data[:5000] + 'Z' * 30 + data[5030:])
-        r = m.new_RecordReaderScript(m.File_Open(self.path('dmg'), 'r'))
-        m.RecordReader_set_log_skips(r, 0)
-        got = []
-        while True:
-            ok, rec = m.RecordReaderScript_ReadRecordIntoString(r)
-            if not ok:
-                break
-            got.append(rec)
-        self.assertTrue(190 <= len(got) < 200, len(got))
-        self.assertEqual(set(got) - set(('%d;' % i) * 50 for i in range(200)), set())
-        self.assertIs(type(m.RecordReader_skipped_bytes(r)), long)
-        self.assertTrue(m.RecordReader_skipped_bytes(r) >= 30)
-        self.assertIntResult(m.RecordReader_skipped_regions(r), 1)
-        self.assertIntResult(m.RecordReader_read_error(r), 0)
-        m.delete_RecordReaderScript(r)
-
     def test_positions_state_and_limits(self):
+        # Exact positions inside compressed batches are the library's (record_format_test.cc).
         w = self.writer('pos')
-        for i in range(5):
-            m.RecordWriter_WriteRecord(w, 'r%d' % i)
-        m.RecordWriter_EnableCWCompression(w, 1, 0, 0, 0)
-        for i in range(5, 10):
+        for i in range(3):
             m.RecordWriter_WriteRecord(w, 'r%d' % i)
         m.delete_RecordWriter(w)
         r = m.new_RecordReaderScript(m.File_Open(self.path('pos'), 'r'))
         positions = []
-        for i in range(10):
+        for i in range(3):
             positions.append(m.RecordReader_Tell(r))
-            self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [1, 'r%d' % i])
+            self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (1, 'r%d' % i))
             self.assertEqual(m.RecordReader_LastRecordPosition(r), positions[-1])
-        self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [0, ''])
-        assert_results(self, [m.RecordReader_AtEOF(r, 1), m.RecordReader_Seek(r, positions[7]),
-                              m.RecordReader_GetPosition(r, 'ignored'), m.RecordReader_SetPosition(r, '%d' % positions[2]),
-                              m.RecordReader_SetPosition(r, 'nonsense')], [1, 1, 1, 1, 0])
-        self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [1, 'r2'])
-        self.assertIntResult(m.RecordReader_Seek(r, positions[8]), 1)
-        self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [1, 'r8'])
-        self.assertIntResult(m.RecordReader_FileSeek(r, 1), 1)  # inside the first record: the next one
-        self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [1, 'r1'])
-        for getter in (m.RecordReader_Tell, m.RecordReader_PhysicalTell, m.RecordReader_FileTell, m.RecordReader_Size):
+        assert_results(self, [m.RecordReader_AtEOF(r, 1), m.RecordReader_Seek(r, positions[2]),
+                              m.RecordReader_GetPosition(r, 'ignored'),
+                              m.RecordReader_SetPosition(r, '%d' % positions[1]),
+                              m.RecordReader_SetPosition(r, 'nonsense'), m.RecordReader_FileSeek(r, 1)],
+                       [1, 1, 1, 1, 0, 1])
+        self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (1, 'r1'))
+        for getter in (m.RecordReader_Tell, m.RecordReader_PhysicalTell, m.RecordReader_FileTell, m.RecordReader_Size,
+                       m.RecordReader_skipped_bytes):
             self.assertIs(type(getter(r)), long)
         st = m.new_FileStat()
         self.assertIntResult(m.RecordReader_Stat(r, st), 1)
-        self.assertEqual(m.FileStat_length_get(st), m.RecordReader_Size(r))
-        self.assertEqual(m.RecordReader_GetFileName(r), self.path('pos'))
-        m.RecordReader_set_max_record_length(r, 1)
+        self.assertEqual((m.FileStat_length_get(st), m.RecordReader_GetFileName(r)),
+                         (m.RecordReader_Size(r), self.path('pos')))
+        self.assertEqual([m.RecordReader_set_max_record_length(r, 1), m.RecordReader_set_log_skips(r, 0),
+                          m.RecordReader_set_max_decoded_record_length(r, 2 ** 31 - 1),
+                          m.RecordReader_set_max_expected_record_length(r, 2 ** 31 - 1),
+                          m.RecordReader_clear_read_error(r),
+                          m.RecordReader_set_die_on_error(r, 0), m.RecordReader_Prefetch(r, 0, 100, None),
+                          m.RecordReader_Unfetch(r, 0, 100)], [None] * 8)
         m.RecordReader_Seek(r, 0)
-        self.assertEqual(list(m.RecordReaderScript_ReadRecordIntoString(r)), [0, ''])
-        self.assertIntResult(m.RecordReader_skipped_regions(r), 10)
-        for setter in (m.RecordReader_set_max_decoded_record_length, m.RecordReader_set_max_expected_record_length):
-            self.assertIsNone(setter(r, 2 ** 31 - 1))
-        assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_AsyncReadEnabled(r)], [1, 0])
-        self.assertIsNone(m.RecordReader_clear_read_error(r))
-        self.assertIsNone(m.RecordReader_set_die_on_error(r, 0))
-        self.assertIsNone(m.RecordReader_Prefetch(r, 0, 100, None))
-        self.assertIsNone(m.RecordReader_Unfetch(r, 0, 100))
+        self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (0, ''))
+        assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_read_error(r),
+                              m.RecordReader_owns_file(r), m.RecordReader_AsyncReadEnabled(r)], [3, 0, 1, 0])
         self.assertIsNone(m.RecordReader_RelinquishFileOwnership(r))
-        self.assertIntResult(m.RecordReader_owns_file(r), 0)
-        self.assertIntResult(m.RecordReader_Close(r), 1)
+        assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_Close(r)], [0, 1])
         m.delete_RecordReaderScript(r)
 
     def test_failures_leave_a_reason(self):
-        self.put('ro', '')
-        w = m.new_RecordWriter(m.File_Open(self.path('ro'), 'r'), 4096)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'kept in the buffer'), 1)
-        self.assertIntResult(m.RecordWriter_Flush(w), 0)
-        self.assertNotEqual(m.RecordWriter_GetCurrentErrorCode(w), m.OK)
+        # Which failures and what they say are the library's (record_io_test.cc).
+        w = m.new_RecordWriter(m.File_Open(self.put('ro', ''), 'r'), 4096)
+        assert_results(self, [m.RecordWriter_WriteRecord(w, 'kept in the buffer'), m.RecordWriter_Flush(w)], [1, 0])
         self.assertIn(self.path('ro'), m.RecordWriter_GetCurrentErrorMessage(w))
-        m.RecordWriter_NoSyncOnClose(w)
-        m.RecordWriter_RelinquishFileOwnership(w)
+        self.assertEqual([m.RecordWriter_NoSyncOnClose(w), m.RecordWriter_RelinquishFileOwnership(w)], [None, None])
         self.assertIntResult(m.RecordWriter_owns_file(w), 0)
         m.delete_RecordWriter(w)
         w = self.writer('lim', 4096)
         self.assertIsNone(m.RecordWriter_SetMaxFileLength(w, 100L, None))
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'x' * 50), 1)
-        self.assertIntResult(m.RecordWriter_WriteRecord(w, 'x' * 50), 0)
-        self.assertIntResult(m.RecordWriter_GetCurrentErrorCode(w), m.ERROR_NO_SPACE)
+        assert_results(self, [m.RecordWriter_WriteRecord(w, 'x' * 50), m.RecordWriter_WriteRecord(w, 'x' * 50),
+                              m.RecordWriter_GetCurrentErrorCode(w)], [1, 0, m.ERROR_NO_SPACE])
         m.delete_RecordWriter(w)
 
-    def test_non_blocking_writes_answer_three_ways(self):
-        w = self.writer('t', 4096)
-        seen, written = set(), 0
-        for i in range(2000):
+    def test_non_blocking_writes_answer_with_an_int_status(self):
+        w, written = self.writer('t', 4096), 0
+        for i in range(200):
             watcher = m.new_AsyncIOWatcher()
             status = m.RecordWriter_TryWriteRecord(w, m.new_FileStat(), 8, watcher)
-            self.assertIs(type(status), int)
-            seen.add(status)
+            self.assertIn((type(status), status), [(int, m.RecordWriter_WRITE_OK), (int, m.RecordWriter_WRITE_RETRY)])
             written += status == m.RecordWriter_WRITE_OK
             if status == m.RecordWriter_WRITE_RETRY:
                 m.AsyncIOWatcher_Wait(watcher)
             m.delete_AsyncIOWatcher(watcher)
-        self.assertTrue(seen <= set([m.RecordWriter_WRITE_OK, m.RecordWriter_WRITE_RETRY]), seen)
         self.assertIntResult(m.RecordWriter_Close(w), 1)
         m.delete_RecordWriter(w)
         self.assertEqual(self.records('t'), ['\xff' * 8] * written)
@@ -250,9 +205,6 @@ class OptionsTest(pqtest.TestCase):
         self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'colour=blue'), 0)
         self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
         m.delete_RecordReaderOptions(o)
-        io = m.new_RecordIO()
-        self.assertEqual(io.thisown, 1)
-        m.delete_RecordIO(io)
 
     def test_skips_are_logged_with_file_and_offset(self):
         path = os.path.join(file_roots.scratch_dir(self), 'log')  # read by another process
@@ -286,18 +238,7 @@ class OptionsTest(pqtest.TestCase):
                 'print m.FileStat_length_get(m.File_Stat(p))\n') % file_roots.scratch_dir(self)
         sizes = []
         for value in ('4096', None):
-            env = dict(os.environ)
-            env.pop('PQ_RECORD_WRITER_BUFFER_SIZE', None)
-            if value:
-                env['PQ_RECORD_WRITER_BUFFER_SIZE'] = value
-            old = os.environ.copy()
-            os.environ.clear()
-            os.environ.update(env)
-            try:
-                status, out, err = pqtest.run_python(code)
-            finally:
-                os.environ.clear()
-                os.environ.update(old)
+            status, out, err = pqtest.run_python(code, PQ_RECORD_WRITER_BUFFER_SIZE=value)
             self.assertEqual(status, 0, err)
             sizes.append(int(out))
         self.assertEqual(sizes[0], 4096, sizes)

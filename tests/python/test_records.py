@@ -1,67 +1,44 @@
 """Attr_t, FileStat, FileOpenOptions, ErrorToString and FileVersion."""
 import pqtest
+from file_roots import assert_results
 from pqtest import m
 
 
 class AttrTest(pqtest.TestCase):
-    def test_constructors(self):
-        self.assertIntResult(m.Attr_t_attr_get(m.new_Attr_t()), 0)
-        self.assertIntResult(m.Attr_t_attr_get(m.new_Attr_t(m.Attr_t_FROZEN)), 8)
-        self.assertIntResult(m.Attr_t_attr_get(m.new_Attr_t(5L)), 5)
+    def test_constructors_and_member(self):
+        assert_results(self, [m.Attr_t_attr_get(m.new_Attr_t()), m.Attr_t_attr_get(m.new_Attr_t(m.Attr_t_FROZEN)),
+                              m.Attr_t_attr_get(m.new_Attr_t(5L))], [0, 8, 5])
         for bad in (('x',), (1, 2), (None,), (1.5,)):
             self.assertTypeError("No matching function for overloaded 'new_Attr_t'", m.new_Attr_t, *bad)
-
-    def test_member(self):
         a = m.new_Attr_t()
         m.Attr_t_attr_set(a, m.Attr_t_DEFAULT)
-        self.assertIntResult(m.Attr_t_attr_get(a), 2147483647)
         self.assertRaises(TypeError, m.Attr_t_attr_set, a, 'x')
         self.assertIntResult(m.Attr_t_attr_get(a), 2147483647)
 
 
 class FileStatTest(pqtest.TestCase):
-    def test_defaults(self):
-        s = m.new_FileStat()
-        self.assertLongResult(m.FileStat_length_get(s), -1)
-        self.assertIntResult(m.FileStat_mtime_get(s), 0)
-        self.assertIntResult(m.Attr_t_attr_get(m.FileStat_attributes_get(s)), 0)
-        self.assertIntResult(m.FileStat_mode_get(s), 0)
-        for field in ('owner', 'group', 'encoding'):
-            self.assertEqual(getattr(m, 'FileStat_%s_get' % field)(s), '')
-        self.assertIntResult(m.FileStat_data_members_get(s), -1)
-        self.assertIntResult(m.FileStat_code_members_get(s), -1)
-        self.assertLongResult(m.FileStat_identifier_get(s), 0)
-        self.assertIntResult(m.FileStat_IsDirectory(s), 0)
+    def fields(self, s):
+        return [m.FileStat_length_get(s), m.FileStat_mtime_get(s), m.Attr_t_attr_get(m.FileStat_attributes_get(s)),
+                m.FileStat_mode_get(s), m.FileStat_owner_get(s), m.FileStat_group_get(s), m.FileStat_encoding_get(s),
+                m.FileStat_data_members_get(s), m.FileStat_code_members_get(s), m.FileStat_identifier_get(s),
+                m.FileStat_IsDirectory(s)]
 
-    def test_members_round_trip(self):
+    def test_defaults_members_and_clear(self):
+        defaults = [(long, -1), (int, 0), (int, 0), (int, 0), (str, ''), (str, ''), (str, ''), (int, -1), (int, -1),
+                    (long, 0), (int, 0)]
         s = m.new_FileStat()
-        m.FileStat_length_set(s, 5)
-        self.assertLongResult(m.FileStat_length_get(s), 5)
-        m.FileStat_length_set(s, 2 ** 40)
-        self.assertLongResult(m.FileStat_length_get(s), 2 ** 40)
-        m.FileStat_mtime_set(s, 1700000000)
-        self.assertIntResult(m.FileStat_mtime_get(s), 1700000000)
-        m.FileStat_mode_set(s, 0o40755)
-        self.assertIntResult(m.FileStat_IsDirectory(s), 1)
-        m.FileStat_owner_set(s, 'a\0b')
-        self.assertEqual(m.FileStat_owner_get(s), 'a\0b')
-        m.FileStat_data_members_set(s, 7)
-        self.assertIntResult(m.FileStat_data_members_get(s), 7)
-        m.FileStat_identifier_set(s, -3L)
-        self.assertLongResult(m.FileStat_identifier_get(s), -3)
+        self.assertEqual([(type(v), v) for v in self.fields(s)], defaults)
+        for field, value in (('length', 2 ** 40), ('mtime', 1700000000), ('mode', 0o40755), ('owner', 'a\0b'),
+                             ('data_members', 7), ('identifier', -3L), ('length', -2 ** 63)):
+            getattr(m, 'FileStat_%s_set' % field)(s, value)
+            self.assertEqual(getattr(m, 'FileStat_%s_get' % field)(s), value)
+        self.assertEqual(self.fields(s)[-1], 1)  # a directory mode
         m.FileStat_Clear(s)
-        self.assertLongResult(m.FileStat_length_get(s), -1)
-        self.assertEqual(m.FileStat_owner_get(s), '')
-
-    def test_64_bit_rules(self):
-        s = m.new_FileStat()
-        self.assertRaises(TypeError, m.FileStat_length_set, s, '5')
-        self.assertRaises(OverflowError, m.FileStat_length_set, s, 2 ** 63)
-        m.FileStat_length_set(s, -2 ** 63)
-        self.assertLongResult(m.FileStat_length_get(s), -2 ** 63)
-        self.assertRaises(TypeError, m.FileStat_owner_set, s, 5)
-        self.assertRaises(TypeError, m.FileStat_mtime_set, s, 'x')
-        self.assertRaises(TypeError, m.FileStat_data_members_set, s, None)
+        self.assertEqual([(type(v), v) for v in self.fields(s)], defaults)
+        for field, bad, error in (('length', '5', TypeError), ('length', 2 ** 63, OverflowError),
+                                  ('owner', 5, TypeError), ('mtime', 'x', TypeError),
+                                  ('data_members', None, TypeError)):
+            self.assertRaises(error, getattr(m, 'FileStat_%s_set' % field), s, bad)
 
     def test_attributes_alias_and_properties_copy(self):
         s = m.new_FileStat()
@@ -86,34 +63,20 @@ class FileStatTest(pqtest.TestCase):
 
 
 class FileOpenOptionsTest(pqtest.TestCase):
-    def test_defaults(self):
+    def test_defaults_and_setters(self):
         o = m.new_FileOpenOptions()
-        self.assertIntResult(m.FileOpenOptions_direct_io(o), 0)
-        self.assertIntResult(m.FileOpenOptions_sync_write(o), 0)
-        self.assertIntResult(m.FileOpenOptions_access_pattern(o), m.NORMAL)
-        self.assertIntResult(m.FileOpenOptions_cache_policy(o), m.CACHED)
-        self.assertIs(m.FileOpenOptions_group(o), None)
-        self.assertIs(m.FileOpenOptions_requested_role(o), None)
-        self.assertIs(m.FileOpenOptions_operation(o), None)
-
-    def test_setters(self):
-        o = m.new_FileOpenOptions()
+        rows = ('direct_io', 'sync_write', 'access_pattern', 'cache_policy', 'group', 'requested_role', 'operation')
+        self.assertEqual([getattr(m, 'FileOpenOptions_' + r)(o) for r in rows],
+                         [0, 0, m.NORMAL, m.CACHED, None, None, None])
         m.FileOpenOptions_set_direct_io(o)
         m.FileOpenOptions_set_sync_write(o)
-        m.FileOpenOptions_set_access_pattern(o, m.SEQUENTIAL)
-        m.FileOpenOptions_set_cache_policy(o, m.UNCACHED)
-        m.FileOpenOptions_set_permissions(o, 0o640)
-        group = 'staff' + 'x'[:0]
-        m.FileOpenOptions_set_group(o, group)
-        del group  # the options keep their own copy
-        m.FileOpenOptions_set_requested_role(o, 'reader')
+        for row, value in (('access_pattern', m.SEQUENTIAL), ('cache_policy', m.UNCACHED), ('permissions', 0o640),
+                           ('group', 'staff' + 'x'[:0]), ('requested_role', 'reader')):  # strings are copied
+            getattr(m, 'FileOpenOptions_set_' + row)(o, value)
         m.FileOpenOptions_set_attributes(o, m.new_Attr_t(m.Attr_t_APPEND))
-        self.assertEqual((m.FileOpenOptions_direct_io(o), m.FileOpenOptions_sync_write(o)), (1, 1))
-        self.assertEqual(m.FileOpenOptions_access_pattern(o), 3)
-        self.assertEqual(m.FileOpenOptions_cache_policy(o), 1)
-        self.assertIntResult(m.FileOpenOptions_permissions(o), 0o640)
-        self.assertEqual(m.FileOpenOptions_group(o), 'staff')
-        self.assertEqual(m.FileOpenOptions_requested_role(o), 'reader')
+        assert_results(self, [getattr(m, 'FileOpenOptions_' + r)(o) for r in rows[:4] + ('permissions',)],
+                       [1, 1, 3, 1, 0o640])
+        self.assertEqual((m.FileOpenOptions_group(o), m.FileOpenOptions_requested_role(o)), ('staff', 'reader'))
         a = m.FileOpenOptions_attributes(o)
         self.assertIntResult(m.Attr_t_attr_get(a), 1)
         m.delete_Attr_t(a)  # an owned copy

@@ -28,62 +28,21 @@ class RemoteFileTest(pqtest.TestCase):
     def path(self, name):
         return self.root + '/' + name
 
-    def test_write_read_back_match_and_delete(self):
-        data = ''.join(chr(i % 256) for i in range(300000))  # NUL bytes and all
+    def test_root_names_reach_the_remote_file_system(self):
+        # What the remote file system does is the library's (remote_fs_test.cc runs the
+        # conformance suite on it); here the module's rows reach it, NUL bytes and all.
+        data = ''.join(chr(i % 256) for i in range(300000))
         f = m.File_Open(self.path('a.bin'), 'w')
-        self.assertIsNot(f, None)
         for start in range(0, len(data), 65536):
-            self.assertTrue(m.File_WriteString(f, data[start:start + 65536]))
+            self.assertLongResult(m.File_WriteString(f, data[start:start + 65536]), len(data[start:start + 65536]))
         self.assertIntResult(m.File_Close(f), 1)
-        self.assertIntResult(m.File_WriteStringToFile('small', self.path('b.txt')), 1)
-
         f = m.File_Open(self.path('a.bin'), 'r')
         self.assertEqual(m.File_PReadStringWithOp(f, 0, len(data) + 10, None), data)
-        self.assertEqual(m.File_PReadStringWithOp(f, 299990, 100, None), data[299990:])
         self.assertLongResult(m.File_Size(f), len(data))
         m.File_Close(f)
-        self.assertLongResult(m.FileStat_length_get(m.File_Stat(self.path('a.bin'))), len(data))
-        self.assertEqual(m.File_ReadFileToString(self.path('b.txt')), (1, 'small'))
-
-        self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('a.bin'), self.path('b.txt')]))
-        self.assertEqual(m.File_Match(self.path('*.txt')), (1, [self.path('b.txt')]))
+        self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('a.bin')]))
         self.assertIntResult(m.File_Delete(self.path('a.bin')), 1)
-        self.assertIntResult(m.File_Exists(self.path('a.bin')), 0)
-        self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('b.txt')]))
-
-    def test_failures_come_back_as_results_with_codes(self):
-        self.assertIs(m.File_Open(self.path('missing'), 'r'), None)
-        self.assertIs(m.File_Stat(self.path('missing')), None)
-        self.assertIs(m.File_Open('root://no-port-here:x//a', 'r'), None)
-        f = m.File_Open(self.path('c'), 'w')
-        self.assertIsNot(f, None)
-        reader = m.File_Create(self.path('c'), 'r')
-        self.assertIntResult(m.File_OpenThis(reader), 0)
-        self.assertIntResult(m.File_GetCurrentErrorCode(reader), m.ERROR_TEMPORARY)  # one writer at a time
-        self.assertIn(self.path('c'), m.File_GetCurrentErrorMessage(reader))
-        m.File_Close(f)
-        self.assertIntResult(m.File_OpenThis(reader), 1)
-        m.File_Close(reader)
-
-    def test_record_file_round_trip(self):
-        w = m.new_RecordWriter(m.File_Open(self.path('records'), 'w'))
-        written = ['first', '', 'a\0b', 'x' * 200000]
-        for record in written:
-            self.assertIntResult(m.RecordWriter_WriteRecord(w, record), 1)
-        m.RecordWriter_EnableCompression(w, 6)  # a compressed batch after the plain records
-        for i in range(100):
-            self.assertIntResult(m.RecordWriter_WriteRecord(w, 'batch %d' % i), 1)
-        self.assertIntResult(m.RecordWriter_Close(w), 1)
-        m.delete_RecordWriter(w)
-        r = m.new_RecordReaderScript(m.File_Open(self.path('records'), 'r'))
-        back = []
-        while True:
-            ok, record = m.RecordReaderScript_ReadRecordIntoString(r)
-            if not ok:
-                break
-            back.append(record)
-        m.delete_RecordReaderScript(r)
-        self.assertEqual(back, written + ['batch %d' % i for i in range(100)])
+        self.assertEqual((m.File_Open(self.path('a.bin'), 'r'), m.File_Stat(self.path('a.bin'))), (None, None))
 
 
 if __name__ == '__main__':
