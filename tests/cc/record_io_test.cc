@@ -278,38 +278,30 @@ TEST_P(RecordIoTest, NonBlockingWritesRetryAndLoseNothing) {
   RecordProperty("retries", retries);
 }
 
-// Writers whose buffers end inside frames: a single writer after an
-// unaligned start, and a sole appender; records around and above the
-// buffer's size and the fragment size read back exactly.
+// Buffers that end inside frames (a single writer, then a sole appender,
+// each started unaligned by the one before) keep every record whole.
 TEST_P(RecordIoTest, StreamedBuffersKeepEveryRecordWhole) {
-  for (int sole = 0; sole < 2; ++sole) {
-    const std::string name = "s" + std::to_string(sole) + ".rec";
-    Put(name, "");
-    std::vector<std::string> want;
-    for (int buffer : {4096, 5000}) {
-      File* f = File::Open(P(name).c_str(), "a");
-      ASSERT_NE(f, nullptr);
-      f->Seek(f->Size());
-      RecordWriter w(f, buffer, sole ? RecordWriter::CONCURRENT_APPENDERS : RecordWriter::SINGLE_WRITER);
-      w.SetSoleAppender(sole == 1);
-      for (size_t n : {size_t{7}, size_t{4084}, size_t{4085}, size_t{9000}, size_t{1100000}, size_t{0}, size_t{12345}}) {
-        want.push_back(Rec(static_cast<int>(want.size()), n));
-        ASSERT_TRUE(w.WriteRecord(want.back()));
-      }
-      ASSERT_TRUE(w.Close());
+  Put("s.rec", "");
+  std::vector<std::string> want;
+  for (int buffer : {4096, 5000}) {
+    File* f = File::Open(P("s.rec").c_str(), "a");
+    ASSERT_TRUE(f != nullptr && f->Seek(f->Size()));
+    RecordWriter w(f, buffer, buffer == 4096 ? RecordWriter::SINGLE_WRITER : RecordWriter::CONCURRENT_APPENDERS);
+    w.SetSoleAppender(buffer == 5000);
+    for (int n : {7, 4084, 4085, 9000, 1100000, 0, 12345}) {
+      want.push_back(Rec(static_cast<int>(want.size()), n));
+      ASSERT_TRUE(w.WriteRecord(want.back()));
     }
-    RecordReader* raw = nullptr;
-    EXPECT_EQ(ReadAllRecords(P(name), &raw), want);
-    EXPECT_EQ(std::unique_ptr<RecordReader>(raw)->skipped_bytes(), 0);
+    ASSERT_TRUE(w.Close());
   }
+  RecordReader* raw = nullptr;
+  EXPECT_EQ(ReadAllRecords(P("s.rec"), &raw), want);
+  EXPECT_EQ(std::unique_ptr<RecordReader>(raw)->skipped_bytes(), 0);
 }
 
-// A write that fails inside a record keeps the record whole in the buffer;
-// later records are refused while the buffer cannot be written.
+// A write failing inside a record keeps it whole; later records are refused.
 TEST(RecordWriterFailureTest, FailureInsideARecordKeepsItWhole) {
-  File* f = File::Open("/dev/full", "w");
-  ASSERT_NE(f, nullptr);
-  RecordWriter w(f, 4096);
+  RecordWriter w(File::Open("/dev/full", "w"), 4096);
   w.NoSyncOnClose();
   ASSERT_TRUE(w.WriteRecord(std::string(3000, 'a')));
   EXPECT_TRUE(w.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
