@@ -56,6 +56,12 @@ class RecordDecoder {
   // stays valid until the next call.
   Status Next(const char** data, size_t* length, int64 limit = int64{1} << 60);
 
+  // Next's common case alone: a plain record wholly in the window, with no
+  // batch, fragment or damage under way; false leaves it all to Next.
+  bool NextPlain(const char** data, size_t* length, int64 limit) {
+    return spans_.empty() && !assembling_ && scan_start_ < 0 && pos_ < limit && NextInWindow(data, length);
+  }
+
   // Moves to a record position (see MakePosition); forgets partial state.
   void Seek(int64 position);
   // Moves to the first intact record at or after byte `offset`; the bytes

@@ -5,6 +5,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
+#include <bit>
 #include <climits>
 #include <cstring>
 
@@ -16,9 +17,11 @@ constexpr uint32 kMaskDelta = 0xa282ead8u;
 void PutU32(char* p, uint32 v) {
   for (int i = 0; i < 4; ++i) p[i] = static_cast<char>(v >> (8 * i));
 }
+// One load (the compiler did not merge the bytes of a loop).
 uint32 GetU32(const char* p) {
-  uint32 v = 0;
-  for (int i = 0; i < 4; ++i) v |= static_cast<uint32>(static_cast<uint8>(p[i])) << (8 * i);
+  uint32 v;
+  std::memcpy(&v, p, 4);
+  if constexpr (std::endian::native == std::endian::big) v = __builtin_bswap32(v);
   return v;
 }
 // CRC-32C of the five checked header bytes. A library call costs more than
@@ -44,7 +47,7 @@ __attribute__((target("sse4.2"))) uint32 Crc5Instruction(const char* p) {
 const bool kHaveCrcInstruction = __builtin_cpu_supports("sse4.2");
 #endif
 
-uint32 Crc5(const char* p) {
+inline uint32 Crc5(const char* p) {
 #if defined(__x86_64__)
   if (kHaveCrcInstruction) return Crc5Instruction(p);
 #endif
@@ -125,8 +128,6 @@ void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
 }
 
 // ---- Batches ----------------------------------------------------------------
-
-bool IsCompressionTag(uint8 tag) { return tag >= kZlib && tag <= kLz4; }
 
 void AppendBatchEntry(const char* data, size_t n, std::string* staging) {
   uint64 v = n;

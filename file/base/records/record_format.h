@@ -78,7 +78,7 @@ size_t FramedSize(size_t n, size_t fragment_payload = kFragmentPayload);
 enum Codec : uint8 { kZlib = 4, kZstdWindowed = 5, kZstd = 6, kLz4 = 7 };
 constexpr int kBatchPrefix = 9;
 
-bool IsCompressionTag(uint8 tag);
+inline bool IsCompressionTag(uint8 tag) { return tag >= kZlib && tag <= kLz4; }
 
 struct CodecParams {
   Codec codec = kZstd;

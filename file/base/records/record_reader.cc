@@ -147,6 +147,11 @@ RecordReader::~RecordReader() = default;
 
 RecordReader::ReadStatus RecordReader::ReadRecordInternal(void** data, size_t* len, bool log_skips, bool blocking,
                                                           int wait_ms, AsyncIO* aio, int64 limit) {
+  const char* plain;
+  if (!closed_ && decoder_->NextPlain(&plain, len, limit)) {
+    *data = const_cast<char*>(plain);
+    return READ_OK;
+  }
   if (closed_ || input_->GetFile() == nullptr) {
     read_error_ = true;
     return READ_DONE;
