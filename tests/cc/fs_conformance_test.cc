@@ -366,6 +366,7 @@ TEST_P(FsConformance, UnknownMatchTypesAreRefused) {
     file::Operation op;
     EXPECT_FALSE(File::ExtendedMatchWithOp(P("*").c_str(), &matches, type, &op)) << bad;
     EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << bad;
+    EXPECT_NE(op.message().find("unknown match type"), ::string::npos) << op.message();
     int error = file::OK;
     File::DFListFileAndDir(dir_, type, &files, &dirs, &error);
     EXPECT_EQ(error, file::ERROR_INVALID_ARGUMENT) << bad;
