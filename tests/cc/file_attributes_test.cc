@@ -105,13 +105,11 @@ TEST_P(FileAttributeStoreTest, DeleteWithOpAndBulkDeleteRecordFailures) {
   const ::string a = Put("a", "1", 5), b = Put("b", "2", 5);
   file::Operation op;
   op.SetDeadlineLength(-1);
-  EXPECT_FALSE(store_.DeleteWithOp(a.c_str(), &op));
-  EXPECT_EQ(op.error(), file::ERROR_DEADLINE_EXCEEDED);
+  EXPECT_EQ(ErrorOf(store_.DeleteWithOp(a.c_str(), &op), op), file::ERROR_DEADLINE_EXCEEDED);
   EXPECT_TRUE(store_.Load(a.c_str(), &loaded_)) << "a passed deadline does no work";
 
   op.ClearDeadline();
-  EXPECT_FALSE(store_.DeleteWithOp("", &op));
-  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(store_.DeleteWithOp("", &op), op), file::ERROR_INVALID_ARGUMENT);
   EXPECT_TRUE(store_.DeleteWithOp(a.c_str(), &op));
   EXPECT_TRUE(op.ok()) << op.Status();
   EXPECT_FALSE(store_.Load(a.c_str(), &loaded_));

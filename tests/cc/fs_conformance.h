@@ -17,7 +17,9 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <type_traits>
 
+#include "file/base/core/operation.h"
 #include "file/base/file.h"
 
 // Closes (and frees) a handle at the end of a scope.
@@ -37,6 +39,19 @@ inline constexpr bool kUnderSanitizer = false;
 #endif
 #define PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS() \
   if (kUnderSanitizer) GTEST_SKIP() << "sanitizers die on a failed allocation instead of throwing"
+
+// The error code a failed call left in `op` or on handle `h`, or -1 when the
+// call did not fail (false, -1 or null).
+template <typename R>
+bool Failed(const R& r) {
+  if constexpr (std::is_same_v<R, bool>) return !r;
+  else if constexpr (std::is_pointer_v<R>) return r == nullptr;
+  else return r == -1;
+}
+template <typename R>
+int ErrorOf(const R& result, const file::Operation& op) { return Failed(result) ? op.error() : -1; }
+template <typename R, typename H>
+int ErrorOf(const R& result, const H& h) { return Failed(result) ? h->GetCurrentErrorCode() : -1; }
 
 // Opens `name`, failing the test (not aborting it) when that does not work.
 Handle OpenOrFail(const ::string& name, const char* mode);

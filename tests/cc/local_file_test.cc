@@ -199,8 +199,7 @@ TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
   Handle unknown_group(File::CreateFullySpecified(P("h").c_str(), "w", Attr_t(Attr_t::DEFAULT),
                                                   DEFAULT_FILE_MODE, "no-such-group-pq"));
   ASSERT_NE(unknown_group, nullptr);
-  EXPECT_FALSE(unknown_group->Open());
-  EXPECT_EQ(unknown_group->GetCurrentErrorCode(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(unknown_group->Open(), unknown_group), file::ERROR_NOT_FOUND);
   EXPECT_TRUE(File::SetOwner(P("g").c_str(), st.owner.c_str()));
   EXPECT_FALSE(File::SetOwner(P("g").c_str(), "no-such-user-pq"));
 }

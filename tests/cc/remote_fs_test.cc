@@ -172,8 +172,7 @@ TEST(RemoteName, MalformedNamesFailWithoutReachingAServer) {
     EXPECT_FALSE(reason.empty());
     file::Operation op;
     FileStat st;
-    EXPECT_FALSE(File::StatWithOp(name, &st, &op));
-    EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << op.message();
+    EXPECT_EQ(ErrorOf(File::StatWithOp(name, &st, &op), op), file::ERROR_INVALID_ARGUMENT) << op.message();
     EXPECT_EQ(File::Open(name, "w"), nullptr);
   }
   file::remote::RemoteName n;
@@ -255,8 +254,7 @@ TEST_F(RemoteFs, VectorReadsCutRangesAtTheEnd) {
   EXPECT_EQ(out[2], "");
   EXPECT_EQ(out[3], "");
   EXPECT_EQ(out[4], data.substr(7, 3));
-  EXPECT_FALSE(remote->ReadRanges({{-1, 3}}, &out, &op));
-  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(remote->ReadRanges({{-1, 3}}, &out, &op), op), file::ERROR_INVALID_ARGUMENT);
   EXPECT_FALSE(remote->ReadRanges(vector<file::remote::RemoteFile::Range>(1025, {0, 1}), &out, &op));
 }
 
@@ -313,8 +311,7 @@ TEST_F(RemoteFs, ErrorsCarryCodesAndTheServersWords) {
        file::ERROR_UNIMPLEMENTED},
   };
   for (auto& c : cases) {
-    EXPECT_FALSE(c.call(&op));
-    EXPECT_EQ(op.error(), c.code) << op.message();
+    EXPECT_EQ(ErrorOf(c.call(&op), op), c.code) << op.message();
     EXPECT_NE(op.message().find(dir_), ::string::npos) << op.message();
   }
   // The server's own refusals: a directory its daemon may not write into.
@@ -322,8 +319,7 @@ TEST_F(RemoteFs, ErrorsCarryCodesAndTheServersWords) {
   ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0555));
   Handle refused(File::Create(P("ro/x"), "w"));
   ASSERT_NE(refused, nullptr);
-  EXPECT_FALSE(refused->OpenWithOp(&op));
-  EXPECT_EQ(op.error(), file::ERROR_PERMISSION_DENIED) << op.message();
+  EXPECT_EQ(ErrorOf(refused->OpenWithOp(&op), op), file::ERROR_PERMISSION_DENIED) << op.message();
   ASSERT_TRUE(File::SetMode(P("ro").c_str(), 0755));
   EXPECT_FALSE(File::SetOwner(P("d/f").c_str(), "root"));
   // Opening for writing with a group to set is refused before anything is created.
