@@ -221,8 +221,7 @@ TEST_P(RecordIoTest, LengthLimitMovesToTheOpenersFilesOrRefuses) {
   std::unique_ptr<RecordWriter> w(NewWriter("m.rec", 4096));
   w->SetMaxFileLength(1000, nullptr);
   ASSERT_TRUE(w->WriteRecord(std::string(900, 'x')));
-  EXPECT_FALSE(w->WriteRecord(std::string(200, 'y')));
-  EXPECT_EQ(w->GetCurrentErrorCode(), file::ERROR_NO_SPACE);
+  EXPECT_EQ(ErrorOf(w->WriteRecord(std::string(200, 'y')), w), file::ERROR_NO_SPACE);
   EXPECT_NE(w->GetCurrentErrorMessage().find("limit"), std::string::npos);
   NumberedRecordWriterOpener opener(P("m.rec"));
   w->SetMaxFileLength(1000, &opener);
@@ -317,6 +316,42 @@ TEST_P(RecordIoTest, ReaderLimitsSkipLongRecordsAndBatches) {
   EXPECT_EQ(r.skipped_regions(), 2);
   r.set_max_expected_record_length(int64{1} << 31);
   EXPECT_FALSE(r.read_error());
+}
+
+TEST_P(RecordIoTest, SkippedDamageIsLoggedWithFileAndOffsetOnlyWhenAsked) {
+  std::unique_ptr<RecordWriter> w(NewWriter("s.rec", 4096));
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(w->WriteRecord(Rec(i, 12)));
+  ASSERT_TRUE(w->Close());
+  ASSERT_EQ(OpenOrFail(P("s.rec"), "r+")->PWrite(40, "\xff\xff\xff\xff\xff", 5), 5);
+  for (bool log : {true, false}) {
+    RecordReader r(File::Open(P("s.rec").c_str(), "r"));
+    r.set_log_skips(log);
+    testing::internal::CaptureStderr();
+    ::string s;
+    while (r.ReadRecord(&s)) {}
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(r.skipped_regions(), 1);
+    EXPECT_EQ(err.find("skipped") != std::string::npos, log) << err;
+    EXPECT_TRUE(!log || err.find(P("s.rec") + " at offset ") != std::string::npos) << err;
+  }
+}
+
+// The default is read from the environment at start-up, so a fresh process
+// (the death test re-runs this binary) shows it.
+TEST(RecordWriterDefaultsTest, BufferSizeComesFromTheEnvironment) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto shown = [] {
+    std::cerr << "default " << FLAGS_record_writer_default_buffer_size;
+    std::exit(0);
+  };
+  for (auto [value, want] : {std::pair<const char*, const char*>{"4096", "default 4096$"}, {"123", "default 524288$"},
+                             {"8192x", "default 524288$"}, {nullptr, "default 524288$"}}) {
+    value != nullptr ? setenv("PQ_RECORD_WRITER_BUFFER_SIZE", value, 1) : unsetenv("PQ_RECORD_WRITER_BUFFER_SIZE");
+    EXPECT_EXIT(shown(), testing::ExitedWithCode(0), want) << (value ? value : "unset");
+  }
+  const int start = FLAGS_record_writer_default_buffer_size;
+  EXPECT_EQ(SetRecordWriterDefaultBufferSize(100), start);
+  EXPECT_EQ(SetRecordWriterDefaultBufferSize(start), 4096);  // raised to the least size
 }
 
 TEST(RecordReaderOptionsTest, LoadsKnownKeysAndRefusesTheRest) {
