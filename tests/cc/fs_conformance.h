@@ -109,6 +109,13 @@ class FsConformance : public FsTest, public ::testing::WithParamInterface<FsRoot
   const FsCapabilities& caps() const { return GetParam().caps; }
 };
 
+// Runs `child(k)` for k < n in forked processes, expecting each to return true.
+void RunInChildren(int n, const std::function<bool(int)>& child);
+// Forks `writer`, which calls its argument with the number of each record it
+// has made safe and never returns; kills it once it acknowledged `enough`
+// (or stopped) and gives the last number acknowledged (-1: none).
+int KillAfterAcks(int enough, const std::function<void(const std::function<void(int)>& ack)>& writer);
+
 // The root for local directories: $PQ_TEST_TMP when set, else /tmp.
 std::string LocalTestRoot();
 

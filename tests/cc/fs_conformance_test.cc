@@ -1,5 +1,7 @@
 #include "tests/cc/fs_conformance.h"
 
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -41,6 +43,45 @@ Handle OpenOrFail(const ::string& name, const char* mode) {
 std::string LocalTestRoot() {
   const char* root = std::getenv("PQ_TEST_TMP");
   return root != nullptr && root[0] != '\0' ? root : "/tmp";
+}
+
+void RunInChildren(int n, const std::function<bool(int)>& child) {
+  std::vector<pid_t> pids;
+  for (int k = 0; k < n; ++k) {
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) _exit(child(k) ? 0 : 1);
+    pids.push_back(pid);
+  }
+  for (pid_t pid : pids) {
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child " << pid;
+  }
+}
+
+int KillAfterAcks(int enough, const std::function<void(const std::function<void(int)>& ack)>& writer) {
+  int fds[2];
+  EXPECT_EQ(pipe(fds), 0);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    close(fds[0]);
+    writer([&](int i) {
+      if (write(fds[1], &i, sizeof i) != sizeof i) _exit(1);
+    });
+    _exit(1);
+  }
+  close(fds[1]);
+  int acked = -1, got, status = 0;
+  while (pid > 0 && acked < enough && read(fds[0], &got, sizeof got) == sizeof got) acked = got;
+  if (pid > 0) {
+    kill(pid, SIGKILL);
+    waitpid(pid, &status, 0);
+  }
+  while (read(fds[0], &got, sizeof got) == sizeof got) acked = got;
+  close(fds[0]);
+  EXPECT_TRUE(pid > 0 && WIFSIGNALED(status)) << "the writer was not running until killed";
+  return acked;
 }
 
 void FsTest::MakeDir(const std::string& root) {
@@ -89,11 +130,7 @@ void FsTest::MkDirs(const std::string& relative) {
 
 TEST_P(FsConformance, FailedOpensSayWhy) {
   MkDirs("d");
-  struct Case {
-    const char* name;
-    const char* mode;
-    int error;
-  };
+  struct Case { const char* name; const char* mode; int error; };
   for (const Case& c : {Case{"missing", "r", file::ERROR_NOT_FOUND},
                         Case{"missing", "r+", file::ERROR_NOT_FOUND},
                         Case{"d", "r", file::ERROR_WRONG_TYPE}}) {

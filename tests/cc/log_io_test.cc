@@ -1,9 +1,5 @@
 // Writing, reading, tailing, collecting and truncating logs, on the local
 // and the in-memory file system.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
 #include <set>
@@ -306,24 +302,13 @@ INSTANTIATE_TEST_SUITE_P(Local, LocalLogTest, ::testing::Values("local"));
 TEST_P(LocalLogTest, AppendingProcessesLoseNothing) {
   LogWriter::setLogChunkSize_TEST(30000);
   constexpr int kProcesses = 3, kEach = 400;
-  std::vector<pid_t> children;
-  for (int p = 0; p < kProcesses; ++p) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      LogWriter w(base_, "", LogWriter::CONCURRENT_APPENDERS, 2048);
-      bool ok = w.last_error().empty();
-      for (int i = 0; i < kEach && ok; ++i) ok = w.WriteRecord(std::to_string(p) + "/" + Record(i));
-      w.Close();
-      _exit(ok ? 0 : 1);
-    }
-    children.push_back(pid);
-  }
-  for (pid_t pid : children) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+  RunInChildren(kProcesses, [&](int p) {
+    LogWriter w(base_, "", LogWriter::CONCURRENT_APPENDERS, 2048);
+    bool ok = w.last_error().empty();
+    for (int i = 0; i < kEach && ok; ++i) ok = w.WriteRecord(std::to_string(p) + "/" + Record(i));
+    w.Close();
+    return ok;
+  });
   const auto records = ReadAll();
   EXPECT_EQ(std::set<std::string>(records.begin(), records.end()).size(), size_t{kProcesses * kEach});
   EXPECT_EQ(records.size(), size_t{kProcesses * kEach});
@@ -331,31 +316,13 @@ TEST_P(LocalLogTest, AppendingProcessesLoseNothing) {
 
 TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
   LogWriter::setLogChunkSize_TEST(5000);
-  int pipe_fds[2];
-  ASSERT_EQ(pipe(pipe_fds), 0);
-  const pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    close(pipe_fds[0]);
+  const int flushed = KillAfterAcks(2000, [&](const std::function<void(int)>& ack) {
     LogWriter w(base_, "doomed", LogWriter::SINGLE_WRITER, 300);
     for (int i = 0;; ++i) {
-      if (!w.WriteRecord(Record(i))) _exit(1);
-      // Every 5th record is flushed and reported as safe.
-      if (i % 5 == 4) {
-        if (!w.Flush()) _exit(1);
-        if (write(pipe_fds[1], &i, sizeof(i)) != sizeof(i)) _exit(1);
-      }
+      if (!w.WriteRecord(Record(i)) || (i % 5 == 4 && !w.Flush())) _exit(1);
+      if (i % 5 == 4) ack(i);
     }
-  }
-  close(pipe_fds[1]);
-  int flushed = -1, got;
-  while (flushed < 2000 && read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
-  kill(pid, SIGKILL);
-  int status;
-  waitpid(pid, &status, 0);
-  while (read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
-  close(pipe_fds[0]);
-  ASSERT_TRUE(WIFSIGNALED(status));
+  });
   {
     LogWriter after(base_, "after", LogWriter::SINGLE_WRITER, 300);
     ASSERT_TRUE(after.last_error().empty()) << after.last_error();

@@ -34,11 +34,7 @@ TEST(LogPositions, OutOfRangePartsGiveNoPosition) {
 }
 
 TEST(LogPositions, TextForms) {
-  struct Case {
-    const char* text;
-    bool ok;
-    int64 position;
-  } cases[] = {
+  struct Case { const char* text; bool ok; int64 position; } cases[] = {
       {"0:0", true, 0},
       {"3:17", true, LogBase::MakeLogPosition(3, 17)},
       {"-1", true, LogBase::kLogStart},
@@ -69,10 +65,7 @@ TEST(LogNames, FileNamesAndTheirNumbers) {
   LogBase base("/logs/x.");
   EXPECT_EQ(base.FileName(7), "/logs/x.seq00007");
   EXPECT_EQ(base.FileName(123456), "/logs/x.seq123456");
-  const struct {
-    const char* name;
-    int number;
-  } cases[] = {
+  const struct { const char* name; int number; } cases[] = {
       {"/logs/x.seq00007", 7},   {"aseq00000", 0},      {"aseq123456", 123456},
       {"seq00001", 1},           {"/l/x.seq0001", -1},  {"/l/x.seq00001a", -1},
       {"/l/x.sq00001", -1},      {"", -1},              {"/l/x.seq99999999999", -1},

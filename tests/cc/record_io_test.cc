@@ -1,7 +1,5 @@
 // RecordWriter and RecordReader over real files of both file systems.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -377,50 +375,25 @@ TEST(RecordIoProcesses, ForkedAppendersAndKilledWriter) {
   const std::string dir = LocalTestRoot() + "/recordio_proc." + std::to_string(getpid());
   ASSERT_TRUE(File::RecursivelyCreateDir(dir, 0755));
   const std::string name = dir + "/p.rec";
-  std::vector<pid_t> kids;
-  for (int k = 0; k < 3; ++k) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      RecordWriter w(File::Open(name.c_str(), "a"), 4096, RecordWriter::CONCURRENT_APPENDERS);
-      bool ok = true;
-      for (int i = 0; i < 300; ++i) ok = w.WriteRecord(Rec(k * 100000 + i, 100 + i * 7)) && ok;
-      _exit(ok && w.Close() ? 0 : 1);
-    }
-    kids.push_back(pid);
-  }
-  for (pid_t pid : kids) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+  RunInChildren(3, [&](int k) {
+    RecordWriter w(File::Open(name.c_str(), "a"), 4096, RecordWriter::CONCURRENT_APPENDERS);
+    bool ok = true;
+    for (int i = 0; i < 300; ++i) ok = w.WriteRecord(Rec(k * 100000 + i, 100 + i * 7)) && ok;
+    return ok && w.Close();
+  });
   RecordReader* raw = nullptr;
   EXPECT_EQ(ReadAllRecords(name, &raw).size(), 900u);
   EXPECT_EQ(raw->skipped_bytes(), 0);
   delete raw;
 
   const std::string killed = dir + "/k.rec";
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  const pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    close(fds[0]);
+  const int acked = KillAfterAcks(499, [&](const std::function<void(int)>& ack) {
     RecordWriter w(File::Open(killed.c_str(), "w"), 65536);
     for (int i = 0;; ++i) {
       w.WriteRecord(Rec(i, 200 + i % 3000));
-      if (i % 10 == 9 && w.Flush()) {
-        if (write(fds[1], &i, sizeof i) != sizeof i) _exit(1);
-      }
+      if (i % 10 == 9 && w.Flush()) ack(i);
     }
-  }
-  close(fds[1]);
-  int acked = -1, got;
-  for (int n = 0; n < 50 && read(fds[0], &got, sizeof got) == sizeof got; ++n) acked = got;
-  kill(pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
-  while (read(fds[0], &got, sizeof got) == sizeof got) acked = got;
-  close(fds[0]);
+  });
   const auto records = ReadAllRecords(killed);
   ASSERT_GE(static_cast<int>(records.size()), acked + 1);
   for (size_t i = 0; i < records.size(); ++i) ASSERT_EQ(records[i], Rec(static_cast<int>(i), 200 + i % 3000));
