@@ -87,8 +87,7 @@ TEST(AsyncIOWatcherTest, AbandonRunsCallbackOnceAndWakesWaiters) {
 
   // The callback may cancel through Finish without deadlocking on the lock.
   AsyncIOWatcher cancelled;
-  FunctionCallback1<bool> cancel(
-      [&cancelled](bool) { cancelled.Finish(file::ERROR_DEADLINE_EXCEEDED, 0); });
+  FunctionCallback1<bool> cancel([&cancelled](bool) { cancelled.Finish(file::ERROR_DEADLINE_EXCEEDED, 0); });
   cancelled.SetAbandonCallback(&cancel);
   cancelled.Abandon();
   EXPECT_TRUE(cancelled.IsFinished());

@@ -55,8 +55,7 @@ TEST(ChecksumStateTest, SplittingDoesNotMatter) {
   const std::string small = RandomBytes(1000, 1);
   const ChecksumState thousand = StateOf(small);
   EXPECT_EQ(thousand.AlignedChecksum(), StateOf(small.substr(0, 896)).Checksum());
-  EXPECT_EQ(std::string(thousand.PostAlignData().data(), thousand.PostAlignData().size()),
-            small.substr(896));
+  EXPECT_EQ(std::string(thousand.PostAlignData().data(), thousand.PostAlignData().size()), small.substr(896));
 }
 
 TEST(ChecksumStateTest, HistoryMarksEachBlock) {

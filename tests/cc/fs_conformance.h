@@ -119,6 +119,15 @@ int KillAfterAcks(int enough, const std::function<void(const std::function<void(
 // The root for local directories: $PQ_TEST_TMP when set, else /tmp.
 std::string LocalTestRoot();
 
+// A fresh local directory <LocalTestRoot()>/<tag>.<pid>.<n>, removed with
+// everything in it when the object goes.
+class ScratchDir {
+ public:
+  explicit ScratchDir(const std::string& tag);
+  ~ScratchDir();
+  std::string path;
+};
+
 // FsTest on each built-in file system: parameter "local" or "mem".
 class BothFsTest : public FsTest, public ::testing::WithParamInterface<std::string> {
  protected:

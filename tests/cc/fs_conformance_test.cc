@@ -84,6 +84,16 @@ int KillAfterAcks(int enough, const std::function<void(const std::function<void(
   return acked;
 }
 
+ScratchDir::ScratchDir(const std::string& tag)
+    : path(LocalTestRoot() + "/" + tag + "." + std::to_string(getpid()) + "." + std::to_string(test_dir_counter++)) {
+  EXPECT_TRUE(File::RecursivelyCreateDir(path, 0755)) << path;
+}
+
+ScratchDir::~ScratchDir() {
+  int files = 0, dirs = 0;
+  File::DeleteRecursively(path, &files, &dirs);
+}
+
 void FsTest::MakeDir(const std::string& root) {
   ASSERT_TRUE(File::RecursivelyCreateDir(root, DEFAULT_FILE_MODE)) << root;
   dir_ = File::JoinPath(root, "fsconf." + std::to_string(getpid()) + "." +

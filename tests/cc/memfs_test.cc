@@ -19,8 +19,7 @@ namespace {
 using file::mem::MemBytes;
 
 // Each test makes its own directory under this root (created on demand).
-INSTANTIATE_TEST_SUITE_P(Mem, FsConformance,
-                         ::testing::Values(std::string("/mem/conformance")));
+INSTANTIATE_TEST_SUITE_P(Mem, FsConformance, ::testing::Values(std::string("/mem/conformance")));
 
 
 ::string Bytes(const MemBytes& bytes) {
@@ -213,8 +212,7 @@ TEST_F(MemFs, OwnerGroupAndPermissionBits) {
   file::Operation op;
   EXPECT_EQ(ErrorOf(File::SetGroupWithOp(name.c_str(), "no such group here", &op), op), file::ERROR_NOT_FOUND);
   EXPECT_EQ(op.message(), "SetGroup " + name + ": unknown group no such group here");
-  EXPECT_EQ(File::OpenFullySpecified(P("g").c_str(), "w", Attr_t(), 0600, "no such group here"),
-            nullptr);
+  EXPECT_EQ(File::OpenFullySpecified(P("g").c_str(), "w", Attr_t(), 0600, "no such group here"), nullptr);
   EXPECT_FALSE(Exists("g"));
   // Bits that shut everyone out stop only unprivileged processes.
   ASSERT_TRUE(File::SetMode(name.c_str(), 0));

@@ -31,14 +31,13 @@ struct SmallFile {
   std::string bytes;
   std::vector<Written> records;
   SmallFile() {
-    const size_t sizes[] = {0, 1, 39, 40, 41, 100, 7};
-    unsigned seed = 1;
-    for (size_t n : sizes) {
+    const auto plain = [this](const std::string& data) {
       const int64 begin = static_cast<int64>(bytes.size());
-      const std::string data = Payload(n, seed++);
       AppendRecord(0, data.data(), data.size(), &bytes, 40);
       records.push_back({data, begin, static_cast<int64>(bytes.size())});
-    }
+    };
+    unsigned seed = 1;
+    for (size_t n : {0, 1, 39, 40, 41, 100, 7}) plain(Payload(n, seed++));
     std::string staging, payload;
     std::vector<std::string> batch = {"alpha", "", "gamma gamma gamma"};
     for (auto& r : batch) AppendBatchEntry(r.data(), r.size(), &staging);
@@ -48,10 +47,7 @@ struct SmallFile {
     const int64 begin = static_cast<int64>(bytes.size());
     AppendRecord(kZstd, payload.data(), payload.size(), &bytes, 40);
     for (auto& r : batch) records.push_back({r, begin, static_cast<int64>(bytes.size())});
-    const std::string last = Payload(5, 99);
-    const int64 b = static_cast<int64>(bytes.size());
-    AppendRecord(0, last.data(), last.size(), &bytes, 40);
-    records.push_back({last, b, static_cast<int64>(bytes.size())});
+    plain(Payload(5, 99));
   }
 };
 
@@ -184,21 +180,19 @@ TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
         StringSource source(bad);
         RecordDecoder dec(&source, 4096);
         const auto got = DecodeAll(bad, &dec);
+        const auto touched = [&](size_t i) {
+          return f.records[i].begin < static_cast<int64>(at + run) && static_cast<int64>(at) < f.records[i].end;
+        };
         size_t next = 0;
         for (const auto& r : got) {
-          while (next < f.records.size() && f.records[next].data != r) {
-            const auto& w = f.records[next];
-            const bool touched = w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end;
-            ASSERT_TRUE(touched) << "lost untouched record " << next << " run " << run << " at " << at;
-            ++next;
+          for (; next < f.records.size() && f.records[next].data != r; ++next) {
+            ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
           }
           ASSERT_LT(next, f.records.size()) << "returned a record never written, run " << run << " at " << at;
           ++next;
         }
         for (; next < f.records.size(); ++next) {
-          const auto& w = f.records[next];
-          ASSERT_TRUE(w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end)
-              << "lost untouched record " << next << " run " << run << " at " << at;
+          ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
         }
         if (got.size() < f.records.size()) {
           EXPECT_GT(dec.skipped_bytes(), 0);
