@@ -87,8 +87,7 @@ TEST_P(HandleSafety, CloseRacingReadsAndWritesFailsThemCleanly) {
       char buffer[64];
       for (int i = 0; i < 1000000; ++i) {
         if (i == 8) running = true;
-        const int64 n = (i % 2 == 0) ? f->PRead(0, buffer, sizeof(buffer))
-                                     : f->PWrite(0, "xxxx", 4);
+        const int64 n = (i % 2 == 0) ? f->PRead(0, buffer, sizeof(buffer)) : f->PWrite(0, "xxxx", 4);
         if (n >= 0) continue;
         // A failure after the close must say so, not report a reused or
         // vanished descriptor.
@@ -140,8 +139,7 @@ TEST_P(HandleSafety, ReadsOfAFileLargerThanMemoryFail) {
   ASSERT_TRUE(f->Seek(0));
   ::string contents = "old";
   EXPECT_EQ(ErrorOf(f->ReadToString(&contents, -1), f), file::ERROR_NO_SPACE);
-  EXPECT_NE(f->GetCurrentErrorMessage().find("memory"), ::string::npos)
-      << f->GetCurrentErrorMessage();
+  EXPECT_NE(f->GetCurrentErrorMessage().find("memory"), ::string::npos) << f->GetCurrentErrorMessage();
   EXPECT_TRUE(contents.empty());
   EXPECT_EQ(f->GetMemBlockFromDisk(0, MoreThanMemory(), 0), nullptr);
   EXPECT_EQ(f->GetMemBlock(0, MoreThanMemory(), 0), nullptr);

@@ -72,8 +72,7 @@ TEST(ShardedNamesTest, TakeAShardNameApart) {
                                   "b-000001-of-000003", "b-00001-of-0003", "-00001-of-00003",
                                   "dir/-00001-of-00003", "b-00001-of-00003x", "b_00001-of-00003",
                                   "b-0000a-of-00003", "-of-", "", "b-99999999999-of-99999999999"}) {
-    EXPECT_EQ(ShardedBasenameWithNumShards(not_a_shard, &shard, &count, &digits), nullptr)
-        << not_a_shard;
+    EXPECT_EQ(ShardedBasenameWithNumShards(not_a_shard, &shard, &count, &digits), nullptr) << not_a_shard;
   }
   EXPECT_EQ(shard, -1);
   EXPECT_EQ(ShardedBasenameWithNumShards(nullptr, &shard, &count, &digits), nullptr);
