@@ -13,7 +13,7 @@
 namespace {
 
 
-TEST(LogPositions, PackingIsExactAndOrderedLikeThePairs) {
+TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
   const std::pair<int, int64> pairs[] = {
       {0, 0}, {0, 1}, {0, LogBase::kMaxOffset}, {1, 0}, {7, 4096}, {99999, 5}, {LogBase::kMaxFileNumber, LogBase::kMaxOffset}};
   int64 previous = -1;
@@ -28,9 +28,7 @@ TEST(LogPositions, PackingIsExactAndOrderedLikeThePairs) {
     EXPECT_LT(LogBase::PositionToText(p).size(), static_cast<size_t>(kMaxLogReaderPosLen));
     previous = p;
   }
-}
-
-TEST(LogPositions, OutOfRangePartsGiveNoPosition) {
+  // Parts out of range give no position.
   EXPECT_EQ(LogBase::MakeLogPosition(-1, 0), -1);
   EXPECT_EQ(LogBase::MakeLogPosition(0, -1), -1);
   EXPECT_EQ(LogBase::MakeLogPosition(LogBase::kMaxFileNumber + 1, 0), -1);
@@ -41,20 +39,12 @@ TEST(LogPositions, OutOfRangePartsGiveNoPosition) {
 
 TEST(LogPositions, TextForms) {
   struct Case { const char* text; bool ok; int64 position; } cases[] = {
-      {"0:0", true, 0},
-      {"3:17", true, LogBase::MakeLogPosition(3, 17)},
-      {"-1", true, LogBase::kLogStart},
-      {"-2", true, LogBase::kLogEnd},
-      {"", false, 0},
-      {":", false, 0},
-      {"3:", false, 0},
-      {":3", false, 0},
-      {"3:4:5", false, 0},
-      {"-3", false, 0},
-      {"3 :4", false, 0},
+      {"0:0", true, 0}, {"3:17", true, LogBase::MakeLogPosition(3, 17)},
+      {"-1", true, LogBase::kLogStart}, {"-2", true, LogBase::kLogEnd},
+      {"", false, 0}, {":", false, 0}, {"3:", false, 0}, {":3", false, 0}, {"3:4:5", false, 0},
+      {"-3", false, 0}, {"3 :4", false, 0}, {"99999999999999999999999:1", false, 0},
       {"8388608:0", false, 0},        // file number too large
       {"0:1099511627776", false, 0},  // offset too large
-      {"99999999999999999999999:1", false, 0},
   };
   for (const Case& c : cases) {
     int64 p = 12345;
@@ -78,11 +68,7 @@ TEST(LogNames, FileNamesAndTheirNumbers) {
   };
   for (const auto& c : cases) EXPECT_EQ(LogBase::LogFileNameToFileNumber(c.name), c.number) << c.name;
   EXPECT_EQ(LogBase::LogFileNameToFileNumber(nullptr), -1);
-}
-
-TEST(LogNames, LongBasesAreCutAt4095Characters) {
-  LogBase base(std::string(5000, 'b'));
-  EXPECT_EQ(base.FileName(1).size(), 4095u);
+  EXPECT_EQ(LogBase(std::string(5000, 'b')).FileName(1).size(), 4095u);  // long bases are cut
 }
 
 TEST(LogChunkSize, TestHookChangesAndRestores) {
