@@ -198,6 +198,10 @@ class RecordWriter {
   // the writer moves to the file `opener` gives; without an opener the
   // record fails with ERROR_NO_SPACE. length <= 0: no limit.
   void SetMaxFileLength(int64 length, RecordWriterOpener* opener);
+  // For CONCURRENT_APPENDERS over a file that no one else appends to (a
+  // single-writer log): buffers may then end inside a frame, and go to the
+  // file in aligned pieces as a single writer's do.
+  void SetSoleAppender(bool sole);
   // True: TryWriteRecord flushes in the background.
   bool AsyncEnabled() const { return true; }
 
@@ -216,6 +220,15 @@ class RecordWriter {
   // Writes the buffer to the file; false (error set) when it could not all
   // be written (what was not stays buffered).
   bool WriteBufferLocked();
+  // A single writer's frames pass through the buffer, which is written
+  // whenever its end reaches a multiple of spill_unit_ in the file (whole
+  // units of a long payload go straight from the caller's memory). Spill:
+  // false when a write failed; the bytes not written, then `rest`, are
+  // buffered for the next Flush.
+  void StreamRecordLocked(const char* data, size_t n);
+  bool SpillLocked(const char* data, size_t n, const char* rest, size_t rest_n);
+  // Buffered bytes at which the buffer's end reaches the next unit.
+  size_t SpillPointLocked() const;
   bool WriteBytes(const char* data, size_t n, size_t* written, ::string* error, int* code);
   // Makes room in the current file for `bytes` more, moving to the next
   // file when a length limit says so.
@@ -234,9 +247,14 @@ class RecordWriter {
   bool close_result_ = true;
   bool sync_on_close_ = true;
   size_t capacity_;
+  // The largest power of two up to capacity_: full buffers end at its
+  // multiples, so the file is written in aligned pieces.
+  size_t spill_unit_;
+  bool write_failed_ = false;  // the last write of the buffer failed
+  bool sole_appender_ = false;
   int max_record_size_;
   std::string buffer_;
-  int64 base_offset_ = 0;  // file offset of buffer_[0] (single writer)
+  int64 base_offset_ = 0;  // file offset of buffer_[0] (single writers, sole appenders)
   // Compression.
   bool compress_ = false;
   records::CodecParams codec_;

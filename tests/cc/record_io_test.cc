@@ -275,6 +275,39 @@ TEST_P(RecordIoTest, NonBlockingWritesRetryAndLoseNothing) {
   RecordProperty("retries", retries);
 }
 
+// Buffers that end inside frames (a single writer, then a sole appender,
+// each started unaligned by the one before) keep every record whole.
+TEST_P(RecordIoTest, StreamedBuffersKeepEveryRecordWhole) {
+  Put("s.rec", "");
+  std::vector<std::string> want;
+  for (int buffer : {4096, 5000}) {
+    File* f = File::Open(P("s.rec").c_str(), "a");
+    ASSERT_TRUE(f != nullptr && f->Seek(f->Size()));
+    RecordWriter w(f, buffer, buffer == 4096 ? RecordWriter::SINGLE_WRITER : RecordWriter::CONCURRENT_APPENDERS);
+    w.SetSoleAppender(buffer == 5000);
+    for (int n : {7, 4084, 4085, 9000, 1100000, 0, 12345}) {
+      want.push_back(Rec(static_cast<int>(want.size()), n));
+      ASSERT_TRUE(w.WriteRecord(want.back()));
+    }
+    ASSERT_TRUE(w.Close());
+  }
+  RecordReader* raw = nullptr;
+  EXPECT_EQ(ReadAllRecords(P("s.rec"), &raw), want);
+  EXPECT_EQ(std::unique_ptr<RecordReader>(raw)->skipped_bytes(), 0);
+}
+
+// A write failing inside a record keeps it whole; later records are refused.
+TEST(RecordWriterFailureTest, FailureInsideARecordKeepsItWhole) {
+  RecordWriter w(File::Open("/dev/full", "w"), 4096);
+  w.NoSyncOnClose();
+  ASSERT_TRUE(w.WriteRecord(std::string(3000, 'a')));
+  EXPECT_TRUE(w.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
+  EXPECT_NE(w.GetCurrentErrorCode(), file::OK);
+  EXPECT_EQ(w.Tell(), 2 * (3000 + RecordIO::kHeaderSize));  // nothing reached the file, nothing lost
+  EXPECT_FALSE(w.WriteRecord(std::string(3000, 'c')));
+  EXPECT_FALSE(w.Flush());
+}
+
 TEST_P(RecordIoTest, WriteFailuresSayWhy) {
   Put("ro.rec", "");
   File* f = File::Open(P("ro.rec").c_str(), "r");

@@ -76,6 +76,10 @@ class TestCase(unittest.TestCase):
         else:
             self.fail('%s%r did not raise TypeError' % (getattr(f, '__name__', f), args))
 
+    def assertNoMatch(self, f, *args):
+        """None of f's overloaded forms takes args."""
+        self.assertTypeError("No matching function for overloaded '%s'" % f.__name__, f, *args)
+
     def assertIntResult(self, value, expected):
         self.assertIs(type(value), int)
         self.assertEqual(value, expected)

@@ -11,11 +11,10 @@ class WatcherTest(pqtest.TestCase):
         w = m.new_AsyncIOWatcher()
         self.assertIntResult(m.AsyncIOWatcher_IsFinished(w), 0)
         m.AsyncIOWatcher_Finish(w, m.ERROR_NOT_FOUND, 123)
-        self.assertIntResult(m.AsyncIOWatcher_IsFinished(w), 1)
-        self.assertIntResult(m.AsyncIOWatcher_Error(w), 3)
-        self.assertLongResult(m.AsyncIOWatcher_Bytes(w), 123)
-        self.assertIs(m.AsyncIOWatcher_Wait(w), None)
-        self.assertIntResult(m.AsyncIOWatcher_WaitWithTimeout(w, 0), 1)
+        self.assertEqual([(type(v), v) for v in (m.AsyncIOWatcher_IsFinished(w), m.AsyncIOWatcher_Error(w),
+                                                 m.AsyncIOWatcher_Bytes(w), m.AsyncIOWatcher_Wait(w),
+                                                 m.AsyncIOWatcher_WaitWithTimeout(w, 0))],
+                         [(int, 1), (int, 3), (long, 123), (type(None), None), (int, 1)])
         m.delete_AsyncIOWatcher(w)
 
     def test_overflowing_byte_count_leaves_it_unfinished(self):
@@ -34,11 +33,10 @@ class WatcherTest(pqtest.TestCase):
         def waiter():
             m.AsyncIOWatcher_Wait(w)
             results.append((m.AsyncIOWatcher_Error(w), m.AsyncIOWatcher_Bytes(w)))
-        t = threading.Thread(target=waiter)
+        t, finisher = threading.Thread(target=waiter), threading.Thread(target=m.AsyncIO_Finish, args=(w, 0, 77))
         t.start()
         time.sleep(0.05)
         self.assertEqual(results, [])
-        finisher = threading.Thread(target=m.AsyncIO_Finish, args=(w, 0, 77))
         finisher.start()
         finisher.join(5)
         t.join(5)
@@ -56,15 +54,12 @@ class WatcherTest(pqtest.TestCase):
         self.assertIntResult(m.AsyncIOWatcher_WaitWithTimeout(w, 1000), 0)
         m.delete_AsyncIOWatcher(w)
 
-    def test_detached_watcher_frees_itself_when_finished(self):
+    def test_detached_watcher_frees_itself_and_null_objects_delete_as_nothing(self):
         w = m.new_AsyncIOWatcher()
         m.AsyncIOWatcher_Detach(w)
         m.AsyncIOWatcher_Finish(w, 0, 5)  # the last use of w
-
-    def test_deleting_null_objects(self):
-        for f in (m.delete_AsyncIO, m.delete_AsyncIOWatcher, m.delete_AsyncIOForSS):
-            self.assertIs(f(None), None)
-            self.assertIs(f('NULL'), None)
+        self.assertEqual([f(null) for f in (m.delete_AsyncIO, m.delete_AsyncIOWatcher, m.delete_AsyncIOForSS)
+                          for null in (None, 'NULL')], [None] * 6)
 
 
 if __name__ == '__main__':

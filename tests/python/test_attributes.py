@@ -24,11 +24,9 @@ def attr_with_version(time):
 class FileAttrTest(pqtest.TestCase):
     def test_getters_point_into_a_fresh_record(self):
         a = m.new_FileAttr()
-        self.assertIntResult(m.FileAttr_finalized_get(a), 0)
         v = m.FileAttr_version_get(a)
-        self.assertIsInstance(v, VersionProxy)
-        self.assertEqual(v.thisown, 0)
-        self.assertIntResult(m.FileVersion_IsEmpty(v), 1)
+        self.assertEqual((type(v), v.thisown), (VersionProxy, 0))
+        assert_results(self, [m.FileAttr_finalized_get(a), m.FileVersion_IsEmpty(v)], [0, 1])
         m.FileVersion_time_set(v, 99)
         self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(a)), 99)
         self.assertTrue(pqtest.is_pointer_text(m.FileAttr_checksum_get(a), '_p_ChecksumState'))
@@ -37,11 +35,10 @@ class FileAttrTest(pqtest.TestCase):
     def test_setters_copy_and_clear_resets(self):
         a, b = m.new_FileAttr(), m.new_FileAttr()
         source = version(5, 2 ** 63)
-        self.assertIs(m.FileAttr_version_set(a, source), None)
-        self.assertEqual(source.thisown, 1)
+        self.assertEqual((m.FileAttr_version_set(a, source), source.thisown), (None, 1))
         m.FileVersion_time_set(source, 6)
-        self.assertLongResult(m.FileVersion_time_get(m.FileAttr_version_get(a)), 5)
-        self.assertLongResult(m.FileVersion_creator_get(m.FileAttr_version_get(a)), 2 ** 63)
+        kept = m.FileAttr_version_get(a)
+        assert_results(self, [m.FileVersion_time_get(kept), m.FileVersion_creator_get(kept)], [5, 2 ** 63], long)
         m.FileAttr_checksum_set(b, m.FileAttr_checksum_get(a))
         for f in (m.FileAttr_checksum_set, m.FileAttr_version_set):
             self.assertTypeError('null reference', f, a, None)
@@ -50,8 +47,7 @@ class FileAttrTest(pqtest.TestCase):
         self.assertRaises(TypeError, m.FileAttr_finalized_set, a, 'yes')
         self.assertIntResult(m.FileAttr_finalized_get(a), 1)
         self.assertIs(m.FileAttr_Clear(a), None)
-        self.assertIntResult(m.FileAttr_finalized_get(a), 0)
-        self.assertIntResult(m.FileVersion_IsEmpty(m.FileAttr_version_get(a)), 1)
+        assert_results(self, [m.FileAttr_finalized_get(a), m.FileVersion_IsEmpty(m.FileAttr_version_get(a))], [0, 1])
         self.assertIs(m.FileAttr_finalized_set(None, 1), None)  # setters skip a null record
         self.assertTypeError('null reference', m.FileAttr_Clear, None)
 

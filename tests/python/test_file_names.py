@@ -6,7 +6,6 @@ import pqtest
 from file_roots import assert_results, attr, awaited
 from pqtest import m
 
-NO_MATCH = "No matching function for overloaded '%s'"
 
 
 @file_roots.on_each_file_system
@@ -158,8 +157,7 @@ class ChangeTest(file_roots.FileCases):
             m.File_CopyFullySpecified(a, self.path('c4'), attr(0), 0o640, 'root', 0, 1, 1, None)], [1, 0, 1, 1, 1])
         self.assertEqual([self.contents(n) for n in ('c1', 'c2', 'c3', 'c4')], ['B'] * 4)
         for args in ((0, 'root', 0, 1), ('n', 'root', 0, 1, 1), (0, 'root', 0, 1, 1, m.new_FileStat())):
-            self.assertTypeError(NO_MATCH % 'File_CopyFullySpecified', m.File_CopyFullySpecified,
-                                 a, self.path('x'), attr(0), *args)
+            self.assertNoMatch(m.File_CopyFullySpecified, a, self.path('x'), attr(0), *args)
         self.assertEqual(m.File_Exists(self.path('x')), 0)
 
     def test_handle_copies(self):
@@ -177,8 +175,8 @@ class ChangeTest(file_roots.FileCases):
         assert_results(self, [m.File_CopyNBytes(source, target, 3, None, None),
                               m.File_CopyNBytes(source, target, 30, None, None), m.File_CopyToEof(None, target)],
                        [1, 0, 0])
-        self.assertTypeError(NO_MATCH % 'File_CopyBytes', m.File_CopyBytes, source)
-        self.assertTypeError(NO_MATCH % 'File_CopyToEof', m.File_CopyToEof, source, 'x')
+        self.assertNoMatch(m.File_CopyBytes, source)
+        self.assertNoMatch(m.File_CopyToEof, source, 'x')
 
     def test_mode_mtime_owner_group(self):
         name = self.put('a', '')

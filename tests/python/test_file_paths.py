@@ -1,5 +1,5 @@
 """Path and sharded-name utilities, File_ and free forms, and the value functions
-(IsUInt64ANegativeInt64, TranslateFromErrno, ErrorSpace)."""
+(IsUInt64ANegativeInt64, TranslateFromErrno, ErrorToString, ErrorSpace)."""
 import ctypes
 import errno
 import os
@@ -100,6 +100,9 @@ class ValueFunctionTest(pqtest.TestCase):
         for value, code in ((0, m.OK), (errno.ENOENT, m.ERROR_NOT_FOUND), (99999, m.ERROR_UNKNOWN)):
             self.assertIntResult(m.TranslateFromErrno(value), code)
         self.assertRaises(TypeError, m.TranslateFromErrno, 'ENOENT')
+        self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
+        self.assertIn('99', m.ErrorToString(99))
+        self.assertRaises(TypeError, m.ErrorToString, 'x')
         space = m.ErrorSpace()  # one shared object
         self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
         self.assertEqual(m.ErrorSpace(), space)

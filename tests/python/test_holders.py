@@ -32,13 +32,9 @@ class LifecycleTest(file_roots.FileCases):
         return f
 
     def test_empty_closer(self):
-        c = m.new_FileCloser()
-        for accessor in (m.FileCloser_get, m.FileCloser___mul__, m.FileCloser___deref__, m.FileCloser_release):
-            self.assertIs(accessor(c), None)
-        self.assertIs(m.FileCloser_reset(c, None), None)
-        self.assertIs(m.delete_FileCloser(c), None)
-        empty = m.new_FileDeleter(None)
-        self.assertIs(m.FileDeleter_get(empty), None)
+        c, empty = m.new_FileCloser(), m.new_FileDeleter(None)
+        self.assertEqual([accessor(c) for accessor in (CLOSER.get, CLOSER.__mul__, CLOSER.__deref__, CLOSER.release)]
+                         + [m.FileCloser_reset(c, None), m.delete_FileCloser(c), m.FileDeleter_get(empty)], [None] * 7)
         m.delete_FileDeleter(empty)
 
     def test_accessors_then_release_then_drop_ends_nothing(self):
@@ -48,12 +44,9 @@ class LifecycleTest(file_roots.FileCases):
             self.assertTrue(pqtest.is_pointer_text(holder, '_p_' + h.cls), holder)
             for accessor in (h.get, h.__mul__, h.__deref__):
                 self.assertEqual(accessor(holder), f)
-            self.assertEqual(h.release(holder), f)
-            self.assertIs(h.get(holder), None)
-            h.delete(holder)
-            self.assertTrue(is_open(self.path('a')))
-            self.assertIntResult(m.File_Exists(self.path('a')), 1)
-            self.assertIntResult(m.File_Close(f), 1)
+            self.assertEqual((h.release(holder), h.get(holder), h.delete(holder), is_open(self.path('a'))),
+                             (f, None, None, True))
+            assert_results(self, [m.File_Exists(self.path('a')), m.File_Close(f)], [1, 1])
 
     def test_dropping_or_resetting_ends_the_held_file(self):
         # What ending means for each holder is the library's (holders_test.cc).
@@ -80,19 +73,18 @@ class ConstructionTest(pqtest.TestCase):
     def test_argument_and_receiver_checks(self):
         empty = m.new_FileCloser()
         self.addCleanup(m.delete_FileCloser, empty)
-        no_match = "No matching function for overloaded '%s'"
+        for f, args in ((m.new_FileCloser, (None, None)), (m.new_FileCloser, ('x',)),
+                        (m.new_FileCloser, (m.new_FileStat(),)), (m.FileCloser_DeleteWithOp, (5, None))):
+            self.assertNoMatch(f, *args)
+        got = 'Type error. Got _p_%s, expected _p_%s'
         for text, f, args in (
                 ('new_FileDeleter() takes exactly 1 argument (0 given)', m.new_FileDeleter, ()),
-                (no_match % 'new_FileCloser', m.new_FileCloser, (None, None)),
-                (no_match % 'new_FileCloser', m.new_FileCloser, ('x',)),
-                (no_match % 'new_FileCloser', m.new_FileCloser, (m.new_FileStat(),)),
-                ('Type error. Got _p_FileStat, expected _p_File', m.new_FileDeleter, (m.new_FileStat(),)),
-                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_Tell, (empty,)),
-                ('Type error. Got _p_FileCloser, expected _p_FileDeleter', m.FileDeleter_release, (empty,)),
-                ('Type error. Got _p_FileCloser, expected _p_File', m.FileCloser_reset, (empty, empty)),
+                (got % ('FileStat', 'File'), m.new_FileDeleter, (m.new_FileStat(),)),
+                (got % ('FileCloser', 'FileDeleter'), m.FileDeleter_Tell, (empty,)),
+                (got % ('FileCloser', 'FileDeleter'), m.FileDeleter_release, (empty,)),
+                (got % ('FileCloser', 'File'), m.FileCloser_reset, (empty, empty)),
                 ('Expected a pointer', m.FileCloser_Flush, (5,)),
                 ('FileCloser_Seek() takes exactly 2 arguments (1 given)', m.FileCloser_Seek, (empty,)),
-                (no_match % 'FileCloser_DeleteWithOp', m.FileCloser_DeleteWithOp, (5, None)),
                 ('null reference', m.FileCloser_Size, (empty,)),
                 ('null reference', m.FileCloser_ReadToString, (empty, 5))):
             self.assertTypeError(text, f, *args)

@@ -47,22 +47,17 @@ class LogBaseTest(LogCase):
         m.delete_LogWriter(w)
 
     def test_binding_errors(self):
-        self.assertTypeError('null reference', m.LogBase_base_file, None)
-        self.assertRaises(TypeError, m.LogBase_FileName, 'x', 1)
-        self.assertRaises(TypeError, m.LogBase_LogFileNameToFileNumber, 5)
-        self.assertTypeError("No matching function for overloaded 'new_LogWriter'", m.new_LogWriter, 5)
-        self.assertTypeError("No matching function for overloaded 'new_LogWriter'",
-                             m.new_LogWriter, 'a', 'b', 1, 2, 3, 4)
-        self.assertTypeError("No matching function for overloaded 'LogReader_GarbageCollect'",
-                             m.LogReader_GarbageCollect, 5, 1)
         w = m.new_LogWriter()
-        self.assertTypeError("No matching function for overloaded 'LogWriter_WriteRecord'",
-                             m.LogWriter_WriteRecord, w, 5)
-        self.assertTypeError("No matching function for overloaded 'LogWriter_TryWriteRecord'",
-                             m.LogWriter_TryWriteRecord, w, 'x')
-        self.assertTypeError('null reference', m.LogWriter_WriteProtocolMessage, w, None)
-        self.assertRaises(TypeError, m.new_LogReader, self.base, 'not a number')
-        m.delete_LogWriter(w)
+        self.addCleanup(m.delete_LogWriter, w)
+        for f, args in ((m.new_LogWriter, (5,)), (m.new_LogWriter, ('a', 'b', 1, 2, 3, 4)),
+                        (m.LogReader_GarbageCollect, (5, 1)), (m.LogWriter_WriteRecord, (w, 5)),
+                        (m.LogWriter_TryWriteRecord, (w, 'x'))):
+            self.assertNoMatch(f, *args)
+        for f, args in ((m.LogBase_base_file, (None,)), (m.LogWriter_WriteProtocolMessage, (w, None))):
+            self.assertTypeError('null reference', f, *args)
+        for f, args in ((m.LogBase_FileName, ('x', 1)), (m.LogBase_LogFileNameToFileNumber, (5,)),
+                        (m.new_LogReader, (self.base, 'not a number'))):
+            self.assertRaises(TypeError, f, *args)
 
 
 class LogReadWriteTest(LogCase):
@@ -70,21 +65,18 @@ class LogReadWriteTest(LogCase):
         # Rotation, tailing and collection themselves are the library's (log_io_test.cc).
         w = m.new_LogWriter(self.base, 'py', m.LogWriter_SINGLE_WRITER, 256, 0)
         tail = m.new_LogReader(self.base)
-        for i in range(3):
-            self.assertIntResult(m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i), 1)
-        self.assertIntResult(m.LogWriter_Flush(w), 1)
+        assert_results(self, [m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i) for i in range(3)]
+                       + [m.LogWriter_Flush(w)], [1] * 4)
         self.assertEqual(self.drain(tail), ['rec%d\0' % i + 'y' * i for i in range(3)])
         self.assertEqual(m.LogReader_Tell(tail), m.LogReader_EOFPosition(tail))
         self.assertEqual(m.LogWriter_GetPosition(w), '%d:%d' % (
             m.LogBase_LogPositionToFileNumber(m.LogWriter_EOFPosition(w)),
             m.LogBase_LogPositionToOffset(m.LogWriter_EOFPosition(w))))
         self.assertEqual(m.LogWriter_ApproximateTell(w), m.LogWriter_ApproximateEOFPosition(w))
-        self.assertLongResult(m.LogReader_UnreadBytes(tail), 0)
-        self.assertLongResult(m.LogReader_NumBytesSkipped(tail), 0)
-        self.assertIntResult(m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)), 1)
-        self.assertIntResult(m.LogReader_GarbageCollect(self.base, -1L), 0)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, 'x:y'), 0)
-        self.assertIntResult(m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w)), 1)
+        assert_results(self, [m.LogReader_UnreadBytes(tail), m.LogReader_NumBytesSkipped(tail)], [0, 0], long)
+        assert_results(self, [m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)),
+                              m.LogReader_GarbageCollect(self.base, -1L), m.LogWriter_TruncateLog(self.base, 'x:y'),
+                              m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w))], [1, 0, 0, 1])
         m.delete_LogReader(tail)
         m.delete_LogWriter(w)
 

@@ -1,6 +1,7 @@
 """Operation rows, and the errors and deadlines the ...WithOp functions record in it."""
 import file_roots
 import pqtest
+from file_roots import assert_results
 from pqtest import m
 
 
@@ -9,17 +10,15 @@ class OperationRecordTest(pqtest.TestCase):
         op = m.new_Operation()
         for row, value in (('ok', 1), ('error', 0), ('HasDeadline', 0), ('retry', 0)):
             self.assertIntResult(getattr(m, 'Operation_' + row)(op), value)
-        self.assertEqual((m.Operation_Status(op), m.Operation_descriptor(op)), ('OK', ''))
-        self.assertIs(m.Operation_InternalFinish(op), None)
-        self.assertIs(m.Operation_CheckSuccess(op), None)
-        self.assertIs(m.Operation_set_retry(op, 2), None)
+        self.assertEqual([m.Operation_Status(op), m.Operation_descriptor(op), m.Operation_resource_user(op),
+                          m.Operation_InternalFinish(op), m.Operation_CheckSuccess(op), m.Operation_set_retry(op, 2)],
+                         ['OK', '', '', None, None, None])
         self.assertIntResult(m.Operation_retry(op), 1)
         m.Operation_set_retry(op, 0L)
-        self.assertRaises(TypeError, m.Operation_set_retry, op, 'yes')
-        self.assertIntResult(m.Operation_retry(op), 0)
-        self.assertEqual(m.Operation_resource_user(op), '')
         m.Operation_set_resource_user(op, 'team\0a')  # byte-exact
-        self.assertRaises(TypeError, m.Operation_set_resource_user, op, 5)
+        for setter, bad in ((m.Operation_set_retry, 'yes'), (m.Operation_set_resource_user, 5)):
+            self.assertRaises(TypeError, setter, op, bad)
+        self.assertIntResult(m.Operation_retry(op), 0)
         self.assertEqual(m.Operation_resource_user(op), 'team\0a')
 
     def test_value_results_are_pointer_objects(self):
@@ -38,9 +37,8 @@ class OperationRecordTest(pqtest.TestCase):
         m.Operation_set_traffic_class(b, m.Operation_traffic_class(a))
         m.Operation_SetDeadlineLength(a, -1.0)
         m.Operation_SetAbsoluteDeadline(b, m.Operation_GetDeadline(a))
-        self.assertIntResult(m.Operation_HasDeadline(b), 1)
-        self.assertIntResult(m.File_ExistsWithOp('/', b), 0)
-        self.assertIntResult(m.Operation_error(b), m.ERROR_DEADLINE_EXCEEDED)
+        assert_results(self, [m.Operation_HasDeadline(b), m.File_ExistsWithOp('/', b), m.Operation_error(b)],
+                       [1, 0, m.ERROR_DEADLINE_EXCEEDED])
         self.assertIs(m.Operation_ClearDeadline(b), None)
         self.assertIntResult(m.Operation_HasDeadline(b), 0)
 
@@ -53,9 +51,9 @@ class OperationRecordTest(pqtest.TestCase):
             self.assertTypeError('null reference', f, *args)
         self.assertTypeError('Type error. Got _p_FileStat, expected _p_file__Operation',
                              m.Operation_ok, m.new_FileStat())
-        self.assertRaises(TypeError, m.Operation_SetDeadlineLength, op, 'soon')
-        self.assertRaises(TypeError, m.Operation_SetError, op, 'x', None)
-        self.assertRaises(TypeError, m.new_Operation, 1)
+        for f, args in ((m.Operation_SetDeadlineLength, (op, 'soon')), (m.Operation_SetError, (op, 'x', None)),
+                        (m.new_Operation, (1,))):
+            self.assertRaises(TypeError, f, *args)
         self.assertEqual((m.Operation_ok(op), m.Operation_descriptor(op), m.Operation_HasDeadline(op)), (1, '', 0))
 
     def test_copy_from_and_clear_error(self):

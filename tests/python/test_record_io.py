@@ -1,6 +1,4 @@
 """RecordIO, RecordWriter, RecordReader, RecordReaderOptions, RecordWriterOpener and RecordReaderScript."""
-import os
-
 import file_roots
 import pqtest
 from file_roots import assert_results, on_each_file_system
@@ -82,12 +80,11 @@ class RecordCases(file_roots.FileCases):
 
     def test_dispatch_and_binding_errors(self):
         w = self.writer('d')
-        no_match = "No matching function for overloaded '%s'"
         for name, args in (('RecordWriter_WriteRecord', (w, 5)), ('RecordWriter_WriteRecord', (w,)),
                            ('RecordWriter_EnableCompression', (w,)), ('RecordWriter_EnableCompression', (w, 'x')),
                            ('RecordWriter_EnableCWCompression', (w, 1, 2, 3)), ('new_RecordReader', ()),
                            ('new_RecordReaderScript', (None, 'x'))):
-            self.assertTypeError(no_match % name, getattr(m, name), *args)
+            self.assertNoMatch(getattr(m, name), *args)
         # The Cord form is tried first: None is a null Cord.
         self.assertTypeError('null reference', m.RecordWriter_WriteRecord, w, None)
         self.assertTypeError('null reference', m.RecordWriter_WriteProtocolMessage, w, None)
@@ -198,50 +195,11 @@ class OptionsTest(pqtest.TestCase):
         m.RecordReaderOptions_set_initial_seek_back(o, -1)
         self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), -1)
         m.RecordReaderOptions_set_enable_aio(o, 7)
-        self.assertIntResult(m.RecordReaderOptions_enable_aio(o), 1)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'buffer_size=8192,fixed_size=0'), 1)
-        self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'buffer_size=1\0'), 0)
-        self.assertIntResult(m.RecordReaderOptions_LoadOptionsFromString(o, 'colour=blue'), 0)
-        self.assertIntResult(m.RecordReaderOptions_buffer_size(o), 8192)
+        load = lambda text: m.RecordReaderOptions_LoadOptionsFromString(o, text)
+        assert_results(self, [m.RecordReaderOptions_enable_aio(o), load('buffer_size=8192,fixed_size=0'),
+                              m.RecordReaderOptions_buffer_size(o), load('buffer_size=1\0'), load('colour=blue'),
+                              m.RecordReaderOptions_buffer_size(o)], [1, 1, 8192, 0, 0, 8192])
         m.delete_RecordReaderOptions(o)
-
-    def test_skips_are_logged_with_file_and_offset(self):
-        path = os.path.join(file_roots.scratch_dir(self), 'log')  # read by another process
-        w = m.new_RecordWriter(m.File_Open(path, 'w'), 4096)
-        for i in range(20):
-            m.RecordWriter_WriteRecord(w, 'record %d' % i)
-        m.delete_RecordWriter(w)
-        ok, data = m.File_ReadFileToString(path)
-        m.File_WriteStringToFile(data[:40] + '\xff' * 5 + data[45:], path)
-        code = ('import _file_base_pyquarry as m\n'
-                'r = m.new_RecordReaderScript(m.File_Open(%r, "r"))\n'
-                'm.RecordReader_set_log_skips(r, %d)\n'
-                'while m.RecordReaderScript_ReadRecordIntoString(r)[0]: pass\n')
-        for flag in (1, 0):
-            status, out, err = pqtest.run_python(code % (path, flag))
-            self.assertEqual(status, 0, err)
-            logged = [line for line in err.splitlines() if 'skipped' in line]
-            if flag:
-                self.assertEqual(len(logged), 1, err)
-                self.assertIn(path + ' at offset ', logged[0])
-            else:
-                self.assertEqual(logged, [])
-
-    def test_default_writer_buffer_size_comes_from_the_environment(self):
-        # A 5000-byte record reaches the file at once only when the buffer is smaller.
-        code = ('import _file_base_pyquarry as m, os\n'
-                'p = os.path.join(%r, "b")\n'
-                'w = m.new_RecordWriter(m.File_Open(p, "w"))\n'
-                'm.RecordWriter_WriteRecord(w, "x" * 5000)\n'
-                'print m.FileStat_length_get(m.File_Stat(p))\n') % file_roots.scratch_dir(self)
-        sizes = []
-        for value in ('4096', None):
-            status, out, err = pqtest.run_python(code, PQ_RECORD_WRITER_BUFFER_SIZE=value)
-            self.assertEqual(status, 0, err)
-            sizes.append(int(out))
-        self.assertTrue(sizes[0] > 5000, sizes)
-        self.assertEqual(sizes[1], 0)
 
 
 if __name__ == '__main__':

@@ -139,6 +139,7 @@ bool LogWriter::OpenFile(int number, bool continuing) {
     current_ = new logs::CurrentFile();
     SwitchTo(f, size);
     writer_ = new RecordWriter(current_, buffer_size_, RecordWriter::CONCURRENT_APPENDERS);
+    writer_->SetSoleAppender(concurrency_ == SINGLE_WRITER);
     writer_->RelinquishFileOwnership();
     writer_->NoSyncOnClose();
     if (compression_) ApplyCompression();

@@ -19,7 +19,7 @@ RecordDecoder::RecordDecoder(ByteSource* source, size_t window)
 int64 RecordDecoder::Fetch(int64 offset, int64 n, const char** p) {
   const int64 window_end = window_offset_ + window_length_;
   if (offset >= window_offset_ && offset + n <= window_end) {
-    *p = window_.data() + (offset - window_offset_);
+    *p = window_.get() + (offset - window_offset_);
     return n;
   }
   // Allocate for a long frame only once the source shows it has the bytes.
@@ -29,22 +29,33 @@ int64 RecordDecoder::Fetch(int64 offset, int64 n, const char** p) {
     if (r < 0) return -1;
     if (r == 0) return n - 1;
   }
-  const size_t want = std::max<size_t>(static_cast<size_t>(n), window_size_);
+  // The window runs from the page that holds `offset` to a page boundary,
+  // and the bytes land in memory at their alignment in the file: the
+  // kernel copies page-cache pages fastest that way.
+  const int64 start = offset - offset % kPage;
+  const int64 lead = offset - start;
+  const size_t want = static_cast<size_t>((std::max<int64>(n + lead, static_cast<int64>(window_size_)) + kPage - 1) /
+                                          kPage * kPage);
   int64 kept = 0;
-  if (offset >= window_offset_ && offset < window_end) {
-    kept = window_end - offset;
-    std::memmove(window_.data(), window_.data() + (offset - window_offset_), static_cast<size_t>(kept));
+  if (start >= window_offset_ && start < window_end) {
+    kept = window_end - start;
+    std::memmove(window_.get(), window_.get() + (start - window_offset_), static_cast<size_t>(kept));
   }
-  if (window_.size() < want) {
-    window_.resize(want);
-  } else if (window_.size() > 2 * want && kept == 0) {
-    std::string().swap(window_);  // give back what one long frame took
-    window_.resize(want);
+  if (window_capacity_ < want || (window_capacity_ > 2 * want && kept == 0)) {
+    // Grows, or gives back what one long frame took.
+    std::unique_ptr<char, FreeDeleter> bigger(static_cast<char*>(std::aligned_alloc(kPage, want)));
+    if (bigger == nullptr) {
+      window_length_ = 0;
+      return -1;
+    }
+    if (kept > 0) std::memcpy(bigger.get(), window_.get(), static_cast<size_t>(kept));
+    window_ = std::move(bigger);
+    window_capacity_ = want;
   }
-  window_offset_ = offset;
+  window_offset_ = start;
   int64 got = kept;
   while (got < static_cast<int64>(want)) {
-    const int64 r = source_->ReadAt(offset + got, window_.data() + got, static_cast<int64>(want) - got);
+    const int64 r = source_->ReadAt(start + got, window_.get() + got, static_cast<int64>(want) - got);
     if (r < 0) {
       window_length_ = got;
       return -1;
@@ -53,8 +64,8 @@ int64 RecordDecoder::Fetch(int64 offset, int64 n, const char** p) {
     got += r;
   }
   window_length_ = got;
-  *p = window_.data();
-  return std::min(got, n);
+  *p = window_.get() + lead;
+  return std::clamp<int64>(got - lead, 0, n);
 }
 
 void RecordDecoder::Preload(int64 offset, int64 n) {
@@ -66,14 +77,14 @@ void RecordDecoder::Unload(int64 offset, int64 n) {
   if (offset < window_offset_ + window_length_ && offset + n > window_offset_) window_length_ = 0;
 }
 
-void RecordDecoder::Skip(int64 offset, int64 length, const std::string& why) {
+void RecordDecoder::Skip(int64 offset, int64 length, const char* why) {
   if (length <= 0) return;
   skipped_bytes_ += length;
   ++skipped_regions_;
   if (on_skip) on_skip(offset, length, why);
 }
 
-void RecordDecoder::BeginScan(int64 offset, const std::string& why) {
+void RecordDecoder::BeginScan(int64 offset, const char* why) {
   if (assembling_) offset = assembly_start_;
   assembling_ = dropping_ = false;
   assembly_.clear();
@@ -90,7 +101,7 @@ void RecordDecoder::EndScan(int64 offset) {
   quiet_scan_ = false;
 }
 
-void RecordDecoder::DropAssembly(const std::string& why) {
+void RecordDecoder::DropAssembly(const char* why) {
   if (!assembling_) return;
   Skip(assembly_start_, pos_ - assembly_start_, why);
   assembling_ = dropping_ = false;
@@ -132,7 +143,7 @@ void RecordDecoder::Seek(int64 position) {
 void RecordDecoder::SeekToBoundary(int64 offset) {
   Seek(offset);
   scan_start_ = offset;
-  scan_reason_.clear();
+  scan_reason_ = "";
   quiet_scan_ = true;
 }
 
@@ -149,7 +160,7 @@ bool RecordDecoder::Accept(uint8 tag, int64 start, int64 end, const char* data, 
     std::string reason;
     if (!DecodeBatch(data, n, limits_.max_decoded, &batch_, &spans_, &reason)) {
       spans_.clear();
-      Skip(start, end - start, reason);
+      Skip(start, end - start, reason.c_str());
       return false;
     }
     batch_start_ = start;
@@ -159,6 +170,24 @@ bool RecordDecoder::Accept(uint8 tag, int64 start, int64 end, const char* data, 
   last_position_ = start;
   *out = data;
   *out_length = n;
+  return true;
+}
+
+bool RecordDecoder::NextInWindow(const char** data, size_t* length) {
+  const int64 at = pos_ - window_offset_;
+  if (at < 0 || window_length_ - at < kHeaderSize) return false;
+  const char* p = window_.get() + at;
+  Header h;
+  if (!DecodeHeader(p, &h) || h.kind != FULL || IsCompressionTag(h.tag) || h.length > limits_.max_record ||
+      window_length_ - at - kHeaderSize < static_cast<int64>(h.length) ||
+      (!limits_.allow_unchecked && !PayloadMatches(h, p + kHeaderSize))) {
+    return false;
+  }
+  seek_index_ = 0;
+  last_position_ = pos_;
+  pos_ += kHeaderSize + static_cast<int64>(h.length);
+  *data = p + kHeaderSize;
+  *length = h.length;
   return true;
 }
 
@@ -178,7 +207,10 @@ RecordDecoder::Status RecordDecoder::Next(const char** data, size_t* length, int
     }
     spans_.clear();
     batch_index_ = 0;
-    if (!assembling_ && scan_start_ < 0 && pos_ >= limit) return kEnd;
+    if (!assembling_ && scan_start_ < 0) {
+      if (pos_ >= limit) return kEnd;
+      if (NextInWindow(data, length)) return kRecord;
+    }
 
     const char* p;
     int64 got = Fetch(pos_, kHeaderSize, &p);

@@ -5,7 +5,9 @@
 #ifndef FILE_BASE_RECORDS_RECORD_DECODER_H_
 #define FILE_BASE_RECORDS_RECORD_DECODER_H_
 
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,6 +56,12 @@ class RecordDecoder {
   // stays valid until the next call.
   Status Next(const char** data, size_t* length, int64 limit = int64{1} << 60);
 
+  // Next's common case alone: a plain record wholly in the window, with no
+  // batch, fragment or damage under way; false leaves it all to Next.
+  bool NextPlain(const char** data, size_t* length, int64 limit) {
+    return spans_.empty() && !assembling_ && scan_start_ < 0 && pos_ < limit && NextInWindow(data, length);
+  }
+
   // Moves to a record position (see MakePosition); forgets partial state.
   void Seek(int64 position);
   // Moves to the first intact record at or after byte `offset`; the bytes
@@ -80,10 +88,14 @@ class RecordDecoder {
   // Makes bytes [offset, offset + n) readable at *p; returns how many of
   // them the source has (fewer at its end), -1 on failure.
   int64 Fetch(int64 offset, int64 n, const char** p);
-  void Skip(int64 offset, int64 length, const std::string& why);
-  void BeginScan(int64 offset, const std::string& why);
+  // Reasons are texts rather than strings: most calls pass over nothing.
+  // The common case: a sound plain FULL frame wholly in the window, taken
+  // with the same checks as below. False leaves everything to Next.
+  bool NextInWindow(const char** data, size_t* length);
+  void Skip(int64 offset, int64 length, const char* why);
+  void BeginScan(int64 offset, const char* why);
   void EndScan(int64 offset);
-  void DropAssembly(const std::string& why);
+  void DropAssembly(const char* why);
   // A whole record of `tag` at `start`; false when it holds nothing to
   // deliver (a bad batch).
   bool Accept(uint8 tag, int64 start, int64 end, const char* data, size_t n,
@@ -94,14 +106,19 @@ class RecordDecoder {
 
   ByteSource* source_;
   size_t window_size_;
-  std::string window_;
+  static constexpr int64 kPage = 4096;
+  struct FreeDeleter {
+    void operator()(char* p) const { std::free(p); }
+  };
+  std::unique_ptr<char, FreeDeleter> window_;  // page-aligned
+  size_t window_capacity_ = 0;
   int64 window_offset_ = 0;
   int64 window_length_ = 0;
   DecoderLimits limits_;
 
   int64 pos_ = 0;
   int64 scan_start_ = -1;  // start of the damage being scanned over
-  std::string scan_reason_;
+  const char* scan_reason_ = "";  // a literal
   bool quiet_scan_ = false;  // a scan for a boundary, not over damage
   // A fragmented record being put together.
   bool assembling_ = false;

@@ -5,6 +5,7 @@
 #include <zlib.h>
 #include <zstd.h>
 
+#include <bit>
 #include <climits>
 #include <cstring>
 
@@ -16,12 +17,46 @@ constexpr uint32 kMaskDelta = 0xa282ead8u;
 void PutU32(char* p, uint32 v) {
   for (int i = 0; i < 4; ++i) p[i] = static_cast<char>(v >> (8 * i));
 }
+// One load (the compiler did not merge the bytes of a loop).
 uint32 GetU32(const char* p) {
-  uint32 v = 0;
-  for (int i = 0; i < 4; ++i) v |= static_cast<uint32>(static_cast<uint8>(p[i])) << (8 * i);
+  uint32 v;
+  std::memcpy(&v, p, 4);
+  if constexpr (std::endian::native == std::endian::big) v = __builtin_bswap32(v);
   return v;
 }
-uint32 HeaderCheck(const char* p) { return MaskCrc(Crc32c(p, 5)) & 0xffffffu; }
+// CRC-32C of the five checked header bytes. A library call costs more than
+// the work: the CPU's CRC-32C instruction where it has one, else a table.
+struct Crc32cTable {
+  uint32 t[256];
+  constexpr Crc32cTable() : t() {
+    for (uint32 i = 0; i < 256; ++i) {
+      uint32 c = i;
+      for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (c & 1 ? 0x82f63b78u : 0);
+      t[i] = c;
+    }
+  }
+};
+constexpr Crc32cTable kCrcTable;
+
+#if defined(__x86_64__)
+__attribute__((target("sse4.2"))) uint32 Crc5Instruction(const char* p) {
+  uint32 word;
+  std::memcpy(&word, p, 4);
+  return ~__builtin_ia32_crc32qi(__builtin_ia32_crc32si(~0u, word), static_cast<uint8>(p[4]));
+}
+const bool kHaveCrcInstruction = __builtin_cpu_supports("sse4.2");
+#endif
+
+inline uint32 Crc5(const char* p) {
+#if defined(__x86_64__)
+  if (kHaveCrcInstruction) return Crc5Instruction(p);
+#endif
+  uint32 c = ~0u;
+  for (int i = 0; i < 5; ++i) c = kCrcTable.t[(c ^ static_cast<uint8>(p[i])) & 0xff] ^ (c >> 8);
+  return ~c;
+}
+
+uint32 HeaderCheck(const char* p) { return MaskCrc(Crc5(p)) & 0xffffffu; }
 
 }  // namespace
 
@@ -68,6 +103,11 @@ bool PayloadMatches(const Header& h, const char* payload) {
   return MaskCrc(Crc32c(payload, h.length)) == h.payload_crc;
 }
 
+FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n) {
+  if (done == 0) return piece == n ? FULL : FIRST;
+  return done + piece == n ? LAST : MIDDLE;
+}
+
 size_t FramedSize(size_t n, size_t fragment_payload) {
   const size_t fragments = n == 0 ? 1 : (n + fragment_payload - 1) / fragment_payload;
   return n + fragments * kHeaderSize;
@@ -75,28 +115,19 @@ size_t FramedSize(size_t n, size_t fragment_payload) {
 
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload) {
-  size_t at = out->size();
-  out->resize(at + FramedSize(n, fragment_payload));
-  char* dst = out->data();
+  out->reserve(out->size() + FramedSize(n, fragment_payload));
   size_t done = 0;
   do {
     const size_t piece = std::min(n - done, fragment_payload);
-    FragmentKind kind;
-    if (done == 0) {
-      kind = piece == n ? FULL : FIRST;
-    } else {
-      kind = done + piece == n ? LAST : MIDDLE;
-    }
-    if (piece > 0) std::memcpy(dst + at + kHeaderSize, data + done, piece);
-    EncodeHeader(tag, kind, dst + at + kHeaderSize, static_cast<uint32>(piece), dst + at);
-    at += kHeaderSize + piece;
+    char header[kHeaderSize];
+    EncodeHeader(tag, FragmentKindAt(done, piece, n), data + done, static_cast<uint32>(piece), header);
+    out->append(header, kHeaderSize);
+    out->append(data + done, piece);
     done += piece;
   } while (done < n);
 }
 
 // ---- Batches ----------------------------------------------------------------
-
-bool IsCompressionTag(uint8 tag) { return tag >= kZlib && tag <= kLz4; }
 
 void AppendBatchEntry(const char* data, size_t n, std::string* staging) {
   uint64 v = n;

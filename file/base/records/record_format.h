@@ -63,6 +63,9 @@ bool PayloadMatches(const Header& h, const char* payload);
 // `fragment_payload` bytes (an empty record is one empty FULL frame).
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload = kFragmentPayload);
+// The kind of the fragment of `piece` bytes that starts `done` bytes into
+// an n-byte record.
+FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n);
 // The framed size of an n-byte record.
 size_t FramedSize(size_t n, size_t fragment_payload = kFragmentPayload);
 
@@ -75,7 +78,7 @@ size_t FramedSize(size_t n, size_t fragment_payload = kFragmentPayload);
 enum Codec : uint8 { kZlib = 4, kZstdWindowed = 5, kZstd = 6, kLz4 = 7 };
 constexpr int kBatchPrefix = 9;
 
-bool IsCompressionTag(uint8 tag);
+inline bool IsCompressionTag(uint8 tag) { return tag >= kZlib && tag <= kLz4; }
 
 struct CodecParams {
   Codec codec = kZstd;

@@ -1,3 +1,4 @@
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -44,6 +45,7 @@ File* NumberedRecordWriterOpener::OpenNext(const ::string& previous, int number)
 RecordWriter::RecordWriter(File* file, int buffer_size, Concurrency concurrency, int max_record_size)
     : file_(file),
       capacity_(buffer_size > 0 ? static_cast<size_t>(buffer_size) : kDefaultBufferSize),
+      spill_unit_(std::bit_floor(capacity_)),
       max_record_size_(max_record_size <= 0 || max_record_size > RecordIO::kMaxRecordSize
                            ? RecordIO::kMaxRecordSize
                            : max_record_size) {
@@ -221,7 +223,7 @@ bool RecordWriter::WriteBytes(const char* data, size_t n, size_t* written, ::str
     *written += static_cast<size_t>(r);
     // A concurrent append is one unit; a short one cannot be continued
     // without interleaving with other appenders.
-    if (concurrent_ && *written < n) {
+    if (concurrent_ && !sole_appender_ && *written < n) {
       *code = file::ERROR_NO_SPACE;
       *error = "short append to " + file_->CreateFileName();
       return false;
@@ -236,8 +238,9 @@ bool RecordWriter::WriteBufferLocked() {
   ::string error;
   int code = 0;
   const bool ok = WriteBytes(buffer_.data(), buffer_.size(), &written, &error, &code);
-  if (!concurrent_) base_offset_ += static_cast<int64>(written);
+  base_offset_ += static_cast<int64>(written);
   buffer_.erase(0, written);
+  write_failed_ = !ok;
   return ok || Failed(code, error);
 }
 
@@ -296,7 +299,12 @@ RecordWriter::WriteStatus RecordWriter::WriteRecordInternal(const void* data, si
     return WRITE_RETRY;
   }
   const size_t framed = compress_ ? n + 10 : records::FramedSize(n);
-  const bool room = buffer_.empty() || buffer_.size() + staging_.size() + framed <= capacity_;
+  // A single writer's records stream through the buffer, which goes to the
+  // file whenever it reaches a multiple of spill_unit_ in the file; after a
+  // failed write, records wait whole in the buffer as with several writers.
+  const bool streamed = blocking && (!concurrent_ || sole_appender_) && !compress_ && !write_failed_;
+  const bool room = buffer_.empty() || buffer_.size() + staging_.size() + framed <= capacity_ ||
+                    (streamed && buffer_.size() < SpillPointLocked());
   if (!room && !blocking) {
     if (flushing_) {
       if (aio != nullptr) waiting_.push_back(aio);
@@ -316,11 +324,81 @@ RecordWriter::WriteStatus RecordWriter::WriteRecordInternal(const void* data, si
     if (staging_.size() >= batch_bytes_ && !CloseBatchLocked()) return WRITE_ERROR;
   } else {
     if (!ReserveLocked(framed)) return WRITE_ERROR;
+    if (streamed) {
+      StreamRecordLocked(bytes, n);
+      return WRITE_OK;
+    }
     records::AppendRecord(RecordIO::SINGLETON, bytes, n, &buffer_);
   }
   // A record larger than the buffer goes out at once.
   if (blocking && buffer_.size() >= capacity_) WriteBufferLocked();
   return WRITE_OK;
+}
+
+size_t RecordWriter::SpillPointLocked() const {
+  return spill_unit_ - static_cast<size_t>(base_offset_ % static_cast<int64>(spill_unit_));
+}
+
+void RecordWriter::SetSoleAppender(bool sole) {
+  std::lock_guard<std::mutex> lock(mu_);
+  sole_appender_ = sole;
+}
+
+bool RecordWriter::SpillLocked(const char* data, size_t n, const char* rest, size_t rest_n) {
+  while (n > 0) {
+    const size_t point = SpillPointLocked();
+    if (buffer_.empty() && n >= point) {
+      // Whole units go to the file straight from the caller's memory.
+      const size_t direct = point + (n - point) / spill_unit_ * spill_unit_;
+      size_t written = 0;
+      ::string error;
+      int code = 0;
+      const bool ok = WriteBytes(data, direct, &written, &error, &code);
+      base_offset_ += static_cast<int64>(written);
+      data += written;
+      n -= written;
+      if (!ok) {
+        write_failed_ = true;
+        Failed(code, error);
+        break;
+      }
+      continue;
+    }
+    const size_t take = std::min(n, point > buffer_.size() ? point - buffer_.size() : 0);
+    buffer_.append(data, take);
+    data += take;
+    n -= take;
+    if (buffer_.size() >= point && !WriteBufferLocked()) break;
+  }
+  if (!write_failed_) return true;
+  // A write failed inside the record: the record stays whole in the buffer
+  // for the next Flush to write.
+  buffer_.append(data, n);
+  buffer_.append(rest, rest_n);
+  return false;
+}
+
+void RecordWriter::StreamRecordLocked(const char* data, size_t n) {
+  // A sole appender's file may have changed under it (a log moving on):
+  // where its bytes land is read again whenever the buffer is empty.
+  if (concurrent_ && buffer_.empty()) base_offset_ = std::max<int64>(file_->Size(), 0);
+  if (buffer_.capacity() < spill_unit_) buffer_.reserve(std::min<size_t>(spill_unit_, 8 << 20));
+  bool spilling = true;
+  size_t done = 0;
+  do {
+    const size_t piece = std::min<size_t>(n - done, records::kFragmentPayload);
+    char header[records::kHeaderSize];
+    records::EncodeHeader(RecordIO::SINGLETON, records::FragmentKindAt(done, piece, n), data + done,
+                          static_cast<uint32>(piece), header);
+    if (spilling) {
+      // A failed write leaves the rest of the record in the buffer.
+      spilling = SpillLocked(header, sizeof header, data + done, piece) && SpillLocked(data + done, piece, nullptr, 0);
+    } else {
+      buffer_.append(header, sizeof header);
+      buffer_.append(data + done, piece);
+    }
+    done += piece;
+  } while (done < n);
 }
 
 void RecordWriter::StartBackgroundFlushLocked() {
