@@ -129,11 +129,7 @@ TEST(AsyncIOWatcherTest, ReleaseRacingFinishDeletesExactlyOnce) {
   for (int i = 0; i < kRounds; ++i) {
     auto* watcher = new TrackedWatcher(&deleted);
     file::RunAsync([watcher] { watcher->Finish(file::OK, 1); });
-    if (i % 2 == 0) {
-      watcher->Detach();
-    } else {
-      watcher->AbandonAndRelease();
-    }
+    i % 2 == 0 ? watcher->Detach() : watcher->AbandonAndRelease();
   }
   EXPECT_TRUE(Eventually([&] { return deleted == kRounds; })) << deleted;
 }

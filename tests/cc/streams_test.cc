@@ -413,10 +413,7 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   EXPECT_FALSE(late->SetChecksumming(true, false));
 
   // One changed byte, and the reader notices.
-  {
-    Handle f = OpenOrFail(P("f"), "r+");
-    ASSERT_EQ(f->PWrite(kLength - 10, "!", 1), 1);
-  }
+  ASSERT_EQ(OpenOrFail(P("f"), "r+")->PWrite(kLength - 10, "!", 1), 1);
   file_attributes->ClearCache();
   auto in = Reader("f", 65536);
   ASSERT_TRUE(in->SetChecksumming(true, true));
