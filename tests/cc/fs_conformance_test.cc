@@ -80,7 +80,7 @@ int KillAfterAcks(int enough, const std::function<void(const std::function<void(
   }
   while (read(fds[0], &got, sizeof got) == sizeof got) acked = got;
   close(fds[0]);
-  EXPECT_TRUE(pid > 0 && WIFSIGNALED(status)) << "the writer was not running until killed";
+  EXPECT_TRUE(pid > 0 && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the writer died on its own";
   return acked;
 }
 
@@ -403,6 +403,7 @@ TEST_P(FsConformance, UnknownMatchTypesAreRefused) {
     file::Operation op;
     EXPECT_FALSE(File::ExtendedMatchWithOp(P("*").c_str(), &matches, type, &op)) << bad;
     EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << bad;
+    EXPECT_NE(op.message().find("unknown match type"), ::string::npos) << op.message();
     int error = file::OK;
     File::DFListFileAndDir(dir_, type, &files, &dirs, &error);
     EXPECT_EQ(error, file::ERROR_INVALID_ARGUMENT) << bad;

@@ -459,15 +459,21 @@ bool FileFactory::MatchWithOp(const char* pattern, vector<::string>* matches,
   if (!op.Begin(pattern)) return false;
   if (matches == nullptr) return op.Fail(file::ERROR_INVALID_ARGUMENT, "no output vector");
   if (!file::IsMatchType(type)) return op.Fail(file::ERROR_INVALID_ARGUMENT, "unknown match type");
+  if (!DoMatch(pattern, matches, type, op.op())) return false;
+  ++File::opstats()->matches;
+  return true;
+}
+
+bool FileFactory::DoMatch(const char* pattern, vector<::string>* matches, File::MatchType type,
+                          file::Operation* op) {
   int error = 0;
   const file::ListDirFn list = [this](const ::string& dir, vector<file::DirEntry>* entries) {
     return DoListDirectory(dir, entries);
   };
   if (!file::GlobExpand(pattern, type, list, matches, &error)) {
-    return FailWithErrno(op.op(), "Match", pattern, error != 0 ? error : EIO);
+    return FailWithErrno(op, "Match", pattern, error != 0 ? error : EIO);
   }
   FilterMatches(pattern, matches, type, /*include_attribute_files=*/0);
-  ++File::opstats()->matches;
   return true;
 }
 

@@ -62,8 +62,10 @@ class FileFactory {
   virtual bool MatchLockedWithOp(const char* pattern, LockInfo* lock,
                                  vector<::string>* matches,
                                  File::MatchType type, file::Operation* op);
-  virtual bool MatchWithOp(const char* pattern, vector<::string>* matches,
-                           File::MatchType type, file::Operation* op);
+  // Checks the arguments (a name, an output vector, a known match type) for
+  // every file system, then matches through DoMatch.
+  bool MatchWithOp(const char* pattern, vector<::string>* matches,
+                   File::MatchType type, file::Operation* op);
   virtual bool Stat(const char* name, FileStat* stat);
   virtual bool StatWithOp(const char* name, FileStat* stat,
                           file::Operation* op);
@@ -213,6 +215,10 @@ class FileFactory {
   // Returns 0 or an errno value.
   virtual int DoListDirectory(const ::string& dir,
                               vector<file::DirEntry>* entries) = 0;
+  // Matches a pattern whose arguments MatchWithOp has checked; sorted,
+  // attribute records left out. The default globs through DoListDirectory.
+  virtual bool DoMatch(const char* pattern, vector<::string>* matches,
+                       File::MatchType type, file::Operation* op);
   // Removes a file that is not a directory.
   virtual bool DoDelete(const char* name, file::Operation* op) = 0;
   virtual bool DoRename(const char* from, const char* to, bool overwrite,

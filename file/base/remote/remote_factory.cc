@@ -148,27 +148,22 @@ int RemoteFileFactory::DoListDirectory(const ::string& dir, vector<DirEntry>* en
   return 0;
 }
 
-bool RemoteFileFactory::MatchWithOp(const char* pattern, vector<::string>* matches,
-                                    File::MatchType type, Operation* caller) {
-  file_internal::NamedOp op(caller, "Match", pattern);
-  if (!op.Begin(pattern)) return false;
-  if (matches == nullptr) return op.Fail(ERROR_INVALID_ARGUMENT, "no output vector");
-  if (!IsMatchType(type)) return op.Fail(ERROR_INVALID_ARGUMENT, "unknown match type");
+bool RemoteFileFactory::DoMatch(const char* pattern, vector<::string>* matches,
+                                File::MatchType type, Operation* op) {
   RemoteName n;
-  if (!Parse(pattern, &n, op.op(), "Match")) return false;
-  const HandleDeadline deadline(op.op());
+  if (!Parse(pattern, &n, op, "Match")) return false;
+  const HandleDeadline deadline(op);
   const ListDirFn list = [this, &n](const ::string& dir, vector<DirEntry>* entries) {
     return DoListDirectory(n.server + "/" + dir, entries);
   };
   int error = 0;
   vector<::string> paths;
   if (!GlobExpand(n.path, type, list, &paths, &error)) {
-    return FailWithErrno(op.op(), "Match", pattern, error != 0 ? error : EIO);
+    return FailWithErrno(op, "Match", pattern, error != 0 ? error : EIO);
   }
   matches->clear();
   for (const ::string& path : paths) matches->push_back(n.spelled_prefix + path);
   FilterMatches(pattern, matches, type, /*include_attribute_files=*/0);
-  ++File::opstats()->matches;
   return true;
 }
 

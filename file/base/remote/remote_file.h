@@ -124,8 +124,8 @@ class RemoteFileFactory : public FileFactory {
   File* NewFile(const char* name, const char* mode, const FileOpenOptions& options) override;
   // Globs run on the server's path, so "root://host//dir/*" keeps its
   // double slash and its host in every result.
-  bool MatchWithOp(const char* pattern, vector<::string>* matches, File::MatchType type,
-                   file::Operation* op) override;
+  bool DoMatch(const char* pattern, vector<::string>* matches, File::MatchType type,
+               file::Operation* op) override;
   // One mkdir with the server making the missing parents.
   bool RecursivelyCreateDirWithOptions(const char* name,
                                        const file::RecursiveCreateOptions& options) override;
