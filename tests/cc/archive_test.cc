@@ -186,8 +186,7 @@ TEST_P(ArchiveTest, DamageBeyondTheCodeFailsTheReadNotTheBytes) {
   Handle f(File::Open(path.c_str(), "r"));
   ASSERT_NE(f, nullptr);
   char buffer[100];
-  EXPECT_EQ(f->PRead(2 * 5 * 1024 + 50, buffer, 10), -1);
-  EXPECT_EQ(f->GetCurrentErrorCode(), file::INTERNAL_ERROR);
+  EXPECT_EQ(ErrorOf(f->PRead(2 * 5 * 1024 + 50, buffer, 10), f), file::INTERNAL_ERROR);
   EXPECT_NE(f->GetCurrentErrorMessage().find("stripe 2"), std::string::npos) << f->GetCurrentErrorMessage();
   ASSERT_EQ(f->PRead(3 * 5 * 1024, buffer, 100), 100);  // other stripes still read
   EXPECT_EQ(std::string(buffer, 100), data.substr(3 * 5 * 1024, 100));
@@ -205,8 +204,7 @@ TEST_P(ArchiveTest, DamageBeyondTheCodeFailsTheReadNotTheBytes) {
   ASSERT_TRUE(File::SetAttributes(path.c_str(), Attr_t(Attr_t::FROZEN)));
   Handle g(File::Create(path, "r"));
   ASSERT_NE(g, nullptr);
-  EXPECT_FALSE(g->Open());
-  EXPECT_EQ(g->GetCurrentErrorCode(), file::INTERNAL_ERROR);
+  EXPECT_EQ(ErrorOf(g->Open(), g), file::INTERNAL_ERROR);
   ::string bytes;
   EXPECT_FALSE(File::ReadFileToString(path, &bytes));
 }
@@ -259,8 +257,7 @@ TEST_P(ArchiveTest, DataVariantsComeFromTheDataShardsAndTheReconstruction) {
   EXPECT_EQ(variants.size(), 1u);
   delete variants[0];
   variants.clear();
-  EXPECT_FALSE(f->ReadMultipleDataVariants(0, 10, 0, &variants, &op));
-  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(f->ReadMultipleDataVariants(0, 10, 0, &variants, &op), op), file::ERROR_INVALID_ARGUMENT);
 
   // A lost data shard leaves only the reconstruction.
   f.reset();
@@ -274,8 +271,7 @@ TEST_P(ArchiveTest, DataVariantsComeFromTheDataShardsAndTheReconstruction) {
   // An ordinary file keeps one variant.
   Handle plain(File::Open(Put("plain", "x").c_str(), "r"));
   variants.clear();
-  EXPECT_FALSE(plain->ReadMultipleDataVariants(0, 1, 2, &variants, &op));
-  EXPECT_EQ(op.error(), file::ERROR_UNIMPLEMENTED);
+  EXPECT_EQ(ErrorOf(plain->ReadMultipleDataVariants(0, 1, 2, &variants, &op), op), file::ERROR_UNIMPLEMENTED);
 }
 
 TEST_P(ArchiveTest, BadRequestsFailAndLeaveTheFileAlone) {

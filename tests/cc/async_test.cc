@@ -87,8 +87,7 @@ TEST(AsyncIOWatcherTest, AbandonRunsCallbackOnceAndWakesWaiters) {
 
   // The callback may cancel through Finish without deadlocking on the lock.
   AsyncIOWatcher cancelled;
-  FunctionCallback1<bool> cancel(
-      [&cancelled](bool) { cancelled.Finish(file::ERROR_DEADLINE_EXCEEDED, 0); });
+  FunctionCallback1<bool> cancel([&cancelled](bool) { cancelled.Finish(file::ERROR_DEADLINE_EXCEEDED, 0); });
   cancelled.SetAbandonCallback(&cancel);
   cancelled.Abandon();
   EXPECT_TRUE(cancelled.IsFinished());
@@ -130,11 +129,7 @@ TEST(AsyncIOWatcherTest, ReleaseRacingFinishDeletesExactlyOnce) {
   for (int i = 0; i < kRounds; ++i) {
     auto* watcher = new TrackedWatcher(&deleted);
     file::RunAsync([watcher] { watcher->Finish(file::OK, 1); });
-    if (i % 2 == 0) {
-      watcher->Detach();
-    } else {
-      watcher->AbandonAndRelease();
-    }
+    i % 2 == 0 ? watcher->Detach() : watcher->AbandonAndRelease();
   }
   EXPECT_TRUE(Eventually([&] { return deleted == kRounds; })) << deleted;
 }

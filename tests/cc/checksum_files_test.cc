@@ -1,6 +1,7 @@
 // ChecksumState over files (any file system), verification against stored
 // records, truncation, sparse checksums.
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "file/base/checksums/checksum.h"
@@ -155,6 +156,62 @@ TEST_P(ChecksumFileTest, TruncateKeepsTheRecordRight) {
   EXPECT_TRUE(ChecksumState::TruncateChecksummedFile(plain.c_str(), 4));
   EXPECT_EQ(File::GetFileSize(plain.c_str()), 4);
   EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(P("missing").c_str(), 0));
+}
+
+TEST_P(ChecksumFileTest, CopiesRecordTheChecksumOfWhatTheyCopied) {
+  const std::string data = RandomBytes(kBlock + 1005, 20);
+  Put("src", data);
+  using Copy = std::function<bool(File*, File*, FileAttr*)>;
+  const std::pair<Copy, std::string> copies[] = {
+      {[](File* s, File* t, FileAttr* a) { return File::CopyBytes(s, t, a); }, data.substr(7)},
+      {[](File* s, File* t, FileAttr* a) { return File::CopyBytes(s, t, a, nullptr); }, data.substr(7)},
+      {[](File* s, File* t, FileAttr* a) { return File::CopyNBytes(s, t, 500, a, nullptr); }, data.substr(7, 500)}};
+  for (size_t n = 0; n < std::size(copies); ++n) {
+    const auto& [copy, want] = copies[n];
+    const std::string target = "t" + std::to_string(n);
+    Handle source = OpenOrFail(P("src"), "r"), to = OpenOrFail(P(target), "w");
+    ASSERT_TRUE(source->Seek(7));
+    FileAttr attr;
+    ASSERT_TRUE(copy(source.get(), to.get(), &attr)) << target;
+    to.reset();
+    EXPECT_EQ(Get(target), want);
+    EXPECT_TRUE(attr.checksum == StateOf(want)) << target;
+    EXPECT_FALSE(attr.version.IsEmpty()) << target;
+    ::string why;
+    EXPECT_TRUE(ChecksumState::VerifyChecksum(P(target).c_str(), &why)) << why;  // the target's own record
+  }
+  // Into the middle of a file only the caller's record learns the checksum.
+  Put("mid", "xxxxxxxxxx");
+  Handle source = OpenOrFail(P("src"), "r"), mid = OpenOrFail(P("mid"), "r+");
+  ASSERT_TRUE(mid->Seek(4));
+  FileAttr attr;
+  EXPECT_TRUE(File::CopyNBytes(source.get(), mid.get(), 3, &attr, nullptr));
+  EXPECT_TRUE(attr.checksum == StateOf(data.substr(0, 3)));
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(P("mid").c_str(), nullptr));
+  EXPECT_FALSE(File::CopyNBytes(source.get(), mid.get(), int64{1} << 40, &attr, nullptr));
+}
+
+TEST_P(ChecksumFileTest, VerifiedReadsFailOnBytesThatDoNotMatchTheRecord) {
+  std::string data = RandomBytes(kBlock + 4000, 21);
+  const std::string path = Put("r", data);
+  FileAttr attr;
+  attr.checksum = StateOf(data);
+  ASSERT_TRUE(file_attributes->Store(path.c_str(), &attr));
+  Handle f = OpenOrFail(path, "r");
+  char out[100];
+  ASSERT_EQ(f->PReadWithVerifier(kBlock + 10, out, 100, nullptr, nullptr), 100);
+  EXPECT_EQ(std::string(out, 100), data.substr(kBlock + 10, 100));
+  ASSERT_TRUE(f->Seek(5));
+  ASSERT_EQ(f->ReadWithVerifier(out, 100, nullptr), 100);
+  EXPECT_EQ(std::string(out, 100), data.substr(5, 100));
+  EXPECT_EQ(f->PReadWithVerifier(data.size() - 1, out, 100, nullptr, nullptr), 1);
+  data[kBlock + 50] ^= 1;
+  ASSERT_EQ(OpenOrFail(path, "r+")->PWrite(0, data.data(), data.size()), static_cast<int64>(data.size()));
+  file::Operation op;
+  EXPECT_EQ(ErrorOf(f->PReadWithVerifier(kBlock + 60, out, 10, &op, nullptr), f), file::INTERNAL_ERROR);
+  EXPECT_NE(f->GetCurrentErrorMessage().find("data loss"), ::string::npos) << f->GetCurrentErrorMessage();
+  EXPECT_EQ(op.error(), file::INTERNAL_ERROR);
+  EXPECT_EQ(f->PReadWithVerifier(10, out, 10, nullptr, nullptr), 10);  // the first block still matches
 }
 
 TEST_P(ChecksumFileTest, SparseChecksumEqualsTheWholeFilesChecksum) {

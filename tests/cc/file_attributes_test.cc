@@ -79,9 +79,7 @@ TEST_P(FileAttributeStoreTest, FileSystemAttributesAndRecordLiveSideBySide) {
   ASSERT_TRUE(File::SetAttributes(name.c_str(), Attr_t(Attr_t::APPEND)));
   const FileAttr stored = Record("data", 5);
   ASSERT_TRUE(store_.Store(name.c_str(), &stored));
-  FileStat stat;
-  ASSERT_TRUE(File::Stat(name.c_str(), &stat));
-  EXPECT_EQ(stat.attributes.attr, static_cast<uint32>(Attr_t::APPEND));
+  EXPECT_EQ(StatOf("a").attributes.attr, static_cast<uint32>(Attr_t::APPEND));
 
   ASSERT_TRUE(File::SetAttributes(name.c_str(), Attr_t(Attr_t::PROTECTED)));
   ASSERT_TRUE(store_.Load(name.c_str(), &loaded_));
@@ -90,8 +88,7 @@ TEST_P(FileAttributeStoreTest, FileSystemAttributesAndRecordLiveSideBySide) {
   // Deleting the FileAttr keeps the file system's attributes.
   ASSERT_TRUE(store_.Delete(name.c_str()));
   EXPECT_FALSE(store_.Load(name.c_str(), &loaded_));
-  ASSERT_TRUE(File::Stat(name.c_str(), &stat));
-  EXPECT_EQ(stat.attributes.attr, static_cast<uint32>(Attr_t::PROTECTED));
+  EXPECT_EQ(StatOf("a").attributes.attr, static_cast<uint32>(Attr_t::PROTECTED));
   EXPECT_TRUE(store_.Delete(name.c_str())) << "nothing stored is success";
 
   // With nothing else in it, the record file goes.
@@ -105,13 +102,11 @@ TEST_P(FileAttributeStoreTest, DeleteWithOpAndBulkDeleteRecordFailures) {
   const ::string a = Put("a", "1", 5), b = Put("b", "2", 5);
   file::Operation op;
   op.SetDeadlineLength(-1);
-  EXPECT_FALSE(store_.DeleteWithOp(a.c_str(), &op));
-  EXPECT_EQ(op.error(), file::ERROR_DEADLINE_EXCEEDED);
+  EXPECT_EQ(ErrorOf(store_.DeleteWithOp(a.c_str(), &op), op), file::ERROR_DEADLINE_EXCEEDED);
   EXPECT_TRUE(store_.Load(a.c_str(), &loaded_)) << "a passed deadline does no work";
 
   op.ClearDeadline();
-  EXPECT_FALSE(store_.DeleteWithOp("", &op));
-  EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(store_.DeleteWithOp("", &op), op), file::ERROR_INVALID_ARGUMENT);
   EXPECT_TRUE(store_.DeleteWithOp(a.c_str(), &op));
   EXPECT_TRUE(op.ok()) << op.Status();
   EXPECT_FALSE(store_.Load(a.c_str(), &loaded_));
@@ -131,9 +126,7 @@ TEST_P(FileAttributeStoreTest, FinalizeRecordsTheChecksumAndForbidsWriting) {
   ASSERT_TRUE(store_.Load(name.c_str(), &loaded_));
   EXPECT_TRUE(loaded_.finalized);
   EXPECT_TRUE(loaded_.checksum == StateOf(data));
-  FileStat stat;
-  ASSERT_TRUE(File::Stat(name.c_str(), &stat));
-  EXPECT_TRUE(stat.attributes.has(Attr_t::FINALIZED));
+  EXPECT_TRUE(StatOf("f").attributes.has(Attr_t::FINALIZED));
 
   EXPECT_EQ(File::Open(name.c_str(), "a"), nullptr);
   OpenOrFail(name, "r");

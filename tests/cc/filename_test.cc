@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -12,6 +11,7 @@
 #include <type_traits>
 
 #include "file/base/names/replicated_names.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -132,8 +132,7 @@ TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
   EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, FileName::TARN_PRIMARY));
   EXPECT_EQ(out, "untouched");
 
-  FileName::SetRegisteredPrefixHook(
-      [](const char* name) { return name[0] == '/' && name[1] == 'z'; });
+  FileName::SetRegisteredPrefixHook([](const char* name) { return name[0] == '/' && name[1] == 'z'; });
   EXPECT_TRUE(FileName("/zz/a").is_registered_prefix());
   EXPECT_TRUE(FileName("/mem/a").is_simple());
   EXPECT_TRUE(FileName("/rep/east/a").is_replicated());  // special forms come first
@@ -146,8 +145,7 @@ TEST(ReplicatedNamesTest, BuildsParseBack) {
   // Python's test_filename.py builds and parses back the usual forms.
   const ::string remote = ReplicatedFileNameToOpen("/rep/east/a/b", "m7");
   EXPECT_EQ(Describe(FileName(remote.c_str())), "2|m7||/remote/m7|/a/b");
-  EXPECT_EQ(MultiProtocolReplicatedFileNameToOpen("/rep/east", "m7", kRemoteProtocolRfServer),
-            "/remote/m7/");
+  EXPECT_EQ(MultiProtocolReplicatedFileNameToOpen("/rep/east", "m7", kRemoteProtocolRfServer), "/remote/m7/");
 
   EXPECT_EQ(ReplicatedFileNameToOpen("/rep/east/a", "m7:4100"), "");  // no port on /remote/
   EXPECT_EQ(ReplicatedFileNameToOpen("/remote/m7/a", "m8"), "");
@@ -188,11 +186,8 @@ TEST(ReplicatedNamesTest, ParseWicketRemoteName) {
 }
 
 TEST(ReplicatedNamesTest, FindFullPathSearchesTheVariable) {
-  const char* base = getenv("PQ_TEST_TMP");
-  std::string dir = base != nullptr && *base ? base : "/tmp";
-  mkdir(dir.c_str(), 0755);
-  dir += "/findpath_test.XXXXXX";
-  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  const ScratchDir scratch("findpath_test");
+  const std::string dir = scratch.path;
   const std::string file = dir + "/tool.cfg";
   std::ofstream(file).put('x');
   mkdir((dir + "/adir").c_str(), 0755);
@@ -206,10 +201,6 @@ TEST(ReplicatedNamesTest, FindFullPathSearchesTheVariable) {
   EXPECT_EQ(FindFullPath("tool.cfg", "PQ_FIND_TEST_UNSET"), "");
   unsetenv("PQ_FIND_TEST");
   EXPECT_NE(FindFullPath("sh", nullptr), "");  // null searches PATH
-
-  unlink(file.c_str());
-  rmdir((dir + "/adir").c_str());
-  rmdir(dir.c_str());
 }
 
 }  // namespace

@@ -17,7 +17,9 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <type_traits>
 
+#include "file/base/core/operation.h"
 #include "file/base/file.h"
 
 // Closes (and frees) a handle at the end of a scope.
@@ -37,6 +39,19 @@ inline constexpr bool kUnderSanitizer = false;
 #endif
 #define PQ_SKIP_IF_ALLOCATION_FAILURE_KILLS() \
   if (kUnderSanitizer) GTEST_SKIP() << "sanitizers die on a failed allocation instead of throwing"
+
+// The error code a failed call left in `op` or on handle `h`, or -1 when the
+// call did not fail (false, -1 or null).
+template <typename R>
+bool Failed(const R& r) {
+  if constexpr (std::is_same_v<R, bool>) return !r;
+  else if constexpr (std::is_pointer_v<R>) return r == nullptr;
+  else return r == -1;
+}
+template <typename R>
+int ErrorOf(const R& result, const file::Operation& op) { return Failed(result) ? op.error() : -1; }
+template <typename R, typename H>
+int ErrorOf(const R& result, const H& h) { return Failed(result) ? h->GetCurrentErrorCode() : -1; }
 
 // Opens `name`, failing the test (not aborting it) when that does not work.
 Handle OpenOrFail(const ::string& name, const char* mode);
@@ -94,8 +109,24 @@ class FsConformance : public FsTest, public ::testing::WithParamInterface<FsRoot
   const FsCapabilities& caps() const { return GetParam().caps; }
 };
 
+// Runs `child(k)` for k < n in forked processes, expecting each to return true.
+void RunInChildren(int n, const std::function<bool(int)>& child);
+// Forks `writer`, which calls its argument with the number of each record it
+// has made safe and never returns; kills it once it acknowledged `enough`
+// (or stopped) and gives the last number acknowledged (-1: none).
+int KillAfterAcks(int enough, const std::function<void(const std::function<void(int)>& ack)>& writer);
+
 // The root for local directories: $PQ_TEST_TMP when set, else /tmp.
 std::string LocalTestRoot();
+
+// A fresh local directory <LocalTestRoot()>/<tag>.<pid>.<n>, removed with
+// everything in it when the object goes.
+class ScratchDir {
+ public:
+  explicit ScratchDir(const std::string& tag);
+  ~ScratchDir();
+  std::string path;
+};
 
 // FsTest on each built-in file system: parameter "local" or "mem".
 class BothFsTest : public FsTest, public ::testing::WithParamInterface<std::string> {

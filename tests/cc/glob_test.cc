@@ -2,7 +2,6 @@
 
 #include <fnmatch.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include <string>
 
 #include "file/base/names/path.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace file {
 namespace {
@@ -191,11 +191,8 @@ TEST(GlobHelpersTest, HasGlobCharsUnescapeBracesAndHiding) {
 }
 
 TEST(LocalGlobTest, ListsRealDirectoriesFollowingLinks) {
-  const char* base = getenv("PQ_TEST_TMP");
-  std::string dir = std::string(base != nullptr && *base ? base : "/tmp");
-  mkdir(dir.c_str(), 0755);
-  dir += "/glob_test.XXXXXX";
-  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  const ScratchDir scratch("glob_test");
+  const std::string dir = scratch.path;
   ASSERT_EQ(mkdir((dir + "/real").c_str(), 0755), 0);
   std::ofstream(dir + "/real/f.txt").put('x');
   std::ofstream(dir + "/g.txt").put('x');
@@ -213,9 +210,7 @@ TEST(LocalGlobTest, ListsRealDirectoriesFollowingLinks) {
   int error = 0;
   ASSERT_TRUE(GlobExpand(dir + "/*/*.txt", 0, ListLocalDirectory, &out, &error));
   EXPECT_EQ(out, (vector<::string>{dir + "/link/f.txt", dir + "/real/f.txt"}));
-  for (const char* name : {"/link", "/g.txt", "/real/f.txt", "/real", ""}) {
-    remove((dir + name).c_str());
-  }
+  remove((dir + "/link").c_str());  // so that removing the directory never follows it
 }
 
 }  // namespace

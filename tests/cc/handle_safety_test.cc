@@ -61,8 +61,7 @@ TEST_P(HandleSafety, RefusedLockChangeKeepsTheLockAlreadyHeld) {
   Handle b(File::OpenLocked(P("f").c_str(), "r", &shared));
   ASSERT_NE(a, nullptr);
   ASSERT_NE(b, nullptr);
-  EXPECT_FALSE(a->AccessWithLock(&exclusive));
-  EXPECT_EQ(a->GetCurrentErrorCode(), file::ERROR_TEMPORARY);
+  EXPECT_EQ(ErrorOf(a->AccessWithLock(&exclusive), a), file::ERROR_TEMPORARY);
   b.reset();
   // a still holds its shared lock, so nobody may lock exclusively.
   EXPECT_EQ(Handle(File::OpenLocked(P("f").c_str(), "r", &exclusive)), nullptr);
@@ -88,8 +87,7 @@ TEST_P(HandleSafety, CloseRacingReadsAndWritesFailsThemCleanly) {
       char buffer[64];
       for (int i = 0; i < 1000000; ++i) {
         if (i == 8) running = true;
-        const int64 n = (i % 2 == 0) ? f->PRead(0, buffer, sizeof(buffer))
-                                     : f->PWrite(0, "xxxx", 4);
+        const int64 n = (i % 2 == 0) ? f->PRead(0, buffer, sizeof(buffer)) : f->PWrite(0, "xxxx", 4);
         if (n >= 0) continue;
         // A failure after the close must say so, not report a reused or
         // vanished descriptor.
@@ -115,8 +113,7 @@ TEST_P(HandleSafety, IoAfterCloseReportsTheHandleIsNotOpen) {
   Handle f = OpenOrFail(P("f"), "r");
   ASSERT_TRUE(f->Close());
   char buffer[4];
-  EXPECT_EQ(f->PRead(0, buffer, 3), -1);
-  EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(f->PRead(0, buffer, 3), f), file::ERROR_INVALID_ARGUMENT);
   EXPECT_NE(f->GetCurrentErrorMessage().find("file is not open"), ::string::npos);
   EXPECT_EQ(f->GetMemBlock(0, 3, 0), nullptr);
   EXPECT_TRUE(f->Close());
@@ -141,10 +138,8 @@ TEST_P(HandleSafety, ReadsOfAFileLargerThanMemoryFail) {
   if (!f->Truncate(MoreThanMemory())) GTEST_SKIP() << f->GetCurrentErrorMessage();
   ASSERT_TRUE(f->Seek(0));
   ::string contents = "old";
-  EXPECT_EQ(f->ReadToString(&contents, -1), -1);
-  EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_NO_SPACE);
-  EXPECT_NE(f->GetCurrentErrorMessage().find("memory"), ::string::npos)
-      << f->GetCurrentErrorMessage();
+  EXPECT_EQ(ErrorOf(f->ReadToString(&contents, -1), f), file::ERROR_NO_SPACE);
+  EXPECT_NE(f->GetCurrentErrorMessage().find("memory"), ::string::npos) << f->GetCurrentErrorMessage();
   EXPECT_TRUE(contents.empty());
   EXPECT_EQ(f->GetMemBlockFromDisk(0, MoreThanMemory(), 0), nullptr);
   EXPECT_EQ(f->GetMemBlock(0, MoreThanMemory(), 0), nullptr);
@@ -255,12 +250,10 @@ TEST_P(HandleSafety, AppendAttributeChangedAfterOpenIsFollowed) {
   Put("f", "0123456789");
   Handle f = OpenOrFail(P("f"), "r+");
   SetAttr("f", Attr_t::APPEND);
-  EXPECT_EQ(f->PWrite(0, "XX", 2), -1);
-  EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_PERMISSION_DENIED);
+  EXPECT_EQ(ErrorOf(f->PWrite(0, "XX", 2), f), file::ERROR_PERMISSION_DENIED);
   ASSERT_TRUE(f->Seek(2));
   EXPECT_EQ(f->Write("XX", 2), -1);
-  EXPECT_FALSE(f->Truncate(3));
-  EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_PERMISSION_DENIED);
+  EXPECT_EQ(ErrorOf(f->Truncate(3), f), file::ERROR_PERMISSION_DENIED);
   EXPECT_EQ(Get("f"), "0123456789");
   // Writing at the end, and growing, stay allowed.
   EXPECT_EQ(f->PWrite(10, "ab", 2), 2);

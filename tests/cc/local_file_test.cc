@@ -51,17 +51,14 @@ TEST(RegistryTest, LongestPrefixWinsAndUnregisterRestores) {
   EXPECT_FALSE(FileFactory::RegisterFactoryPrefix(static_cast<FileFactory*>(nullptr), "/x/"));
   EXPECT_EQ(FileFactory::ForName("/pq-registry-test/a").get(), &outer);
   EXPECT_EQ(FileFactory::ForName("/pq-registry-test/deeper/a"), inner);
-  EXPECT_EQ(FileFactory::FindBestFactory({"/pq-registry-test/a", "/pq-registry-test/b"}).get(),
-            &outer);
-  EXPECT_EQ(FileFactory::FindBestFactory({"/pq-registry-test/a", "/pq-registry-test/deeper/b"}),
-            nullptr);
+  EXPECT_EQ(FileFactory::FindBestFactory({"/pq-registry-test/a", "/pq-registry-test/b"}).get(), &outer);
+  EXPECT_EQ(FileFactory::FindBestFactory({"/pq-registry-test/a", "/pq-registry-test/deeper/b"}), nullptr);
   EXPECT_EQ(FileFactory::FindBestFactory({}), nullptr);
   EXPECT_TRUE(FileFactory::UnRegisterFactoryPrefix("/pq-registry-test/deeper/"));
   EXPECT_FALSE(FileFactory::UnRegisterFactoryPrefix("/pq-registry-test/deeper/"));
   EXPECT_EQ(FileFactory::ForName("/pq-registry-test/deeper/a").get(), &outer);
   EXPECT_TRUE(FileFactory::UnRegisterFactoryPrefix("/pq-registry-test/"));
-  EXPECT_EQ(FileFactory::ForName("/pq-registry-test/a"),
-            FileFactory::Find(FileFactory::local_file));
+  EXPECT_EQ(FileFactory::ForName("/pq-registry-test/a"), FileFactory::Find(FileFactory::local_file));
   FileFactory::RegisterFactory(&outer, "pq-registry-test-name");
   EXPECT_EQ(FileFactory::Find("pq-registry-test-name").get(), &outer);
 }
@@ -199,8 +196,7 @@ TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
   Handle unknown_group(File::CreateFullySpecified(P("h").c_str(), "w", Attr_t(Attr_t::DEFAULT),
                                                   DEFAULT_FILE_MODE, "no-such-group-pq"));
   ASSERT_NE(unknown_group, nullptr);
-  EXPECT_FALSE(unknown_group->Open());
-  EXPECT_EQ(unknown_group->GetCurrentErrorCode(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(unknown_group->Open(), unknown_group), file::ERROR_NOT_FOUND);
   EXPECT_TRUE(File::SetOwner(P("g").c_str(), st.owner.c_str()));
   EXPECT_FALSE(File::SetOwner(P("g").c_str(), "no-such-user-pq"));
 }
@@ -226,8 +222,7 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
   Handle missing(File::Create(P("missing"), "r"));
   ASSERT_NE(missing, nullptr);
   EXPECT_FALSE(missing->Open());
-  EXPECT_EQ(missing->GetCurrentErrorMessage(),
-            "Open " + P("missing") + ": No such file or directory");
+  EXPECT_EQ(missing->GetCurrentErrorMessage(), "Open " + P("missing") + ": No such file or directory");
 }
 
 
@@ -290,8 +285,7 @@ TEST_F(LocalFileTest, BandwidthLimitSlowsCopies) {
   const auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(File::CopyFullySpecified(P("f").c_str(), P("g").c_str(), Attr_t(Attr_t::DEFAULT),
                                        DEFAULT_FILE_MODE, nullptr, false, true, true, &limit));
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_GE(seconds, 0.25);
   const FileStat source = StatOf("f");
   const FileStat copy = StatOf("g");

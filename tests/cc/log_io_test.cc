@@ -1,18 +1,87 @@
-// Writing, reading, tailing, collecting and truncating logs, on the local
-// and the in-memory file system.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+// Log positions (packing, text form, file-name numbers); writing, reading,
+// tailing, collecting and truncating logs, on the local and the in-memory
+// file system; logs as record files (each file of a log reads as a record
+// file and a record file reads as a log), messages, batch positions and
+// carried buffers.
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <chrono>
 #include <set>
 #include <thread>
 
 #include "file/base/core/async.h"
+#include "file/base/recordio.h"
 #include "tests/cc/log_testing.h"
 
 namespace {
+
+
+TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
+  const std::pair<int, int64> pairs[] = {
+      {0, 0}, {0, 1}, {0, LogBase::kMaxOffset}, {1, 0}, {7, 4096}, {99999, 5}, {LogBase::kMaxFileNumber, LogBase::kMaxOffset}};
+  int64 previous = -1;
+  for (const auto& [file, offset] : pairs) {
+    const int64 p = LogBase::MakeLogPosition(file, offset);
+    EXPECT_GT(p, previous) << file << ":" << offset;
+    EXPECT_EQ(LogBase::LogPositionToFileNumber(p), file);
+    EXPECT_EQ(LogBase::LogPositionToOffset(p), offset);
+    int64 parsed = -5;
+    ASSERT_TRUE(LogBase::TextToPosition(LogBase::PositionToText(p).c_str(), &parsed));
+    EXPECT_EQ(parsed, p);
+    EXPECT_LT(LogBase::PositionToText(p).size(), static_cast<size_t>(kMaxLogReaderPosLen));
+    previous = p;
+  }
+  // Parts out of range give no position.
+  EXPECT_EQ(LogBase::MakeLogPosition(-1, 0), -1);
+  EXPECT_EQ(LogBase::MakeLogPosition(0, -1), -1);
+  EXPECT_EQ(LogBase::MakeLogPosition(LogBase::kMaxFileNumber + 1, 0), -1);
+  EXPECT_EQ(LogBase::MakeLogPosition(0, LogBase::kMaxOffset + 1), -1);
+  EXPECT_EQ(LogBase::LogPositionToFileNumber(-1), -1);
+  EXPECT_EQ(LogBase::LogPositionToOffset(LLONG_MIN), -1);
+}
+
+TEST(LogPositions, TextForms) {
+  struct Case { const char* text; bool ok; int64 position; } cases[] = {
+      {"0:0", true, 0}, {"3:17", true, LogBase::MakeLogPosition(3, 17)},
+      {"-1", true, LogBase::kLogStart}, {"-2", true, LogBase::kLogEnd},
+      {"", false, 0}, {":", false, 0}, {"3:", false, 0}, {":3", false, 0}, {"3:4:5", false, 0},
+      {"-3", false, 0}, {"3 :4", false, 0}, {"99999999999999999999999:1", false, 0},
+      {"8388608:0", false, 0},        // file number too large
+      {"0:1099511627776", false, 0},  // offset too large
+  };
+  for (const Case& c : cases) {
+    int64 p = 12345;
+    EXPECT_EQ(LogBase::TextToPosition(c.text, &p), c.ok) << c.text;
+    if (c.ok) {
+      EXPECT_EQ(p, c.position) << c.text;
+    }
+  }
+  EXPECT_FALSE(LogBase::TextToPosition(nullptr, nullptr));
+  EXPECT_EQ(LogWriter::GetInitialPosition(), "0:0");
+}
+
+TEST(LogNames, FileNamesAndTheirNumbers) {
+  LogBase base("/logs/x.");
+  EXPECT_EQ(base.FileName(7), "/logs/x.seq00007");
+  EXPECT_EQ(base.FileName(123456), "/logs/x.seq123456");
+  const struct { const char* name; int number; } cases[] = {
+      {"/logs/x.seq00007", 7},   {"aseq00000", 0},      {"aseq123456", 123456},
+      {"seq00001", 1},           {"/l/x.seq0001", -1},  {"/l/x.seq00001a", -1},
+      {"/l/x.sq00001", -1},      {"", -1},              {"/l/x.seq99999999999", -1},
+  };
+  for (const auto& c : cases) EXPECT_EQ(LogBase::LogFileNameToFileNumber(c.name), c.number) << c.name;
+  EXPECT_EQ(LogBase::LogFileNameToFileNumber(nullptr), -1);
+  EXPECT_EQ(LogBase(std::string(5000, 'b')).FileName(1).size(), 4095u);  // long bases are cut
+}
+
+TEST(LogChunkSize, TestHookChangesAndRestores) {
+  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
+  LogWriter::setLogChunkSize_TEST(4096);
+  EXPECT_EQ(LogBase::GetLogChunkSize(), 4096);
+  LogWriter::setLogChunkSize_TEST(-3);
+  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
+}
 
 PQ_ON_BOTH_FILE_SYSTEMS(LogTest);
 
@@ -306,24 +375,13 @@ INSTANTIATE_TEST_SUITE_P(Local, LocalLogTest, ::testing::Values("local"));
 TEST_P(LocalLogTest, AppendingProcessesLoseNothing) {
   LogWriter::setLogChunkSize_TEST(30000);
   constexpr int kProcesses = 3, kEach = 400;
-  std::vector<pid_t> children;
-  for (int p = 0; p < kProcesses; ++p) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      LogWriter w(base_, "", LogWriter::CONCURRENT_APPENDERS, 2048);
-      bool ok = w.last_error().empty();
-      for (int i = 0; i < kEach && ok; ++i) ok = w.WriteRecord(std::to_string(p) + "/" + Record(i));
-      w.Close();
-      _exit(ok ? 0 : 1);
-    }
-    children.push_back(pid);
-  }
-  for (pid_t pid : children) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+  RunInChildren(kProcesses, [&](int p) {
+    LogWriter w(base_, "", LogWriter::CONCURRENT_APPENDERS, 2048);
+    bool ok = w.last_error().empty();
+    for (int i = 0; i < kEach && ok; ++i) ok = w.WriteRecord(std::to_string(p) + "/" + Record(i));
+    w.Close();
+    return ok;
+  });
   const auto records = ReadAll();
   EXPECT_EQ(std::set<std::string>(records.begin(), records.end()).size(), size_t{kProcesses * kEach});
   EXPECT_EQ(records.size(), size_t{kProcesses * kEach});
@@ -331,31 +389,13 @@ TEST_P(LocalLogTest, AppendingProcessesLoseNothing) {
 
 TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
   LogWriter::setLogChunkSize_TEST(5000);
-  int pipe_fds[2];
-  ASSERT_EQ(pipe(pipe_fds), 0);
-  const pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    close(pipe_fds[0]);
+  const int flushed = KillAfterAcks(2000, [&](const std::function<void(int)>& ack) {
     LogWriter w(base_, "doomed", LogWriter::SINGLE_WRITER, 300);
     for (int i = 0;; ++i) {
-      if (!w.WriteRecord(Record(i))) _exit(1);
-      // Every 5th record is flushed and reported as safe.
-      if (i % 5 == 4) {
-        if (!w.Flush()) _exit(1);
-        if (write(pipe_fds[1], &i, sizeof(i)) != sizeof(i)) _exit(1);
-      }
+      if (!w.WriteRecord(Record(i)) || (i % 5 == 4 && !w.Flush())) _exit(1);
+      if (i % 5 == 4) ack(i);
     }
-  }
-  close(pipe_fds[1]);
-  int flushed = -1, got;
-  while (flushed < 2000 && read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
-  kill(pid, SIGKILL);
-  int status;
-  waitpid(pid, &status, 0);
-  while (read(pipe_fds[0], &got, sizeof(got)) == sizeof(got)) flushed = got;
-  close(pipe_fds[0]);
-  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the writer died on its own";
+  });
   {
     LogWriter after(base_, "after", LogWriter::SINGLE_WRITER, 300);
     ASSERT_TRUE(after.last_error().empty()) << after.last_error();
@@ -375,6 +415,121 @@ TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
         w.AsyncEnabled();
       },
       "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
+}
+
+// A message whose bytes start with "M:"; others do not parse.
+class TaggedMessage : public proto2::Message {
+ public:
+  bool AppendToString(::string* out) const override {
+    if (text.empty()) return false;  // a message needs its text
+    out->append("M:" + text);
+    return true;
+  }
+  bool ParseFromString(const ::string& bytes) override {
+    if (bytes.compare(0, 2, "M:") != 0) return false;
+    text = bytes.substr(2);
+    return true;
+  }
+  ::string text;
+};
+
+std::vector<std::string> ReadRecordFile(const ::string& name) {
+  std::vector<std::string> out;
+  RecordReaderScript reader(File::Open(name.c_str(), "r"), 1 << 16);
+  ::string s;
+  while (reader.ReadRecordIntoString(&s)) out.push_back(s);
+  EXPECT_EQ(reader.skipped_bytes(), 0);
+  return out;
+}
+
+TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
+  LogWriter::setLogChunkSize_TEST(3000);
+  {
+    LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 1000);
+    for (int i = 0; i < 300; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+    w.EnableCompression(6);
+    for (int i = 300; i < 400; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+  }
+  // The files, read one by one as record files, hold the log in order.
+  std::vector<std::string> all;
+  for (int n = 0; File::Exists(LogBase(base_).FileName(n).c_str()); ++n) {
+    for (auto& r : ReadRecordFile(LogBase(base_).FileName(n))) all.push_back(r);
+  }
+  ASSERT_EQ(all.size(), 400u);
+  for (int i = 0; i < 400; ++i) ASSERT_EQ(all[i], Record(i));
+  EXPECT_GT(FileCount(), 5);
+
+  // A record file written by the record writer under a log's name.
+  const ::string other = dir_ + "/other.";
+  {
+    RecordWriter w(File::Open((other + "seq00000").c_str(), "w"));
+    ASSERT_TRUE(w.WriteRecord(::string("one")));
+    w.EnableCWCompression(1, 0, false, true);
+    ASSERT_TRUE(w.WriteRecord(::string("two")));
+    ASSERT_TRUE(w.Close());
+  }
+  LogReader r(other);
+  EXPECT_EQ(Drain(&r), (std::vector<std::string>{"one", "two"}));
+}
+
+TEST_P(LogTest, MessagesGoThroughTheLog) {
+  LogWriter w(base_, "");
+  TaggedMessage in;
+  in.text = "hello";
+  ASSERT_TRUE(w.WriteProtocolMessage(in));
+  EXPECT_EQ(w.TryWriteProtocolMessage(TaggedMessage(), nullptr), LogWriter::WRITE_ERROR);  // empty: refused
+  EXPECT_NE(w.last_error().find("serialised"), std::string::npos) << w.last_error();
+  ASSERT_TRUE(w.WriteRecord("not a message"));
+  ASSERT_TRUE(w.Flush());
+  LogReader r(base_);
+  TaggedMessage out;
+  ASSERT_TRUE(r.ReadProtocolMessageIfAvailable(&out));
+  EXPECT_EQ(out.text, "hello");
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // consumed, not a message
+  EXPECT_NE(r.last_error().find("not a message"), std::string::npos) << r.last_error();
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // nothing more
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(nullptr));
+}
+
+// Batch indexes live in 8 bits of a position: records far into what would
+// be one batch must still be found again.
+TEST_P(LogTest, PositionsOfSmallCompressedRecordsSeekExactly) {
+  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 1 << 20);
+  w.EnableCompression(1);
+  for (int i = 0; i < 2000; ++i) ASSERT_TRUE(w.WriteRecord(std::to_string(i)));
+  ASSERT_TRUE(w.Flush());
+  LogReader r(base_);
+  ::string s;
+  std::vector<int64> positions;
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+    positions.push_back(r.LastRecordPosition());
+  }
+  for (int i : {0, 254, 255, 256, 700, 1999}) {
+    ASSERT_TRUE(r.Seek(positions[i]));
+    ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
+    EXPECT_EQ(s, std::to_string(i));
+  }
+}
+
+// Records an appender still holds when another appender has moved the log
+// on are written to the newer file, where live readers are.
+TEST_P(LogTest, AppenderCarriesHeldRecordsToTheNewerFile) {
+  LogWriter::setLogChunkSize_TEST(500);
+  LogWriter slow(base_, "slow", LogWriter::CONCURRENT_APPENDERS, 1 << 16);
+  ASSERT_TRUE(slow.WriteRecord("held"));
+  {
+    LogWriter fast(base_, "fast", LogWriter::CONCURRENT_APPENDERS, 100);
+    for (int i = 0; i < 20; ++i) ASSERT_TRUE(fast.WriteRecord(Record(i)));
+    ASSERT_GT(fast.current_file_number(), 0);
+  }
+  ASSERT_TRUE(slow.Flush());
+  EXPECT_GT(slow.current_file_number(), 0);
+  const auto first = ReadRecordFile(LogBase(base_).FileName(0));
+  EXPECT_EQ(std::count(first.begin(), first.end(), "held"), 0);
+  const auto records = ReadAll();
+  EXPECT_EQ(std::count(records.begin(), records.end(), "held"), 1);
+  EXPECT_EQ(records.size(), 21u);
 }
 
 }  // namespace

@@ -19,8 +19,7 @@ namespace {
 using file::mem::MemBytes;
 
 // Each test makes its own directory under this root (created on demand).
-INSTANTIATE_TEST_SUITE_P(Mem, FsConformance,
-                         ::testing::Values(std::string("/mem/conformance")));
+INSTANTIATE_TEST_SUITE_P(Mem, FsConformance, ::testing::Values(std::string("/mem/conformance")));
 
 
 ::string Bytes(const MemBytes& bytes) {
@@ -125,10 +124,8 @@ TEST_F(MemFs, CreatingNeedsAnExistingParentDirectory) {
   Put("plain", "x");
   EXPECT_EQ(File::Open(P("plain/f").c_str(), "w"), nullptr);
   FileStat stat;
-  EXPECT_FALSE(File::StatWithOp(P("plain/").c_str(), &stat, &op));
-  EXPECT_EQ(op.error(), file::ERROR_WRONG_TYPE);
-  EXPECT_FALSE(File::StatWithOp(P("missing").c_str(), &stat, &op));
-  EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(File::StatWithOp(P("plain/").c_str(), &stat, &op), op), file::ERROR_WRONG_TYPE);
+  EXPECT_EQ(ErrorOf(File::StatWithOp(P("missing").c_str(), &stat, &op), op), file::ERROR_NOT_FOUND);
   EXPECT_EQ(op.message(), "Stat " + P("missing") + ": No such file or directory");
 }
 
@@ -189,8 +186,7 @@ TEST_F(MemFs, MemoryPropertiesOfHandlesAndStatfs) {
   Handle d(File::CreateWithOptions(P("d").c_str(), "w", direct));
   ASSERT_NE(d, nullptr);
   file::Operation op;
-  EXPECT_FALSE(d->OpenWithOp(&op));
-  EXPECT_EQ(op.error(), file::ERROR_UNIMPLEMENTED);
+  EXPECT_EQ(ErrorOf(d->OpenWithOp(&op), op), file::ERROR_UNIMPLEMENTED);
   Handle plain = OpenOrFail(P("p"), "w");
   EXPECT_FALSE(plain->IsLocalFile());
   EXPECT_TRUE(plain->Sync());
@@ -214,11 +210,9 @@ TEST_F(MemFs, OwnerGroupAndPermissionBits) {
   ASSERT_TRUE(File::SetGroup(name.c_str(), std::to_string(getegid()).c_str()));
   EXPECT_EQ(StatOf("f").group, who->group);  // ids are stored as names
   file::Operation op;
-  EXPECT_FALSE(File::SetGroupWithOp(name.c_str(), "no such group here", &op));
-  EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(File::SetGroupWithOp(name.c_str(), "no such group here", &op), op), file::ERROR_NOT_FOUND);
   EXPECT_EQ(op.message(), "SetGroup " + name + ": unknown group no such group here");
-  EXPECT_EQ(File::OpenFullySpecified(P("g").c_str(), "w", Attr_t(), 0600, "no such group here"),
-            nullptr);
+  EXPECT_EQ(File::OpenFullySpecified(P("g").c_str(), "w", Attr_t(), 0600, "no such group here"), nullptr);
   EXPECT_FALSE(Exists("g"));
   // Bits that shut everyone out stop only unprivileged processes.
   ASSERT_TRUE(File::SetMode(name.c_str(), 0));

@@ -1,11 +1,10 @@
 #include "file/base/names/path.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
+#include "tests/cc/fs_conformance.h"
 
 namespace file {
 namespace {
@@ -96,12 +95,8 @@ TEST(DatadirTest, InitAndRewrite) {
   }
   EXPECT_EQ(RewriteDatadir(nullptr), "");
 
-  const char* base = getenv("PQ_TEST_TMP");
-  std::string templ = base != nullptr && *base ? base : "/tmp";
-  mkdir(templ.c_str(), 0755);
-  templ += "/datadir_test.XXXXXX";
-  ASSERT_NE(mkdtemp(templ.data()), nullptr);
-  const std::string dir = CanonicalizeFileName(templ.c_str());
+  const ScratchDir scratch("datadir_test");
+  const std::string dir = CanonicalizeFileName(scratch.path.c_str());
 
   InitWithDatadirFrom(dir.c_str());
   EXPECT_TRUE(InitCalled());
@@ -118,7 +113,6 @@ TEST(DatadirTest, InitAndRewrite) {
   EXPECT_EQ(RewriteDatadir("/datadir/a"), "/a");
   InitWithDatadirFrom(nullptr);  // records nothing
   EXPECT_EQ(Datadir(), "/");
-  rmdir(templ.c_str());
   if (!previous.empty()) InitWithDatadirFrom((previous + "/").c_str());
 }
 

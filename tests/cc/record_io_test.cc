@@ -1,7 +1,5 @@
 // RecordWriter and RecordReader over real files of both file systems.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -221,8 +219,7 @@ TEST_P(RecordIoTest, LengthLimitMovesToTheOpenersFilesOrRefuses) {
   std::unique_ptr<RecordWriter> w(NewWriter("m.rec", 4096));
   w->SetMaxFileLength(1000, nullptr);
   ASSERT_TRUE(w->WriteRecord(std::string(900, 'x')));
-  EXPECT_FALSE(w->WriteRecord(std::string(200, 'y')));
-  EXPECT_EQ(w->GetCurrentErrorCode(), file::ERROR_NO_SPACE);
+  EXPECT_EQ(ErrorOf(w->WriteRecord(std::string(200, 'y')), w), file::ERROR_NO_SPACE);
   EXPECT_NE(w->GetCurrentErrorMessage().find("limit"), std::string::npos);
   NumberedRecordWriterOpener opener(P("m.rec"));
   w->SetMaxFileLength(1000, &opener);
@@ -352,6 +349,42 @@ TEST_P(RecordIoTest, ReaderLimitsSkipLongRecordsAndBatches) {
   EXPECT_FALSE(r.read_error());
 }
 
+TEST_P(RecordIoTest, SkippedDamageIsLoggedWithFileAndOffsetOnlyWhenAsked) {
+  std::unique_ptr<RecordWriter> w(NewWriter("s.rec", 4096));
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(w->WriteRecord(Rec(i, 12)));
+  ASSERT_TRUE(w->Close());
+  ASSERT_EQ(OpenOrFail(P("s.rec"), "r+")->PWrite(40, "\xff\xff\xff\xff\xff", 5), 5);
+  for (bool log : {true, false}) {
+    RecordReader r(File::Open(P("s.rec").c_str(), "r"));
+    r.set_log_skips(log);
+    testing::internal::CaptureStderr();
+    ::string s;
+    while (r.ReadRecord(&s)) {}
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(r.skipped_regions(), 1);
+    EXPECT_EQ(err.find("skipped") != std::string::npos, log) << err;
+    EXPECT_TRUE(!log || err.find(P("s.rec") + " at offset ") != std::string::npos) << err;
+  }
+}
+
+// The default is read from the environment at start-up, so a fresh process
+// (the death test re-runs this binary) shows it.
+TEST(RecordWriterDefaultsTest, BufferSizeComesFromTheEnvironment) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto shown = [] {
+    std::cerr << "default " << FLAGS_record_writer_default_buffer_size;
+    std::exit(0);
+  };
+  for (auto [value, want] : {std::pair<const char*, const char*>{"4096", "default 4096$"}, {"123", "default 524288$"},
+                             {"8192x", "default 524288$"}, {nullptr, "default 524288$"}}) {
+    value != nullptr ? setenv("PQ_RECORD_WRITER_BUFFER_SIZE", value, 1) : unsetenv("PQ_RECORD_WRITER_BUFFER_SIZE");
+    EXPECT_EXIT(shown(), testing::ExitedWithCode(0), want) << (value ? value : "unset");
+  }
+  const int start = FLAGS_record_writer_default_buffer_size;
+  EXPECT_EQ(SetRecordWriterDefaultBufferSize(100), start);
+  EXPECT_EQ(SetRecordWriterDefaultBufferSize(start), 4096);  // raised to the least size
+}
+
 TEST(RecordReaderOptionsTest, LoadsKnownKeysAndRefusesTheRest) {
   RecordReaderOptions o;
   EXPECT_TRUE(o.LoadOptionsFromString("memory_budget=65536, enable_aio=true\nlookahead=4096 initial_seek_back=0"));
@@ -375,52 +408,25 @@ TEST(RecordIoProcesses, ForkedAppendersAndKilledWriter) {
   const std::string dir = LocalTestRoot() + "/recordio_proc." + std::to_string(getpid());
   ASSERT_TRUE(File::RecursivelyCreateDir(dir, 0755));
   const std::string name = dir + "/p.rec";
-  std::vector<pid_t> kids;
-  for (int k = 0; k < 3; ++k) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      RecordWriter w(File::Open(name.c_str(), "a"), 4096, RecordWriter::CONCURRENT_APPENDERS);
-      bool ok = true;
-      for (int i = 0; i < 300; ++i) ok = w.WriteRecord(Rec(k * 100000 + i, 100 + i * 7)) && ok;
-      _exit(ok && w.Close() ? 0 : 1);
-    }
-    kids.push_back(pid);
-  }
-  for (pid_t pid : kids) {
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+  RunInChildren(3, [&](int k) {
+    RecordWriter w(File::Open(name.c_str(), "a"), 4096, RecordWriter::CONCURRENT_APPENDERS);
+    bool ok = true;
+    for (int i = 0; i < 300; ++i) ok = w.WriteRecord(Rec(k * 100000 + i, 100 + i * 7)) && ok;
+    return ok && w.Close();
+  });
   RecordReader* raw = nullptr;
   EXPECT_EQ(ReadAllRecords(name, &raw).size(), 900u);
   EXPECT_EQ(raw->skipped_bytes(), 0);
   delete raw;
 
   const std::string killed = dir + "/k.rec";
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  const pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    close(fds[0]);
+  const int acked = KillAfterAcks(499, [&](const std::function<void(int)>& ack) {
     RecordWriter w(File::Open(killed.c_str(), "w"), 65536);
     for (int i = 0;; ++i) {
       w.WriteRecord(Rec(i, 200 + i % 3000));
-      if (i % 10 == 9 && w.Flush()) {
-        if (write(fds[1], &i, sizeof i) != sizeof i) _exit(1);
-      }
+      if (i % 10 == 9 && w.Flush()) ack(i);
     }
-  }
-  close(fds[1]);
-  int acked = -1, got;
-  for (int n = 0; n < 50 && read(fds[0], &got, sizeof got) == sizeof got; ++n) acked = got;
-  kill(pid, SIGKILL);
-  int status = 0;
-  waitpid(pid, &status, 0);
-  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the writer died on its own";
-  while (read(fds[0], &got, sizeof got) == sizeof got) acked = got;
-  close(fds[0]);
+  });
   const auto records = ReadAllRecords(killed);
   ASSERT_GE(static_cast<int>(records.size()), acked + 1);
   for (size_t i = 0; i < records.size(); ++i) ASSERT_EQ(records[i], Rec(static_cast<int>(i), 200 + i % 3000));

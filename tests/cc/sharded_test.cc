@@ -1,14 +1,13 @@
 #include "file/base/names/sharded.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <string>
 
 #include "file/base/names/glob.h"
+#include "tests/cc/fs_conformance.h"
 
 namespace file_base {
 namespace {
@@ -57,8 +56,7 @@ TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
 
 TEST(ShardedNamesTest, TakeAShardNameApart) {
   int shard = -1, count = -1, digits = -1;
-  EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits),
-               "dir/b@3");
+  EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits), "dir/b@3");
   EXPECT_EQ(shard, 1);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(digits, 5);
@@ -74,8 +72,7 @@ TEST(ShardedNamesTest, TakeAShardNameApart) {
                                   "b-000001-of-000003", "b-00001-of-0003", "-00001-of-00003",
                                   "dir/-00001-of-00003", "b-00001-of-00003x", "b_00001-of-00003",
                                   "b-0000a-of-00003", "-of-", "", "b-99999999999-of-99999999999"}) {
-    EXPECT_EQ(ShardedBasenameWithNumShards(not_a_shard, &shard, &count, &digits), nullptr)
-        << not_a_shard;
+    EXPECT_EQ(ShardedBasenameWithNumShards(not_a_shard, &shard, &count, &digits), nullptr) << not_a_shard;
   }
   EXPECT_EQ(shard, -1);
   EXPECT_EQ(ShardedBasenameWithNumShards(nullptr, &shard, &count, &digits), nullptr);
@@ -117,11 +114,8 @@ TEST(DetectShardsTest, CountComesFromTheExistingFiles) {
 
 TEST(DetectShardsTest, DefaultSearchesTheLocalDisk) {
   SetShardMatchFunction(nullptr);
-  const char* base = getenv("PQ_TEST_TMP");
-  std::string dir = base != nullptr && *base ? base : "/tmp";
-  mkdir(dir.c_str(), 0755);
-  dir += "/sharded_test.XXXXXX";
-  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  const ScratchDir scratch("sharded_test");
+  const std::string dir = scratch.path;
   vector<::string> names;
   ASSERT_TRUE(GenerateShardedFilenames(dir + "/part@2", &names));
   for (const ::string& name : names) std::ofstream(name).put('x');
@@ -130,7 +124,6 @@ TEST(DetectShardsTest, DefaultSearchesTheLocalDisk) {
   EXPECT_EQ(count, 2);
   for (const ::string& name : names) unlink(name.c_str());
   EXPECT_FALSE(DetectNumberOfShards(dir + "/part@*", &count));
-  rmdir(dir.c_str());
 }
 
 }  // namespace

@@ -169,10 +169,7 @@ TEST_P(StreamsTest, VarintsAcrossBufferBoundariesAndTheirFailures) {
     EXPECT_FALSE(in->ReadVarint32(&untouched));
     EXPECT_EQ(untouched, 42u);
   }
-  struct Bad {
-    const char* what;
-    ::string bytes;
-  };
+  struct Bad { const char* what; ::string bytes; };
   const Bad bad[] = {
       {"cut by end of file", ::string("\x80\x80", 2)},
       {"six bytes", ::string("\x80\x80\x80\x80\x80\x01", 6)},
@@ -249,10 +246,7 @@ TEST_P(StreamsTest, ReadToStringIsBoundedByItsMaximumAndByTheFile) {
   EXPECT_EQ(out, data.substr(10));
   // A string passed again is room to read into: whatever it held before,
   // longer or shorter, it ends up holding exactly the bytes read.
-  struct Case {
-    int64 at, max;
-    size_t held;
-  };
+  struct Case { int64 at, max; size_t held; };
   for (const Case& c : {Case{0, 10, 4000}, Case{100, 3000, 5}, Case{4990, 100, 2000}, Case{5000, 100, 50}}) {
     ASSERT_TRUE(in->Seek(c.at));
     out.assign(c.held, '#');
@@ -395,11 +389,7 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   }
   ASSERT_TRUE(out->CloseFile());
 
-  struct Case {
-    int64 read;
-    bool checksum;
-    int want;
-  };
+  struct Case { int64 read; bool checksum; int want; };
   const Case cases[] = {
       {kLength, true, InputBuffer::MATCHES_FULL},
       {100, true, InputBuffer::MATCHES_PREFIX},
@@ -423,10 +413,7 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   EXPECT_FALSE(late->SetChecksumming(true, false));
 
   // One changed byte, and the reader notices.
-  {
-    Handle f = OpenOrFail(P("f"), "r+");
-    ASSERT_EQ(f->PWrite(kLength - 10, "!", 1), 1);
-  }
+  ASSERT_EQ(OpenOrFail(P("f"), "r+")->PWrite(kLength - 10, "!", 1), 1);
   file_attributes->ClearCache();
   auto in = Reader("f", 65536);
   ASSERT_TRUE(in->SetChecksumming(true, true));

@@ -79,8 +79,7 @@ TEST(StatusTest, ToStringAndWallTime) {
 }
 
 TEST(FileVersionTest, TextFormRoundTripsExtremes) {
-  EXPECT_EQ(FileVersion(1700000000000000LL, 0xdeadbeefULL).ToString(),
-            "v1700000000000000.00000000deadbeef");
+  EXPECT_EQ(FileVersion(1700000000000000LL, 0xdeadbeefULL).ToString(), "v1700000000000000.00000000deadbeef");
   EXPECT_EQ(FileVersion().ToString(), "v0.0000000000000000");
   EXPECT_EQ(FileVersion(-5, ~0ULL).ToString(), "v-5.ffffffffffffffff");
   const FileVersion versions[] = {
@@ -137,8 +136,7 @@ TEST(FileStatTest, ClearRestoresEveryDefaultAndIsDirectoryLooksAtTheType) {
                                         ::string(), int64{0}, true);
   FileStat st;
   EXPECT_EQ(Fields(st), defaults);
-  st = FileStat{10, 20, Attr_t(Attr_t::FROZEN), S_IFDIR | 0755, ::string("a\0b", 3), "g", 3, 4,
-                "e", 99, {}};
+  st = FileStat{10, 20, Attr_t(Attr_t::FROZEN), S_IFDIR | 0755, ::string("a\0b", 3), "g", 3, 4, "e", 99, {}};
   st.properties.Set("k", "v");
   FileStat copy(st);
   EXPECT_EQ(Fields(copy), Fields(st));
