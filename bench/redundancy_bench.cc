@@ -177,10 +177,10 @@ int main() {
   std::vector<double> repairs;
   for (int round = 0; round < 3; ++round) {
     file::Operation op;
-    int rewritten = 0;
+    vector<int> rewritten;
     repairs.push_back(Seconds([&] { redundancy::RepairArchive(factory, name, &rewritten, &op); }));
-    if (rewritten != 4) {
-      std::fprintf(stderr, "repair rewrote %d shards: %s\n", rewritten, op.message().c_str());
+    if (rewritten.size() != 4) {
+      std::fprintf(stderr, "repair rewrote %zu shards: %s\n", rewritten.size(), op.message().c_str());
       return 1;
     }
     for (int i = 0; i < 4; ++i) File::Delete(manifest.shards[lost[i]].c_str());
