@@ -73,6 +73,11 @@ void ConfigureClient() {
         {"RequestTimeout", "XRD_REQUESTTIMEOUT", 60},
         {"TimeoutResolution", "XRD_TIMEOUTRESOLUTION", 1},
         {"StreamErrorWindow", "XRD_STREAMERRORWINDOW", 2},
+        // The client's fork handler stops and restarts its threads around
+        // every fork: a parent that forks to run a program can deadlock in
+        // it, and a child can crash in a restarted thread. Off unless asked
+        // for; a forked child then must not use root:// names.
+        {"RunForkHandler", "XRD_RUNFORKHANDLER", 0},
     };
     for (const auto& d : defaults) {
       if (std::getenv(d.variable) == nullptr) env->PutInt(d.key, d.value);
