@@ -45,8 +45,7 @@ bool MemFile::DoOpen() {
                     ("unknown group " + ::string(request.group)).c_str());
   }
   if (error != 0) return SetErrnoError("Open", error);
-  std::lock_guard<std::mutex> lock(position_mu_);
-  position_ = 0;
+  position_.Set(0);
   return true;
 }
 
@@ -78,32 +77,32 @@ int64 MemFile::WriteAt(int64 offset, bool at_end, const void* buffer,
 }
 
 int64 MemFile::DoRead(void* buffer, uint64 size) {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  const int64 count = ReadAt(
-      position_, buffer, static_cast<int64>(std::min<uint64>(size, kMaxCount)));
-  position_ += count;
-  return count;
+  return position_.Advance([&](int64 position) {
+    return ReadAt(position, buffer, static_cast<int64>(std::min<uint64>(size, kMaxCount)));
+  });
 }
 
 int64 MemFile::DoWrite(const void* buffer, uint64 size) {
-  std::lock_guard<std::mutex> lock(position_mu_);
   if (size > static_cast<uint64>(kMaxCount)) return SetErrnoError("Write", EFBIG), -1;
-  int64 landed;
-  const int64 written = WriteAt(position_, /*at_end=*/false, buffer,
-                                static_cast<int64>(size), &landed, "Write");
-  if (written > 0) position_ = landed + written;
-  return written;
+  return position_.Holding([&](int64& position) {
+    int64 landed;
+    const int64 written = WriteAt(position, /*at_end=*/false, buffer,
+                                  static_cast<int64>(size), &landed, "Write");
+    if (written > 0) position = landed + written;
+    return written;
+  });
 }
 
 int64 MemFile::DoAppend(const void* buffer, uint64 size, int64* offset) {
-  std::lock_guard<std::mutex> lock(position_mu_);
   if (size > static_cast<uint64>(kMaxCount)) return SetErrnoError("Append", EFBIG), -1;
-  const int64 written = WriteAt(0, /*at_end=*/true, buffer,
-                                static_cast<int64>(size), offset, "Append");
-  // As with O_APPEND: an append-mode handle's position follows its writes;
-  // other handles append without moving.
-  if (written > 0 && open_mode().append) position_ = *offset + written;
-  return written;
+  return position_.Holding([&](int64& position) {
+    const int64 written = WriteAt(0, /*at_end=*/true, buffer,
+                                  static_cast<int64>(size), offset, "Append");
+    // As with O_APPEND: an append-mode handle's position follows its writes;
+    // other handles append without moving.
+    if (written > 0 && open_mode().append) position = *offset + written;
+    return written;
+  });
 }
 
 int64 MemFile::DoPRead(int64 offset, void* buffer, int64 size) {
@@ -128,14 +127,10 @@ int64 MemFile::DoSize() {
   return node_->bytes.size();
 }
 
-int64 MemFile::DoTell() {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  return position_;
-}
+int64 MemFile::DoTell() { return position_.Get(); }
 
 bool MemFile::DoSeek(int64 position) {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  position_ = position;
+  position_.Set(position);
   return true;
 }
 

@@ -37,6 +37,7 @@
 
 #include "file/base/file.h"
 #include "file/base/core/file_factory.h"
+#include "file/base/core/kept_position.h"
 #include "file/base/mem/mem_namespace.h"
 
 namespace file {
@@ -74,9 +75,7 @@ class MemFile : public File {
                 int64* landed, const char* what);
 
   NodePtr node_;
-  // Guards position_: one handle may be used from several threads.
-  std::mutex position_mu_;
-  int64 position_ = 0;
+  file::KeptPosition position_;
 };
 
 // The factory of memory files; all instances share the same tree.

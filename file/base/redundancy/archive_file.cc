@@ -19,7 +19,7 @@ bool ArchiveFile::DoOpen() {
   if (!shards_.Open(factory(), manifest_, &why)) {
     return SetError(file::INTERNAL_ERROR, "Open", why.c_str());
   }
-  position_ = 0;
+  position_.Set(0);
   return true;
 }
 
@@ -77,17 +77,9 @@ int64 ArchiveFile::DoPRead(int64 offset, void* buffer, int64 size) {
 }
 
 int64 ArchiveFile::DoRead(void* buffer, uint64 size) {
-  int64 position;
-  {
-    std::lock_guard<std::mutex> lock(mu_);
-    position = position_;
-  }
-  const int64 n = DoPRead(position, buffer, static_cast<int64>(std::min<uint64>(size, INT64_MAX)));
-  if (n > 0) {
-    std::lock_guard<std::mutex> lock(mu_);
-    position_ = position + n;
-  }
-  return n;
+  return position_.Advance([&](int64 position) {
+    return DoPRead(position, buffer, static_cast<int64>(std::min<uint64>(size, INT64_MAX)));
+  });
 }
 
 bool ArchiveFile::ReadOnly(const char* what) {
@@ -100,14 +92,10 @@ int64 ArchiveFile::DoPWrite(int64, const void*, int64) { return ReadOnly("PWrite
 bool ArchiveFile::DoTruncate(int64) { return ReadOnly("Truncate"); }
 int64 ArchiveFile::DoSize() { return manifest_.length; }
 
-int64 ArchiveFile::DoTell() {
-  std::lock_guard<std::mutex> lock(mu_);
-  return position_;
-}
+int64 ArchiveFile::DoTell() { return position_.Get(); }
 
 bool ArchiveFile::DoSeek(int64 position) {
-  std::lock_guard<std::mutex> lock(mu_);
-  position_ = position;
+  position_.Set(position);
   return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <mutex>
 
+#include "file/base/core/kept_position.h"
 #include "file/base/file.h"
 #include "file/base/redundancy/archive_layout.h"
 
@@ -52,8 +53,8 @@ class ArchiveFile : public File {
   const Manifest manifest_;
   const bool manifest_valid_;
   ArchiveShards shards_;
-  std::mutex mu_;  // guards position_ and the stripe cache
-  int64 position_ = 0;
+  std::mutex mu_;  // guards the stripe cache
+  file::KeptPosition position_;
   int64 cached_stripe_ = -1;
   ::string cache_;
 };

@@ -98,8 +98,7 @@ bool RemoteFile::DoOpen() {
     state_.reset();
     return false;
   }
-  std::lock_guard<std::mutex> lock(position_mu_);
-  position_ = 0;
+  position_.Set(0);
   return true;
 }
 
@@ -224,30 +223,28 @@ int64 RemoteFile::WriteAt(int64 offset, const void* buffer, int64 size, const ch
 }
 
 int64 RemoteFile::DoRead(void* buffer, uint64 size) {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  const int64 n = ReadAt(position_, buffer, static_cast<int64>(std::min<uint64>(size, uint64{1} << 62)), "Read");
-  if (n > 0) position_ += n;
-  return n;
+  return position_.Advance([&](int64 position) {
+    return ReadAt(position, buffer, static_cast<int64>(std::min<uint64>(size, uint64{1} << 62)), "Read");
+  });
 }
 
 int64 RemoteFile::DoWrite(const void* buffer, uint64 size) {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  const int64 n = WriteAt(position_, buffer, static_cast<int64>(size), "Write");
-  if (n > 0) position_ += n;
-  return n;
+  return position_.Advance(
+      [&](int64 position) { return WriteAt(position, buffer, static_cast<int64>(size), "Write"); });
 }
 
 int64 RemoteFile::DoAppend(const void* buffer, uint64 size, int64* offset) {
-  std::lock_guard<std::mutex> lock(position_mu_);
   // No atomic append on the server: find the end, then write there (one
   // writer at a time; SupportsConcurrentAppenders says so).
-  const int64 end = DoSize();
-  if (end < 0) return -1;
-  const int64 n = WriteAt(end, buffer, static_cast<int64>(size), "Append");
-  if (n < 0) return -1;
-  *offset = end;
-  if (open_mode().append) position_ = end + n;
-  return n;
+  return position_.Holding([&](int64& position) -> int64 {
+    const int64 end = DoSize();
+    if (end < 0) return -1;
+    const int64 n = WriteAt(end, buffer, static_cast<int64>(size), "Append");
+    if (n < 0) return -1;
+    *offset = end;
+    if (open_mode().append) position = end + n;
+    return n;
+  });
 }
 
 int64 RemoteFile::DoPRead(int64 offset, void* buffer, int64 size) {
@@ -277,14 +274,10 @@ int64 RemoteFile::DoSize() {
   return -1;
 }
 
-int64 RemoteFile::DoTell() {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  return position_;
-}
+int64 RemoteFile::DoTell() { return position_.Get(); }
 
 bool RemoteFile::DoSeek(int64 position) {
-  std::lock_guard<std::mutex> lock(position_mu_);
-  position_ = position;
+  position_.Set(position);
   return true;
 }
 

@@ -29,6 +29,7 @@
 #include <memory>
 #include <mutex>
 
+#include "file/base/core/kept_position.h"
 #include "file/base/file.h"
 #include "file/base/core/file_factory.h"
 
@@ -112,8 +113,7 @@ class RemoteFile : public File {
   void EndAsync();
 
   std::shared_ptr<HandleState> state_;
-  std::mutex position_mu_;
-  int64 position_ = 0;
+  file::KeptPosition position_;
   std::mutex async_mu_;
   std::condition_variable async_cv_;
   int async_in_flight_ = 0;
