@@ -89,10 +89,8 @@ TEST(MemIdentity, PermissionBitsPickOwnerThenGroupThenOthers) {
   EXPECT_EQ(file::mem::GrantedAccess(who, "bob", "other", 0), 7u);
 }
 
-TEST(MemIdentity, NewNodesBelongToTheProcessUser) {
+TEST(MemIdentity, NamesAndIdsOfTheProcessUser) {
   const auto who = file::mem::CurrentIdentity();
-  EXPECT_FALSE(who->user.empty());
-  EXPECT_FALSE(who->group.empty());
   EXPECT_EQ(who->privileged, geteuid() == 0);
   EXPECT_EQ(file::mem::KnownUserName(std::to_string(geteuid()).c_str()), who->user);
   EXPECT_EQ(file::mem::KnownUserName(who->user.c_str()), who->user);
@@ -118,14 +116,13 @@ TEST_F(MemFs, NameSpaceEndsAtTheRoot) {
   EXPECT_TRUE(File::IsDirectory("/mem"));
 }
 
-TEST_F(MemFs, CreatingNeedsAnExistingParentDirectory) {
-  file::Operation op;
-  EXPECT_EQ(File::Open(P("missing/f").c_str(), "w"), nullptr);
+TEST_F(MemFs, NamesThroughAPlainFileAreNoDirectories) {
   Put("plain", "x");
   EXPECT_EQ(File::Open(P("plain/f").c_str(), "w"), nullptr);
   FileStat stat;
+  file::Operation op;
   EXPECT_EQ(ErrorOf(File::StatWithOp(P("plain/").c_str(), &stat, &op), op), file::ERROR_WRONG_TYPE);
-  EXPECT_EQ(ErrorOf(File::StatWithOp(P("missing").c_str(), &stat, &op), op), file::ERROR_NOT_FOUND);
+  EXPECT_FALSE(File::StatWithOp(P("missing").c_str(), &stat, &op));
   EXPECT_EQ(op.message(), "Stat " + P("missing") + ": No such file or directory");
 }
 
@@ -162,37 +159,32 @@ TEST_F(MemFs, DirectoryRenameRules) {
   EXPECT_FALSE(Exists("d"));
 }
 
+// Blocks across a chunk boundary and snapshots keep the bytes of their time
+// when the file is written in place (the handle safety suite covers blocks
+// within a chunk).
 TEST_F(MemFs, BlocksAndSnapshotsArePointInTime) {
   const ::string text(MemBytes::kChunkSize + 100, 'a');
   Put("source", text);
   Handle f = OpenOrFail(P("source"), "r+");
-  std::unique_ptr<MemBlock> pinned(f->GetMemBlock(10, 20, 0));
   std::unique_ptr<MemBlock> spanning(f->TryMMap(MemBytes::kChunkSize - 10, 20));
-  ASSERT_NE(pinned, nullptr);
   ASSERT_NE(spanning, nullptr);
   ASSERT_TRUE(File::SnapshotFile(P("source").c_str(), P("snap").c_str(), 0644));
   const ::string overwrite(text.size(), 'b');
   ASSERT_EQ(f->PWrite(0, overwrite.data(), overwrite.size()), static_cast<int64>(text.size()));
-  EXPECT_EQ(::string(pinned->data(), pinned->size()), ::string(20, 'a'));
   EXPECT_EQ(::string(spanning->data(), spanning->size()), ::string(20, 'a'));
   EXPECT_EQ(Get("snap"), text);
   ASSERT_TRUE(File::AppendStringToFile("more", P("snap")));
   EXPECT_EQ(f->Size(), static_cast<int64>(text.size()));
 }
 
-TEST_F(MemFs, MemoryPropertiesOfHandlesAndStatfs) {
+TEST_F(MemFs, NoDirectIoAndStatfsCountsMemory) {
   FileOpenOptions direct;
   direct.set_direct_io();
   Handle d(File::CreateWithOptions(P("d").c_str(), "w", direct));
   ASSERT_NE(d, nullptr);
-  file::Operation op;
-  EXPECT_EQ(ErrorOf(d->OpenWithOp(&op), op), file::ERROR_UNIMPLEMENTED);
-  Handle plain = OpenOrFail(P("p"), "w");
-  EXPECT_FALSE(plain->IsLocalFile());
-  EXPECT_TRUE(plain->Sync());
+  EXPECT_EQ(ErrorOf(d->Open(), d), file::ERROR_UNIMPLEMENTED);
   int64 total = -1, free_bytes = -1, available = -1;
   ASSERT_TRUE(File::Statfs(dir_.c_str(), &total, &free_bytes, &available));
-  EXPECT_GE(free_bytes, 0);
   EXPECT_EQ(available, free_bytes);
   EXPECT_FALSE(File::Statfs(P("missing").c_str(), &total, nullptr, nullptr));
 }
