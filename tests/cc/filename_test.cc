@@ -1,13 +1,11 @@
 #include "file/base/names/filename.h"
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <string>
 #include <type_traits>
 
 #include "file/base/names/replicated_names.h"
@@ -160,10 +158,8 @@ TEST(ReplicatedNamesTest, BuildsParseBack) {
   }
   EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "/x"), "/rep/east/x");
 
-  EXPECT_TRUE(IsUInt64ANegativeInt64(1ULL << 63));
-  EXPECT_TRUE(IsUInt64ANegativeInt64(~0ULL));
-  EXPECT_FALSE(IsUInt64ANegativeInt64((1ULL << 63) - 1));
-  EXPECT_FALSE(IsUInt64ANegativeInt64(0));
+  for (uint64 v : {1ULL << 63, ~0ULL}) EXPECT_TRUE(IsUInt64ANegativeInt64(v)) << v;
+  for (uint64 v : {(1ULL << 63) - 1, 0ULL}) EXPECT_FALSE(IsUInt64ANegativeInt64(v)) << v;
 }
 
 TEST(ReplicatedNamesTest, ParseWicketRemoteName) {

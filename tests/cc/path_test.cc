@@ -1,9 +1,7 @@
 #include "file/base/names/path.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <string>
 #include "tests/cc/fs_conformance.h"
 
 namespace file {
@@ -26,18 +24,12 @@ TEST(PathTest, JoinPathAddSlashDirname) {
       {{"a", "b"}, "a/b"}, {{"a/", "b"}, "a/b"}, {{"/", "b"}, "/b"}, {{"a", "/b"}, "/b"},
       {{"", "b"}, "b"},    {{"a", ""}, "a"},     {{"", ""}, ""},
   };
-  for (const auto& [in, out] : joins) {
-    EXPECT_EQ(JoinPath(in.first, in.second), out) << in.first << " + " << in.second;
-  }
-  for (const auto& [in, out] : {Case{"a", "a/"}, {"a/", "a/"}, {"", ""}}) {
-    EXPECT_EQ(AddSlash(in), out) << in;
-  }
+  for (const auto& [in, out] : joins) EXPECT_EQ(JoinPath(in.first, in.second), out) << in.first << " + " << in.second;
+  for (const auto& [in, out] : {Case{"a", "a/"}, {"a/", "a/"}, {"", ""}}) EXPECT_EQ(AddSlash(in), out) << in;
   const Case dirnames[] = {{"a/b", "a"}, {"a/b/", "a/b"}, {"/a", "/"}, {"//a", "/"},
                            {"a//b", "a"}, {"a", ""},      {"", ""}};
   for (const auto& [in, out] : dirnames) EXPECT_EQ(Dirname(in), out) << in;
-  for (const auto& [in, out] : {Case{"a/b/c", "a/b/"}, {"/c", "/"}, {"c", ""}}) {
-    EXPECT_EQ(StripBasename(in.c_str()), out) << in;
-  }
+  for (const auto& [in, out] : {Case{"a/b/c", "a/b/"}, {"/c", "/"}, {"c", ""}}) EXPECT_EQ(StripBasename(in.c_str()), out) << in;
   EXPECT_EQ(StripBasename(nullptr), "");
 }
 

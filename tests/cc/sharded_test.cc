@@ -1,10 +1,9 @@
 #include "file/base/names/sharded.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <string>
+#include <tuple>
 
 #include "file/base/names/glob.h"
 #include "tests/cc/fs_conformance.h"
@@ -57,9 +56,7 @@ TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
 TEST(ShardedNamesTest, TakeAShardNameApart) {
   int shard = -1, count = -1, digits = -1;
   EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits), "dir/b@3");
-  EXPECT_EQ(shard, 1);
-  EXPECT_EQ(count, 3);
-  EXPECT_EQ(digits, 5);
+  EXPECT_EQ(std::tuple(shard, count, digits), std::tuple(1, 3, 5));
   // The result round-trips through the set expansion.
   vector<::string> names;
   const char* set = ShardedBasenameWithNumShards("x.y-000004-of-100010", nullptr, nullptr, nullptr);
