@@ -153,9 +153,7 @@ TEST(ReplicatedNamesTest, BuildsParseBack) {
 
   const std::pair<const char*, const char*> appends[] = {
       {"/rep/east/dir/", "/rep/east/dir/f"}, {"/rep/east", "/rep/east/f"}, {"/tmp/dir", ""}};
-  for (const auto& [dir, expected] : appends) {
-    EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
-  }
+  for (const auto& [dir, expected] : appends) EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
   EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "/x"), "/rep/east/x");
 
   for (uint64 v : {1ULL << 63, ~0ULL}) EXPECT_TRUE(IsUInt64ANegativeInt64(v)) << v;

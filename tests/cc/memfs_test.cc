@@ -245,9 +245,7 @@ TEST_F(MemFs, ConcurrentWritersOnDifferentFilesAndOneAppendTarget) {
   const ::string log = Get("log");
   ASSERT_EQ(log.size(), size_t{64} * kRecords * kThreads);
   // Appends are atomic: every 64-byte record is one writer's.
-  for (size_t i = 0; i < log.size(); i += 64) {
-    ASSERT_EQ(log.substr(i, 64), ::string(64, log[i])) << "at " << i;
-  }
+  for (size_t i = 0; i < log.size(); i += 64) ASSERT_EQ(log.substr(i, 64), ::string(64, log[i])) << "at " << i;
 }
 
 }  // namespace

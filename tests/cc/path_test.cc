@@ -82,9 +82,7 @@ TEST(PathTest, ConstructFullFileNameAndRemoveHosts) {
 // The data directory is process-wide, so one test walks through its states.
 TEST(DatadirTest, InitAndRewrite) {
   const ::string previous = Datadir();  // other tests may have recorded one
-  if (previous.empty()) {
-    EXPECT_EQ(RewriteDatadir("$DATADIR/x"), "$DATADIR/x");
-  }
+  if (previous.empty()) EXPECT_EQ(RewriteDatadir("$DATADIR/x"), "$DATADIR/x");
   EXPECT_EQ(RewriteDatadir(nullptr), "");
 
   const ScratchDir scratch("datadir_test");
