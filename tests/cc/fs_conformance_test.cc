@@ -622,37 +622,31 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
 }
 
 
+// Positioned reads are covered by the handle safety and remote suites.
 TEST_P(FsConformance, AsyncOperationsCompleteTheirWatcher) {
   Put("f", "12345");
+  AsyncIOWatcher stat_done, missing_done, match_done, open_done, write_done, delete_done;
   FileStat st;
-  AsyncIOWatcher stat_done;
   ASSERT_TRUE(File::StatAsync(P("f").c_str(), &st, &stat_done));
   EXPECT_EQ(Finished(&stat_done), file::OK);
   EXPECT_EQ(stat_done.Bytes(), 5);
   EXPECT_EQ(st.length, 5);
-  AsyncIOWatcher missing_done;
   ASSERT_TRUE(File::StatAsync(P("missing").c_str(), &st, &missing_done));
   EXPECT_EQ(Finished(&missing_done), file::ERROR_NOT_FOUND);
   vector<::string> matches;
-  AsyncIOWatcher match_done;
   ASSERT_TRUE(File::MatchAsync(P("*").c_str(), &matches, &match_done));
   EXPECT_EQ(Finished(&match_done), file::OK);
   EXPECT_EQ(matches, (vector<::string>{P("f")}));
 
-  AsyncIOWatcher open_done;
   Handle f(File::OpenAsync(P("f").c_str(), "r+", &open_done));
   ASSERT_NE(f, nullptr);
   ASSERT_EQ(Finished(&open_done), file::OK);
-  // Positioned reads are covered by the handle safety and remote suites.
   int64 count = -1;
   IOBuffer out("ab", 2);
-  AsyncIOWatcher write_done;
   ASSERT_TRUE(f->PWriteAsync(5, &out, &count, &write_done));
   EXPECT_EQ(Finished(&write_done), file::OK);
   EXPECT_EQ(count, 2);
   EXPECT_EQ(ReadAll(f.get()), "12345ab");
-
-  AsyncIOWatcher delete_done;
   ASSERT_TRUE(File::DeleteAsync(P("f").c_str(), &delete_done));
   EXPECT_EQ(Finished(&delete_done), file::OK);
   EXPECT_FALSE(Exists("f"));
