@@ -322,9 +322,6 @@ TEST_P(FsConformance, MemBlocksAndMappings) {
   ASSERT_NE(mapped, nullptr) << f->GetCurrentErrorMessage();
   EXPECT_EQ(std::string(mapped->data(), mapped->size()), big.substr(5000, 30000));
   EXPECT_EQ(ErrorOf(f->TryMMap(39000, 2000), f), file::ERROR_PAST_EOF);
-  std::unique_ptr<MemBlock> disk(f->GetMemBlockFromDisk(1, 3, 2));
-  ASSERT_NE(disk, nullptr);
-  EXPECT_EQ(std::string(disk->data(), disk->size()), "bcd");
   Handle small = OpenOrFail(P("small"), "r");
   EXPECT_EQ(small->TryMMap(0, 4), nullptr);  // too small to be worth a mapping
   EXPECT_NE(small->GetCurrentErrorCode(), file::OK);
