@@ -123,8 +123,7 @@ TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
     ASSERT_TRUE(File::Delete(P("dst").c_str()));
   }
   file::Operation missing;
-  EXPECT_FALSE(local->DoCloneFile(P("none").c_str(), P("dst").c_str(), &missing));
-  EXPECT_EQ(missing.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(local->DoCloneFile(P("none").c_str(), P("dst").c_str(), &missing), missing), file::ERROR_NOT_FOUND);
   EXPECT_FALSE(Exists("dst"));
 }
 

@@ -141,8 +141,7 @@ TEST_F(MemFs, DirectoryRenameRules) {
   file::Operation op;
   EXPECT_FALSE(File::RenameWithOp(P("d").c_str(), P("d/inner/d").c_str(), false, &op));
   EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
-  EXPECT_FALSE(File::RenameWithOp(P("d").c_str(), P("full").c_str(), true, &op));
-  EXPECT_EQ(op.error(), file::ERROR_NOT_EMPTY);
+  EXPECT_EQ(ErrorOf(File::RenameWithOp(P("d").c_str(), P("full").c_str(), true, &op), op), file::ERROR_NOT_EMPTY);
   EXPECT_TRUE(File::Rename(P("d").c_str(), P("empty").c_str(), true));
   EXPECT_TRUE(File::IsDirectory(P("empty/inner").c_str()));
   EXPECT_FALSE(Exists("d"));
