@@ -362,7 +362,9 @@ TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
 // (every int is a value of MatchType).
 TEST_P(FsConformance, MatchAndDepthFirstListing) {
   MkDirs("sub/e");
-  for (const char* name : {"a.txt", "b.txt", "c.log", ".hidden.txt", "old.txt~", "sub/d.txt", "sub/e/f", "z"}) Put(name, "x");
+  for (const char* name : {"a.txt", "b.txt", "c.log", ".hidden.txt", "old.txt~", "sub/d.txt", "sub/e/f", "z"}) {
+    Put(name, "x");
+  }
   SetAttr("a.txt", Attr_t::ARCHIVAL_PENDING);
   vector<::string> matches, files, dirs;
   ASSERT_TRUE(File::Match(P("*.txt").c_str(), &matches));

@@ -59,7 +59,8 @@ TEST(RegistryTest, LongestPrefixWinsAndUnregisterRestores) {
 }
 
 TEST(RegistryTest, FilterMatchesHidesWhatTheTypeHides) {
-  const struct { const char* pattern; vector<::string> names; File::MatchType type; int records; vector<::string> kept; } cases[] = {
+  using Names = vector<::string>;
+  const struct { const char* pattern; Names names; File::MatchType type; int records; Names kept; } cases[] = {
       {"d/*", {"d/b", "d/.hidden", "d/old~", "d/.a.attr", "d/a", "d/b"}, File::MATCH_DEFAULT, 0, {"d/a", "d/b"}},
       {"d/*", {"d/.hidden", "d/old~", "d/.a.attr"}, File::MATCH_ALL, 1, {"d/.a.attr", "d/.hidden", "d/old~"}},
       {"d/.*", {"d/.hidden", "d/.a.attr"}, File::MATCH_DEFAULT, 0, {"d/.hidden"}},

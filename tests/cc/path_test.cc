@@ -29,7 +29,9 @@ TEST(PathTest, JoinPathAddSlashDirname) {
   const Case dirnames[] = {{"a/b", "a"}, {"a/b/", "a/b"}, {"/a", "/"}, {"//a", "/"},
                            {"a//b", "a"}, {"a", ""},      {"", ""}};
   for (const auto& [in, out] : dirnames) EXPECT_EQ(Dirname(in), out) << in;
-  for (const auto& [in, out] : {Case{"a/b/c", "a/b/"}, {"/c", "/"}, {"c", ""}}) EXPECT_EQ(StripBasename(in.c_str()), out) << in;
+  for (const auto& [in, out] : {Case{"a/b/c", "a/b/"}, {"/c", "/"}, {"c", ""}}) {
+    EXPECT_EQ(StripBasename(in.c_str()), out) << in;
+  }
   EXPECT_EQ(StripBasename(nullptr), "");
 }
 

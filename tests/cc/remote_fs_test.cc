@@ -258,7 +258,10 @@ TEST_F(RemoteFs, ErrorsCarryCodesAndTheServersWords) {
   std::unique_ptr<file::HeldLock> held;
   const std::function<bool()> unimplemented[] = {
       [&] { return File::RenameWithOp(P("f").c_str(), "root://127.0.0.1:1//elsewhere", false, &op); },
-      [&] { return FileFactory::ForName(dir_.c_str())->AcquireLock(P("f"), LockInfo(LockInfo::SHARED, false), &held, &op); }};
+      [&] {
+        const LockInfo shared(LockInfo::SHARED, false);
+        return FileFactory::ForName(dir_.c_str())->AcquireLock(P("f"), shared, &held, &op);
+      }};
   for (const auto& call : unimplemented) {
     EXPECT_EQ(ErrorOf(call(), op), file::ERROR_UNIMPLEMENTED) << op.message();
     EXPECT_NE(op.message().find(dir_), ::string::npos) << op.message();
