@@ -204,7 +204,7 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
 }
 
 
-TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTexts) {
+TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTextsOrOpenAtTheCheckpoint) {
   EXPECT_DEATH(File::OpenOrDie("", "r"), "file/base/file.h:654\\] Bad name for open:");
   const ::string missing = P("missing");
   EXPECT_DEATH(File::OpenOrDie(missing.c_str(), "r"),
@@ -216,9 +216,7 @@ TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTexts) {
   ::string contents;
   EXPECT_DEATH(File::ReadFileToStringOrDie(missing.c_str(), &contents), "ReadFileToString");
   EXPECT_DEATH(File::WriteStringToFileOrDie("x", unwritable.c_str()), "WriteStringToFile");
-}
-
-TEST_F(LocalFileTest, CheckpointOpensPositionTheHandle) {
+  // The forms that succeed put the handle at the checkpoint.
   Put("f", "0123456789");
   CheckpointRecord checkpoint(P("f"), 4);
   Handle reader(File::OpenToCheckpointOrDie(P("f").c_str(), "r", &checkpoint));
