@@ -16,7 +16,6 @@
 
 namespace {
 
-
 TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
   const std::pair<int, int64> pairs[] = {
       {0, 0}, {0, 1}, {0, LogBase::kMaxOffset}, {1, 0}, {7, 4096}, {99999, 5}, {LogBase::kMaxFileNumber, LogBase::kMaxOffset}};
@@ -33,10 +32,10 @@ TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
     previous = p;
   }
   // Parts out of range give no position.
-  EXPECT_EQ(LogBase::MakeLogPosition(-1, 0), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(0, -1), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(LogBase::kMaxFileNumber + 1, 0), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(0, LogBase::kMaxOffset + 1), -1);
+  for (const auto& [file, offset] : {std::pair<int, int64>{-1, 0}, {0, -1}, {LogBase::kMaxFileNumber + 1, 0},
+                                     {0, LogBase::kMaxOffset + 1}}) {
+    EXPECT_EQ(LogBase::MakeLogPosition(file, offset), -1) << file << ":" << offset;
+  }
   EXPECT_EQ(LogBase::LogPositionToFileNumber(-1), -1);
   EXPECT_EQ(LogBase::LogPositionToOffset(LLONG_MIN), -1);
 }
@@ -53,9 +52,7 @@ TEST(LogPositions, TextForms) {
   for (const Case& c : cases) {
     int64 p = 12345;
     EXPECT_EQ(LogBase::TextToPosition(c.text, &p), c.ok) << c.text;
-    if (c.ok) {
-      EXPECT_EQ(p, c.position) << c.text;
-    }
+    if (c.ok) { EXPECT_EQ(p, c.position) << c.text; }
   }
   EXPECT_FALSE(LogBase::TextToPosition(nullptr, nullptr));
   EXPECT_EQ(LogWriter::GetInitialPosition(), "0:0");
@@ -73,14 +70,6 @@ TEST(LogNames, FileNamesAndTheirNumbers) {
   for (const auto& c : cases) EXPECT_EQ(LogBase::LogFileNameToFileNumber(c.name), c.number) << c.name;
   EXPECT_EQ(LogBase::LogFileNameToFileNumber(nullptr), -1);
   EXPECT_EQ(LogBase(std::string(5000, 'b')).FileName(1).size(), 4095u);  // long bases are cut
-}
-
-TEST(LogChunkSize, TestHookChangesAndRestores) {
-  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
-  LogWriter::setLogChunkSize_TEST(4096);
-  EXPECT_EQ(LogBase::GetLogChunkSize(), 4096);
-  LogWriter::setLogChunkSize_TEST(-3);
-  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
 }
 
 PQ_ON_BOTH_FILE_SYSTEMS(LogTest);
@@ -161,19 +150,11 @@ TEST_P(LogTest, ReaderStartedBeforeTheLogFollowsItAcrossFiles) {
   EXPECT_EQ(FileCount(), w.current_file_number() + 1);
   EXPECT_EQ(tail.NumBytesSkipped(), 0);
   EXPECT_EQ(ReadAll().size(), 140u);
-}
-
-TEST_P(LogTest, EndStartSeesOnlyNewRecords) {
-  LogWriter w(base_, "", LogWriter::SINGLE_WRITER);
-  ASSERT_TRUE(w.WriteRecord("old"));
-  ASSERT_TRUE(w.Flush());
-  LogReader r(base_, LogBase::kLogEnd);
-  ::string s;
-  EXPECT_FALSE(r.ReadRecordAsStringIfAvailable(&s));
-  ASSERT_TRUE(w.WriteRecord("new"));
-  ASSERT_TRUE(w.Flush());
-  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
-  EXPECT_EQ(s, "new");
+  // A reader started at the end sees only what comes after.
+  LogReader from_end(base_, LogBase::kLogEnd);
+  EXPECT_FALSE(from_end.ReadRecordAsStringIfAvailable(&s));
+  ASSERT_TRUE(w.WriteRecord("new") && w.Flush());
+  EXPECT_EQ(Drain(&from_end), std::vector<std::string>{"new"});
 }
 
 TEST_P(LogTest, GarbageCollectDeletesWhollyEarlierFiles) {
@@ -311,17 +292,12 @@ TEST_P(LogTest, UnusableBasesFailWithoutCrashing) {
 
 TEST_P(LogTest, TryWriteRetriesWhileTheBufferIsWrittenOut) {
   LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 256);
-  int ok = 0, retries = 0;
+  int ok = 0;
   for (int i = 0; ok < 200 && i < 100000; ++i) {
     AsyncIOWatcher done;
     const int st = w.TryWriteRecord(Record(ok), &done);
     ASSERT_NE(st, LogWriter::WRITE_ERROR);
-    if (st == LogWriter::WRITE_OK) {
-      ++ok;
-    } else {
-      ++retries;
-      done.Wait();  // the append under way finished
-    }
+    if (st == LogWriter::WRITE_OK) ++ok; else done.Wait();  // a retry waits for the append under way
   }
   ASSERT_TRUE(w.Flush());
   EXPECT_TRUE(w.AsyncEnabled());
@@ -368,7 +344,6 @@ TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
 
-
 class LocalLogTest : public LogTest {};
 INSTANTIATE_TEST_SUITE_P(Local, LocalLogTest, ::testing::Values("local"));
 
@@ -409,12 +384,7 @@ TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
 }
 
 TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
-  EXPECT_DEATH(
-      {
-        LogWriter w;
-        w.AsyncEnabled();
-      },
-      "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
+  EXPECT_DEATH(LogWriter().AsyncEnabled(), "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
 }
 
 // A message whose bytes start with "M:"; others do not parse.
