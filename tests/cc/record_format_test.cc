@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "file/base/records/record_decoder.h"
@@ -60,11 +61,7 @@ std::vector<std::string> DecodeAll(const std::string& bytes, RecordDecoder* d = 
   std::vector<std::string> out;
   const char* p;
   size_t n;
-  for (int guard = 0; guard < 100000; ++guard) {
-    const auto st = dec.Next(&p, &n);
-    if (st != RecordDecoder::kRecord) break;
-    out.emplace_back(p, n);
-  }
+  for (int guard = 0; guard < 100000 && dec.Next(&p, &n) == RecordDecoder::kRecord; ++guard) out.emplace_back(p, n);
   return out;
 }
 
@@ -76,9 +73,7 @@ TEST(RecordFormat, HeaderRoundTripAndEveryBitFlipIsCaught) {
       EncodeHeader(tag, kind, data.data(), static_cast<uint32>(data.size()), h);
       Header got;
       ASSERT_TRUE(DecodeHeader(h, &got));
-      EXPECT_EQ(got.tag, tag);
-      EXPECT_EQ(got.kind, kind);
-      EXPECT_EQ(got.length, data.size());
+      EXPECT_EQ(std::make_tuple(got.tag, got.kind, size_t{got.length}), std::make_tuple(tag, kind, data.size()));
       EXPECT_TRUE(PayloadMatches(got, data.data()));
       for (int bit = 0; bit < 64; ++bit) {  // bytes 0-7 are checked by the header
         char bad[kHeaderSize];
@@ -112,9 +107,7 @@ TEST(RecordFormat, FramesKeepTheirBytes) {
 
 TEST(RecordFormat, RecordsAroundFragmentBoundariesRoundTrip) {
   std::vector<size_t> sizes = {0, 1};
-  for (size_t k = 1; k <= 3; ++k) {
-    for (int d = -1; d <= 1; ++d) sizes.push_back(k * kFragmentPayload + d);
-  }
+  for (size_t k = 1; k <= 3; ++k) sizes.insert(sizes.end(), {k * kFragmentPayload - 1, k * kFragmentPayload, k * kFragmentPayload + 1});
   std::string bytes;
   std::vector<std::string> want;
   for (size_t i = 0; i < sizes.size(); ++i) {
@@ -185,31 +178,27 @@ TEST(RecordFormat, CraftedBatchesNeverDecodeWrongly) {
 TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
   SmallFile f;
   ASSERT_EQ(DecodeAll(f.bytes).size(), f.records.size());
-  const int runs[] = {1, 2, 3, 5, 12, 13, 40};
-  const uint8 patterns[] = {0x01, 0x80, 0xff};
-  for (int run : runs) {
-    for (uint8 pattern : patterns) {
+  for (int run : {1, 2, 3, 5, 12, 13, 40}) {
+    for (uint8 pattern : {0x01, 0x80, 0xff}) {
       for (size_t at = 0; at + run <= f.bytes.size(); ++at) {
         std::string bad = f.bytes;
         for (int i = 0; i < run; ++i) bad[at + i] ^= static_cast<char>(pattern);
         StringSource source(bad);
         RecordDecoder dec(&source, 4096);
         const auto got = DecodeAll(bad, &dec);
+        const auto touched = [&](size_t i) {
+          return f.records[i].begin < static_cast<int64>(at + run) && static_cast<int64>(at) < f.records[i].end;
+        };
         size_t next = 0;
         for (const auto& r : got) {
-          while (next < f.records.size() && f.records[next].data != r) {
-            const auto& w = f.records[next];
-            const bool touched = w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end;
-            ASSERT_TRUE(touched) << "lost untouched record " << next << " run " << run << " at " << at;
-            ++next;
+          for (; next < f.records.size() && f.records[next].data != r; ++next) {
+            ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
           }
           ASSERT_LT(next, f.records.size()) << "returned a record never written, run " << run << " at " << at;
           ++next;
         }
         for (; next < f.records.size(); ++next) {
-          const auto& w = f.records[next];
-          ASSERT_TRUE(w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end)
-              << "lost untouched record " << next << " run " << run << " at " << at;
+          ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
         }
         if (got.size() < f.records.size()) {
           EXPECT_GT(dec.skipped_bytes(), 0);
@@ -270,14 +259,9 @@ TEST(RecordFormat, GrowingSourceResumesAtTheCutRecord) {
   for (size_t cut = 1; cut <= f.bytes.size(); cut += 7) {
     source.bytes() = f.bytes.substr(0, cut);
     dec.DropWindow();
-    for (;;) {
-      const auto st = dec.Next(&p, &n);
-      if (st != RecordDecoder::kRecord) {
-        EXPECT_TRUE(st == RecordDecoder::kEnd || st == RecordDecoder::kPartial);
-        break;
-      }
-      got.emplace_back(p, n);
-    }
+    RecordDecoder::Status st;
+    while ((st = dec.Next(&p, &n)) == RecordDecoder::kRecord) got.emplace_back(p, n);
+    EXPECT_TRUE(st == RecordDecoder::kEnd || st == RecordDecoder::kPartial);
   }
   source.bytes() = f.bytes;
   dec.DropWindow();
