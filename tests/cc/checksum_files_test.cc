@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "file/base/checksums/checksum.h"
 #include "file/base/core/file_attributes.h"
@@ -20,13 +21,10 @@ TEST(ChecksumStateTest, HistoryRangesAndRunningChecksum) {
   const ChecksumState state = StateOf(RandomBytes(2 * kBlock + 5, 12));
   int64 start = -1, end = -1;
   ASSERT_TRUE(state.HistoryIndexToPositionRange(1, &start, &end));
-  EXPECT_EQ(start, kBlock);
-  EXPECT_EQ(end, 2 * kBlock);
-  for (int bad : {-1, 2}) {
-    start = end = 77;
-    EXPECT_FALSE(state.HistoryIndexToPositionRange(bad, &start, &end)) << bad;
-    EXPECT_EQ(start, 77);
-  }
+  EXPECT_EQ(std::make_pair(start, end), std::make_pair(kBlock, 2 * kBlock));
+  start = 77;
+  EXPECT_FALSE(state.HistoryIndexToPositionRange(-1, &start, &end) || state.HistoryIndexToPositionRange(2, &start, &end));
+  EXPECT_EQ(start, 77);
   ChecksumState exact = StateOf(RandomBytes(kBlock, 13));
   exact.SetRunningChecksum(0x1234);
   EXPECT_EQ(exact.AlignedChecksum(), 0x1234u);
@@ -49,8 +47,7 @@ TEST(ChecksumStateTest, VerifyRangeReadsWholeBlocksAndSpotsDamage) {
   };
   ::string why;
   EXPECT_TRUE(recorded.VerifyRange(kBlock + 10, 20, reader, &why)) << why;
-  EXPECT_EQ(lowest, kBlock);
-  EXPECT_EQ(highest, 2 * kBlock);
+  EXPECT_EQ(std::make_pair(lowest, highest), std::make_pair(kBlock, 2 * kBlock));
   EXPECT_TRUE(recorded.VerifyRange(3 * kBlock + 900, 100, reader, &why)) << why;  // the tail
   EXPECT_TRUE(recorded.VerifyRange(0, 0, reader, &why));
   data[2 * kBlock + 7] ^= 1;
@@ -107,54 +104,38 @@ TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
   EXPECT_TRUE(limited == StateOf(data.substr(0, kBlock)));
 }
 
-TEST_P(ChecksumFileTest, VerifyAgainstTheStoredRecord) {
+TEST_P(ChecksumFileTest, VerifyAndTruncateAgainstTheStoredRecord) {
   std::string data = RandomBytes(2 * kBlock + 99, 16);
   const std::string path = Put("v", data);
   ::string why;
   EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), &why));
   EXPECT_NE(why.find("no checksum"), ::string::npos) << why;
+  EXPECT_TRUE(ChecksumState::TruncateChecksummedFile(path.c_str(), data.size() - 1));  // without a record: only cut
+  data.pop_back();
   FileAttr attr;
   attr.checksum = StateOf(data);
   ASSERT_TRUE(file_attributes->Store(path.c_str(), &attr));
   EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), &why)) << why;
   EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 0, data.size(), &why)) << why;
+  for (int64 bad : {int64(data.size()) + 1, int64{-1}}) EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), bad));
+  ASSERT_TRUE(ChecksumState::TruncateChecksummedFile(path.c_str(), 2 * kBlock + 5));
+  data.resize(2 * kBlock + 5);
+  EXPECT_EQ(Get("v"), data);
+  FileAttr cut;
+  ASSERT_TRUE(file_attributes->Load(path.c_str(), &cut));
+  EXPECT_TRUE(cut.checksum == StateOf(data));
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), &why)) << why;
 
   data[kBlock + 3] ^= 0x40;
   ASSERT_TRUE(File::WriteStringToFile(data, path));
   EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), &why));
   EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 10, 10, &why)) << why;
-  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 2 * kBlock, 99, &why)) << why;
+  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), 2 * kBlock, 5, &why)) << why;
   EXPECT_FALSE(ChecksumState::VerifyChecksum(path.c_str(), kBlock - 1, 2, &why));
-  EXPECT_FALSE(ChecksumState::VerifyChecksum(P("missing").c_str(), nullptr));
-}
-
-TEST_P(ChecksumFileTest, TruncateKeepsTheRecordRight) {
-  const std::string data = RandomBytes(kBlock + 700, 17);
-  const std::string path = Put("t", data);
-  FileAttr attr;
-  attr.checksum = StateOf(data);
-  ASSERT_TRUE(file_attributes->Store(path.c_str(), &attr));
-  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), data.size() + 1));
-  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), -1));
-  ASSERT_TRUE(ChecksumState::TruncateChecksummedFile(path.c_str(), kBlock + 5));
-  EXPECT_EQ(File::GetFileSize(path.c_str()), kBlock + 5);
-  FileAttr cut;
-  ASSERT_TRUE(file_attributes->Load(path.c_str(), &cut));
-  EXPECT_TRUE(cut.checksum == StateOf(data.substr(0, kBlock + 5)));
-  ::string why;
-  EXPECT_TRUE(ChecksumState::VerifyChecksum(path.c_str(), &why)) << why;
-
   // Bytes that no longer match their record are not cut.
-  std::string damaged = data.substr(0, kBlock + 5);
-  damaged[3] ^= 1;
-  ASSERT_TRUE(File::WriteStringToFile(damaged, path));
-  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), 10));
-  EXPECT_EQ(File::GetFileSize(path.c_str()), kBlock + 5);
-
-  // Without a record the file is only cut.
-  const std::string plain = Put("plain", "0123456789");
-  EXPECT_TRUE(ChecksumState::TruncateChecksummedFile(plain.c_str(), 4));
-  EXPECT_EQ(File::GetFileSize(plain.c_str()), 4);
+  EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(path.c_str(), kBlock + 10));
+  EXPECT_EQ(File::GetFileSize(path.c_str()), 2 * kBlock + 5);
+  EXPECT_FALSE(ChecksumState::VerifyChecksum(P("missing").c_str(), nullptr));
   EXPECT_FALSE(ChecksumState::TruncateChecksummedFile(P("missing").c_str(), 0));
 }
 
