@@ -83,17 +83,6 @@ TEST(TypeRegistry, ClientDataReachesEquivalentTypesButNotSubclasses) {
   SWIG_Python_TypeClientData(pq::TypeOf<AsyncIO>(), nullptr);
 }
 
-TEST(PointerText, PackAndUnpackRoundTrip) {
-  void* p = reinterpret_cast<void*>(0x0123456789abcdefULL);
-  char text[32] = {};
-  char* end = SWIG_Python_PackData(text, &p, sizeof(p));
-  EXPECT_EQ(end - text, 16);
-  EXPECT_STREQ(text, "efcdab8967452301");
-  void* back = nullptr;
-  EXPECT_EQ(SWIG_Python_UnpackData(text, &back, sizeof(back)), text + 16);
-  EXPECT_EQ(back, p);
-}
-
 TEST(PointerText, InvalidDigitsCarryTheWorkingValue) {
   unsigned char bytes[3];
   // "G" is no digit: the first nibble of byte 1 keeps byte 0's whole value,
