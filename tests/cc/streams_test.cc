@@ -135,8 +135,7 @@ TEST_P(StreamsTest, VarintsAcrossBufferBoundariesAndTheirFailures) {
       EXPECT_TRUE(in->ReadVarint32(&got) && got == v) << v << " read as " << got;
     }
     uint32 untouched = 42;
-    EXPECT_FALSE(in->ReadVarint32(&untouched));
-    EXPECT_EQ(untouched, 42u);
+    EXPECT_FALSE(in->ReadVarint32(&untouched) || untouched != 42u);
   }
   // Cut by the end of the file, six bytes long, above 2^32-1.
   for (const ::string& bad : {::string("\x80\x80", 2), ::string("\x80\x80\x80\x80\x80\x01", 6),
@@ -199,23 +198,17 @@ TEST_P(StreamsTest, ReadToStringIsBoundedByItsMaximumAndByTheFile) {
   const ::string data = Pattern(5000);
   Put("data", data);
   auto in = Reader("data", 512);
-  ::string out = "old";
-  in->ReadToString(&out, 0);
-  EXPECT_EQ(out, "");
-  in->ReadToString(&out, 700);
-  EXPECT_EQ(out, data.substr(0, 700));
-  in->ReadToString(&out, int64{1} << 40);  // hostile: must not allocate it
-  EXPECT_EQ(out, data.substr(700));
-  EXPECT_LT(out.capacity(), size_t{1} << 20);
   // A string passed again is room to read into: whatever it held before,
   // longer or shorter, it ends up holding exactly the bytes read (-1: all).
+  // A hostile maximum (2^40) must not be allocated.
   struct Case { int64 at, max; size_t held; };
-  for (const Case& c : {Case{0, 10, 4000}, Case{100, 3000, 5}, Case{4990, 100, 2000}, Case{5000, 100, 50},
-                        Case{10, -1, 3}, Case{5000, -1, 9}}) {
+  for (const Case& c : {Case{0, 0, 3}, Case{0, 700, 3}, Case{700, int64{1} << 40, 0}, Case{0, 10, 4000},
+                        Case{100, 3000, 5}, Case{4990, 100, 2000}, Case{5000, 100, 50}, Case{10, -1, 3}, Case{5000, -1, 9}}) {
     ASSERT_TRUE(in->Seek(c.at));
-    out.assign(c.held, '#');
+    ::string out(c.held, '#');
     in->ReadToString(&out, c.max);
     EXPECT_EQ(out, data.substr(static_cast<size_t>(c.at), c.max < 0 ? ::string::npos : size_t(c.max))) << c.at;
+    EXPECT_LT(out.capacity(), size_t{1} << 20) << c.at;
   }
 }
 
@@ -236,12 +229,10 @@ TEST_P(StreamsTest, OwnershipSetFileAndABufferWithoutAFile) {
   EXPECT_EQ(in->GetFile(), nullptr);
   delete b;  // not owned: still ours
   char c;
-  EXPECT_EQ(in->Read(&c, 1), 0);
-  EXPECT_TRUE(in->read_error());
+  EXPECT_TRUE(in->Read(&c, 1) == 0 && in->read_error());
 
   InputBuffer none(nullptr);
-  EXPECT_EQ(none.Read(&c, 1), 0);
-  EXPECT_TRUE(none.read_error() && !none.Seek(0) && !none.CloseFile());
+  EXPECT_TRUE(none.Read(&c, 1) == 0 && none.read_error() && !none.Seek(0) && !none.CloseFile());
   EXPECT_EQ(none.Size(), -1);
   EXPECT_EQ(none.ReadLineAsString(10), "");
 }
@@ -279,26 +270,22 @@ TEST_P(SlowStreamsTest, TryReadNeverBlocksAndPrefetchUnfetchWork) {
   EXPECT_EQ(in.TryRead(buf, 100, nullptr), 100);
   EXPECT_EQ(::string(buf, 100), Pattern(100));
 
-  AsyncIOWatcher fetched;
+  AsyncIOWatcher fetched, again, bad;
   in.Prefetch(10000, 3000, &fetched);
   fetched.Wait();
   EXPECT_EQ(fetched.Bytes(), 3000);
   f->on_caller = 0;
-  ASSERT_TRUE(in.Seek(10500));
-  ASSERT_EQ(in.Read(buf, 100), 100);
+  ASSERT_TRUE(in.Seek(10500) && in.Read(buf, 100) == 100);
   EXPECT_EQ(::string(buf, 100), Pattern(10600).substr(10500));
   EXPECT_EQ(f->on_caller, 0);
 
-  AsyncIOWatcher again;
   in.Prefetch(15000, 1000, &again);
   again.Wait();
   in.Unfetch(15500, 1);
   f->on_caller = 0;
-  ASSERT_TRUE(in.Seek(15000));
-  ASSERT_EQ(in.Read(buf, 10), 10);
+  ASSERT_TRUE(in.Seek(15000) && in.Read(buf, 10) == 10);
   EXPECT_GT(f->on_caller, 0) << "dropped data was used";
 
-  AsyncIOWatcher bad;
   in.Prefetch(-1, 10, &bad);
   EXPECT_EQ(bad.Error(), file::ERROR_INVALID_ARGUMENT);
 }
@@ -309,8 +296,7 @@ TEST_P(SlowStreamsTest, ReadErrorsComeBackShortWithTheFlag) {
   f->fail_reads_from = 2048;
   InputBuffer in(f, 1024);
   char buf[4096];
-  EXPECT_EQ(in.Read(buf, 4096), 2048);
-  EXPECT_TRUE(in.read_error());
+  EXPECT_TRUE(in.Read(buf, 4096) == 2048 && in.read_error());
 }
 
 TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
@@ -367,34 +353,26 @@ TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncate) {
   EXPECT_EQ(out->WriteString(::string("a\0b", 3)), 3);
   EXPECT_EQ(out->AvailableBuffer(), 12);
   EXPECT_EQ(out->Write(Pattern(40).data(), 40), 40);  // larger than the buffer
-  EXPECT_EQ(out->Tell(), 44);
-  EXPECT_EQ(out->Size(), 44);
+  EXPECT_EQ(std::make_pair(out->Tell(), out->Size()), std::make_pair(int64{44}, int64{44}));
   EXPECT_TRUE(out->Align(64, '.'));
   EXPECT_TRUE(out->Align(64, '.'));  // already aligned: nothing
   EXPECT_EQ(out->Tell(), 64);
   EXPECT_FALSE(out->Align(0, '.') || out->Align(OutputBuffer::kMaxAlignment + 1, '.'));
-  EXPECT_TRUE(out->Seek(1));
-  EXPECT_EQ(out->WriteString("A"), 1);
-  EXPECT_TRUE(out->Truncate(50));
-  EXPECT_EQ(out->Size(), 50);
-  EXPECT_EQ(out->Tell(), 2);
-  EXPECT_TRUE(out->Seek(50));
-  EXPECT_TRUE(out->AlignDefault('z'));
+  EXPECT_TRUE(out->Seek(1) && out->WriteString("A") == 1 && out->Truncate(50));
+  EXPECT_EQ(std::make_pair(out->Tell(), out->Size()), std::make_pair(int64{2}, int64{50}));
+  EXPECT_TRUE(out->Seek(50) && out->AlignDefault('z'));
   EXPECT_EQ(out->Tell(), OutputBuffer::kDefaultAlignment);
   ASSERT_TRUE(out->CloseFile());
   EXPECT_EQ(out->Write("x", 1), 0);
-  const ::string got = Get("o");
-  ::string want = ::string("\nA\0b", 4) + Pattern(40) + ::string(20, '.');
-  want = want.substr(0, 50) + ::string(OutputBuffer::kDefaultAlignment - 50, 'z');
-  EXPECT_EQ(got, want);
+  const ::string want = (::string("\nA\0b", 4) + Pattern(40) + ::string(20, '.')).substr(0, 50);
+  EXPECT_EQ(Get("o"), want + ::string(OutputBuffer::kDefaultAlignment - 50, 'z'));
 }
 
 TEST_P(StreamsTest, AReadOnlyFileIsLeftAsItWas) {
   Put("ro", "original");
   std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("ro").c_str(), "r"), 16));
   out->WriteString("0123456789012345678901234567890");
-  EXPECT_FALSE(out->Flush());
-  EXPECT_EQ(out->Write("more", 4), 0);
+  EXPECT_FALSE(out->Flush() || out->Write("more", 4) != 0);
   out.reset();
   EXPECT_EQ(Get("ro"), "original");
   EXPECT_EQ(OutputBuffer::OpenWithFile(nullptr, OutputBufferOptions()), nullptr);
@@ -416,8 +394,7 @@ TEST_P(SlowStreamsTest, WriteBehindOverlapsAndTryWriteNeverBlocks) {
   const int took = out.TryWrite(data.data() + 2 * kBuffer, kBuffer, &room);
   EXPECT_LT(Clock::now() - try_start, std::chrono::milliseconds(80));
   EXPECT_LE(took, kBuffer);
-  ASSERT_EQ(out.Write(data.data() + 2 * kBuffer + took, kBuffer - took), kBuffer - took);
-  ASSERT_TRUE(out.Flush());
+  ASSERT_TRUE(out.Write(data.data() + 2 * kBuffer + took, kBuffer - took) == kBuffer - took && out.Flush());
   EXPECT_EQ(f->on_caller, 0);
   ASSERT_TRUE(out.CloseFile());
   EXPECT_EQ(Get("w"), data);
