@@ -105,21 +105,6 @@ TEST(RecordFormat, FramesKeepTheirBytes) {
   EXPECT_EQ(DecodeAll(out), (std::vector<std::string>{"payload", std::string(50, 'z')}));  // an empty batch is skipped
 }
 
-TEST(RecordFormat, RecordsAroundFragmentBoundariesRoundTrip) {
-  std::vector<size_t> sizes = {0, 1};
-  for (size_t k = 1; k <= 3; ++k) sizes.insert(sizes.end(), {k * kFragmentPayload - 1, k * kFragmentPayload, k * kFragmentPayload + 1});
-  std::string bytes;
-  std::vector<std::string> want;
-  for (size_t i = 0; i < sizes.size(); ++i) {
-    want.push_back(Payload(sizes[i], static_cast<unsigned>(i)));
-    AppendRecord(0, want.back().data(), want.back().size(), &bytes);
-  }
-  size_t framed = 0;
-  for (size_t n : sizes) framed += FramedSize(n);
-  EXPECT_EQ(bytes.size(), framed);
-  for (size_t window : {4096u, 65536u, 1u << 20}) EXPECT_EQ(DecodeAll(bytes, nullptr, window), want);
-}
-
 TEST(RecordFormat, EveryCodecRoundTripsAndRefusesOversizedClaims) {
   std::string staging;
   std::vector<std::string> want;
@@ -210,27 +195,34 @@ TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
   }
 }
 
-// Frames across the edges of windows of several sizes, read from the start
-// and from every record's position (windows starting mid-page).
-TEST(RecordFormat, FramesAcrossWindowEdgesReadWhole) {
-  std::string bytes;
-  std::vector<std::string> want;
-  std::vector<int64> begins;
-  for (size_t n : {0, 1, 4083, 4084, 4085, 5000, 9000, 20000, 3, 70000, 11, 4086, 8191, 65537}) {
-    begins.push_back(static_cast<int64>(bytes.size()));
-    want.push_back(Payload(n, static_cast<unsigned>(n)));
-    AppendRecord(0, want.back().data(), n, &bytes, 30000);
-  }
-  for (size_t window : {4096, 5000, 65536}) {
-    EXPECT_EQ(DecodeAll(bytes, nullptr, window), want) << window;
-    StringSource source(bytes);
-    RecordDecoder dec(&source, window);
-    const char* p;
-    size_t n;
-    for (size_t i = 0; i < want.size(); ++i) {
-      dec.Seek(begins[i]);
-      ASSERT_EQ(dec.Next(&p, &n), RecordDecoder::kRecord);
-      EXPECT_EQ(std::string(p, n), want[i]) << window << " " << i;
+// Records at and around fragment boundaries (of the default fragment size
+// and of a small one) and across the edges of windows of several sizes, as
+// long as FramedSize says, read from the start and from every record's
+// position (windows starting mid-page).
+TEST(RecordFormat, FragmentBoundariesAndWindowEdgesReadWhole) {
+  std::vector<size_t> sizes = {0, 1, 4083, 4084, 4085, 5000, 9000, 20000, 3, 70000, 11, 4086, 8191, 65537};
+  for (size_t k = 1; k <= 3; ++k) sizes.insert(sizes.end(), {k * kFragmentPayload - 1, k * kFragmentPayload, k * kFragmentPayload + 1});
+  for (size_t fragment : {size_t{30000}, size_t{kFragmentPayload}}) {
+    std::string bytes;
+    std::vector<std::string> want;
+    std::vector<int64> begins;
+    for (size_t n : sizes) {
+      begins.push_back(static_cast<int64>(bytes.size()));
+      want.push_back(Payload(n, static_cast<unsigned>(n)));
+      AppendRecord(0, want.back().data(), n, &bytes, fragment);
+      ASSERT_EQ(bytes.size() - begins.back(), FramedSize(n, fragment)) << n;
+    }
+    for (size_t window : {4096, 5000, 65536, 1 << 20}) {
+      EXPECT_EQ(DecodeAll(bytes, nullptr, window), want) << window;
+      StringSource source(bytes);
+      RecordDecoder dec(&source, window);
+      const char* p;
+      size_t n;
+      for (size_t i = 0; i < want.size(); ++i) {
+        dec.Seek(begins[i]);
+        ASSERT_EQ(dec.Next(&p, &n), RecordDecoder::kRecord);
+        EXPECT_EQ(std::string(p, n), want[i]) << fragment << " " << window << " " << i;
+      }
     }
   }
 }
