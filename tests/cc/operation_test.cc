@@ -35,10 +35,8 @@ TEST(OperationTest, ErrorsAndStatusTexts) {
   op.SetError(file::ERROR_NOT_FOUND, StringPiece("no such file /x/y"));
   EXPECT_FALSE(op.ok());
   EXPECT_EQ(op.Status(), "not found: no such file /x/y");
-  util::Status status = op.ToStatus();
-  EXPECT_EQ(status.error_space(), file::ErrorSpace());
-  EXPECT_EQ(status.ToString(), "file::not found: no such file /x/y");
-
+  EXPECT_EQ(op.ToStatus().error_space(), file::ErrorSpace());
+  EXPECT_EQ(op.ToStatus().ToString(), "file::not found: no such file /x/y");
   op.SetError(file::ERROR_WRONG_TYPE, StringPiece("a\0b", 3));
   EXPECT_EQ(op.message(), ::string("a\0b", 3)) << "bytes after a NUL are part of the message";
   op.ClearError();
@@ -47,8 +45,7 @@ TEST(OperationTest, ErrorsAndStatusTexts) {
   EXPECT_EQ(op.message(), "");
 
   // Fail records only when given an operation, and always returns false.
-  EXPECT_FALSE(file::Fail(nullptr, file::ERROR_NO_SPACE, "disk full"));
-  EXPECT_FALSE(file::Fail(&op, file::ERROR_NO_SPACE, "disk full"));
+  EXPECT_FALSE(file::Fail(nullptr, file::ERROR_NO_SPACE, "disk full") || file::Fail(&op, file::ERROR_NO_SPACE, "disk full"));
   EXPECT_EQ(op.Status(), "no space: disk full");
 }
 
@@ -65,8 +62,7 @@ TEST(OperationTest, InternalStartFinishAndCopyFromEveryField) {
   source.InternalStart("Open", StringPiece("/mem/a"));
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
   source.InternalFinish();
-  EXPECT_GE(source.elapsed_seconds(), 0.019);
-  EXPECT_LT(source.elapsed_seconds(), 10);
+  EXPECT_TRUE(source.elapsed_seconds() >= 0.019 && source.elapsed_seconds() < 10) << source.elapsed_seconds();
 
   file::Operation copy;
   copy.CopyFrom(source);
@@ -77,10 +73,8 @@ TEST(OperationTest, InternalStartFinishAndCopyFromEveryField) {
   EXPECT_TRUE(copy.traffic_class() == net_base::OptionalTrafficClass(3));
 
   copy.CopyFrom(file::Operation());  // copying a clean operation clears everything again
-  EXPECT_TRUE(copy.ok());
   ExpectNoDeadline(copy);
-  EXPECT_FALSE(copy.retry());
-  EXPECT_EQ(copy.descriptor(), "");
+  EXPECT_TRUE(copy.ok() && !copy.retry() && copy.descriptor().empty());
 
   source.CopyFrom(source);  // must neither deadlock nor change anything
   EXPECT_EQ(source.resource_user(), "batch");
@@ -93,8 +87,7 @@ TEST(OperationTest, SharedBetweenThreads) {
     threads.emplace_back([&op, t] {
       for (int i = 0; i < 1000; ++i) {
         op.SetError(file::ERROR_TEMPORARY, "thread " + std::to_string(t));
-        ::string status = op.Status();
-        // Code and message always change together.
+        const ::string status = op.Status();  // code and message always change together
         EXPECT_EQ(status.rfind("temporary error: thread ", 0), 0u) << status;
       }
     });
@@ -107,9 +100,7 @@ TEST(OperationDeathTest, CheckSuccessDiesOnlyOnFailure) {
   file::Operation op;
   op.CheckSuccess();
   op.SetError(file::ERROR_PERMISSION_DENIED, "nope");
-  EXPECT_DEATH(op.CheckSuccess(),
-               "F .*operation\\.cc:[0-9]+\\] Check failed: operation succeeded: "
-               "permission denied: nope");
+  EXPECT_DEATH(op.CheckSuccess(), "F .*operation\\.cc:[0-9]+\\] Check failed: operation succeeded: permission denied: nope");
 }
 
 }  // namespace

@@ -31,13 +31,9 @@ TEST(ErrorCodesTest, TextsAndErrorSpace) {
   }
   EXPECT_EQ(file::ErrorToString(file::ERROR_PAST_EOF), "past end of file");
   // Out-of-range codes are named by number.
-  for (int code : {file::MAX_ERROR_CODE + 1, -1, INT_MIN}) {
-    EXPECT_EQ(file::ErrorToString(code), "unknown error code " + std::to_string(code));
-  }
-  util::ErrorSpace* space = file::ErrorSpace();
-  ASSERT_NE(space, nullptr);
-  EXPECT_STREQ(space->name(), "file");
-  EXPECT_EQ(space->String(file::ERROR_NO_SPACE), "no space");
+  for (int code : {file::MAX_ERROR_CODE + 1, -1, INT_MIN}) EXPECT_EQ(file::ErrorToString(code), "unknown error code " + std::to_string(code));
+  ASSERT_NE(file::ErrorSpace(), nullptr);
+  EXPECT_EQ(file::ErrorSpace()->name() + (" " + file::ErrorSpace()->String(file::ERROR_NO_SPACE)), "file no space");
 }
 
 TEST(ErrorCodesTest, TranslatesFromErrno) {
@@ -49,37 +45,28 @@ TEST(ErrorCodesTest, TranslatesFromErrno) {
       {ETIMEDOUT, ERROR_DEADLINE_EXCEEDED}, {EINVAL, ERROR_INVALID_ARGUMENT}, {ENOSYS, ERROR_UNIMPLEMENTED},
       {EXDEV, ERROR_UNIMPLEMENTED}, {EIO, INTERNAL_ERROR}, {EPROTO, ERROR_UNKNOWN}, {-ENOENT, ERROR_UNKNOWN},
       {123456, ERROR_UNKNOWN}};
-  for (const auto& [errno_value, code] : expected) {
-    EXPECT_EQ(file::TranslateFromErrno(errno_value), code) << "errno " << errno_value;
-  }
+  for (const auto& [errno_value, code] : expected) EXPECT_EQ(TranslateFromErrno(errno_value), code) << errno_value;
 }
 
 TEST(StatusTest, ToStringAndWallTime) {
   util::Status ok(file::ErrorSpace(), 0, "dropped");
-  EXPECT_TRUE(ok.ok());
-  EXPECT_EQ(ok.error_message(), "");
+  EXPECT_TRUE(ok.ok() && ok.error_message().empty());
   EXPECT_EQ(ok.ToString(), "OK");
   EXPECT_FALSE(util::Status(file::ErrorSpace(), file::ERROR_NOT_FOUND, "/x/y").ok());
   EXPECT_EQ(util::Status(nullptr, 7, "m").ToString(), "unknown space::code 7: m");
   EXPECT_NEAR(WallTime_Now(), static_cast<double>(::time(nullptr)), 2.0);  // the epoch clock
 }
 
-TEST(FileVersionTest, TextFormRoundTripsExtremes) {
+TEST(FileVersionTest, TextFormRoundTripsExtremesAndIsTheOnlyOneAccepted) {
   EXPECT_EQ(FileVersion(1700000000000000LL, 0xdeadbeefULL).ToString(), "v1700000000000000.00000000deadbeef");
   EXPECT_EQ(FileVersion().ToString(), "v0.0000000000000000");
   EXPECT_EQ(FileVersion(-5, ~0ULL).ToString(), "v-5.ffffffffffffffff");
-  const FileVersion versions[] = {
-      {0, 0}, {1, 1}, {-1, 0}, {LLONG_MIN, 0}, {LLONG_MAX, ~0ULL}, {42, 1ULL << 63},
-  };
+  const FileVersion versions[] = {{0, 0}, {1, 1}, {-1, 0}, {LLONG_MIN, 0}, {LLONG_MAX, ~0ULL}, {42, 1ULL << 63}};
   for (const FileVersion& v : versions) {
     FileVersion parsed(7, 7);
-    ASSERT_TRUE(FileVersion::FromString(&parsed, v.ToString().c_str())) << v.ToString();
-    EXPECT_EQ(parsed.time, v.time);
-    EXPECT_EQ(parsed.creator, v.creator);
+    EXPECT_TRUE(FileVersion::FromString(&parsed, v.ToString().c_str()) && parsed == v) << v.ToString();
   }
-}
-
-TEST(FileVersionTest, RejectsAnythingButTheCanonicalText) {
+  // Anything but the canonical text is refused and changes nothing.
   const char* const rejected[] = {
       "", "v", "v1", "v1.", "1.0000000000000001", "v1.000000000000001", "v1.00000000000000001",
       "v01.0000000000000001", "v-0.0000000000000001", "v+1.0000000000000001", "v1.00000000DEADBEEF",
@@ -148,17 +135,15 @@ const std::string kRecordPattern = "[IWEF] " + kTimestamp;
 TEST(LoggingTest, OneLinePerRecord) {
   testing::internal::CaptureStderr();
   LogMessage("dir/some_file.cc", 42, logging::ERROR).stream() << "hello " << 7;
-  LogMessage("a.cc", 1, -3).stream() << "ends with newline\n";
+  LogMessage("a.cc", 1, -3).stream() << "ends with newline\n";  // a negative severity is INFO
   LogMessage("b.cc", 2, logging::WARNING).stream();
   std::istringstream lines(testing::internal::GetCapturedStderr());
   std::string line;
-  ASSERT_TRUE(std::getline(lines, line));
-  EXPECT_TRUE(std::regex_match(line, std::regex("E " + kTimestamp + "dir/some_file\\.cc:42\\] hello 7"))) << line;
-  ASSERT_TRUE(std::getline(lines, line));
-  EXPECT_EQ(line.substr(0, 2), "I ");  // negative severities clamp to INFO
-  EXPECT_NE(line.find(" a.cc:1] ends with newline"), std::string::npos) << line;
-  ASSERT_TRUE(std::getline(lines, line));
-  EXPECT_TRUE(std::regex_match(line, std::regex(kRecordPattern + "b\\.cc:2\\] "))) << line;
+  for (const std::string& want : {"E " + kTimestamp + "dir/some_file\\.cc:42\\] hello 7",
+                                  "I " + kTimestamp + "a\\.cc:1\\] ends with newline", "W " + kTimestamp + "b\\.cc:2\\] "}) {
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_TRUE(std::regex_match(line, std::regex(want))) << line;
+  }
   EXPECT_FALSE(std::getline(lines, line)) << "unexpected extra line: " << line;
 }
 
