@@ -67,15 +67,14 @@ TEST_P(RecordIoTest, RoundTripsWithEveryCodecAndSeeksBack) {
   std::vector<int64> positions;
   const size_t sizes[] = {0, 1, 100, records::kFragmentPayload - 1, records::kFragmentPayload,
                           records::kFragmentPayload + 1, 3 * records::kFragmentPayload + 5};
-  for (int mode = 0; mode < 6; ++mode) {
-    switch (mode) {
-      case 0: w->DisableCompression(); break;
-      case 1: w->EnableCompression(6); break;
-      case 2: w->EnableCWCompression(3, 20, false, false); break;
-      case 3: w->EnableCWCompression(1, 0, true, true, 4096); break;
-      case 4: w->EnablePlumeCompression(1); break;
-      case 5: w->DisableCompression(); break;
-    }
+  using Mode = std::function<void(RecordWriter*)>;
+  for (const Mode& mode : {Mode([](RecordWriter* w) { w->DisableCompression(); }),
+                           Mode([](RecordWriter* w) { w->EnableCompression(6); }),
+                           Mode([](RecordWriter* w) { w->EnableCWCompression(3, 20, false, false); }),
+                           Mode([](RecordWriter* w) { w->EnableCWCompression(1, 0, true, true, 4096); }),
+                           Mode([](RecordWriter* w) { w->EnablePlumeCompression(1); }),
+                           Mode([](RecordWriter* w) { w->DisableCompression(); })}) {
+    mode(w.get());
     for (size_t n : sizes) {
       want.push_back(Rec(static_cast<int>(want.size()), n));
       positions.push_back(w->Tell());
@@ -89,17 +88,12 @@ TEST_P(RecordIoTest, RoundTripsWithEveryCodecAndSeeksBack) {
   EXPECT_TRUE(reader->AtEOF(true));
   ::string s;
   for (size_t i = want.size(); i-- > 0;) {
-    ASSERT_TRUE(reader->Seek(positions[i])) << i;
-    ASSERT_TRUE(reader->ReadRecord(&s)) << i;
-    EXPECT_EQ(s, want[i]) << i;
-    EXPECT_EQ(reader->LastRecordPosition(), positions[i]);
+    ASSERT_TRUE(reader->Seek(positions[i]) && reader->ReadRecord(&s)) << i;
+    EXPECT_TRUE(s == want[i] && reader->LastRecordPosition() == positions[i]) << i;
   }
   ::string text;
-  ASSERT_TRUE(reader->Seek(positions[9]));
-  ASSERT_TRUE(reader->GetPosition(&text));
-  ASSERT_TRUE(reader->ReadRecord(&s));
-  ASSERT_TRUE(reader->SetPosition(text));
-  ASSERT_TRUE(reader->ReadRecord(&s));
+  ASSERT_TRUE(reader->Seek(positions[9]) && reader->GetPosition(&text) && reader->ReadRecord(&s));
+  ASSERT_TRUE(reader->SetPosition(text) && reader->ReadRecord(&s));
   EXPECT_EQ(s, want[9]);
   EXPECT_FALSE(reader->SetPosition("12x"));
 }
@@ -122,10 +116,8 @@ TEST_P(RecordIoTest, ReadAheadOptionsReadTheSameRecords) {
     EXPECT_EQ(fetched.Error(), 0);
     EXPECT_EQ(ReadAll(&r), want) << text;
     r.Unfetch(0, 1 << 20);
-    EXPECT_TRUE(r.Seek(0));
     ::string s;
-    ASSERT_TRUE(r.ReadRecord(&s));
-    EXPECT_EQ(s, want[0]);
+    EXPECT_TRUE(r.Seek(0) && r.ReadRecord(&s) && s == want[0]) << text;
   }
 }
 
@@ -179,12 +171,10 @@ TEST_P(RecordIoTest, GrowingFileIsReadAsRecordsComplete) {
   Handle raw = OpenOrFail(P("g.rec"), "a");
   std::string framed;
   records::AppendRecord(0, "later", 5, &framed);
-  ASSERT_EQ(raw->Write(framed.data(), 7), 7);
-  raw->Flush();
+  ASSERT_TRUE(raw->Write(framed.data(), 7) == 7 && raw->Flush());
   EXPECT_EQ(r.TryReadRecord(&data, &len), RecordReader::READ_RETRY);
   EXPECT_FALSE(r.ReadRecord(&data, &len));
-  ASSERT_EQ(raw->Write(framed.data() + 7, framed.size() - 7), static_cast<int64>(framed.size() - 7));
-  raw->Flush();
+  ASSERT_TRUE(raw->Write(framed.data() + 7, framed.size() - 7) == static_cast<int64>(framed.size() - 7) && raw->Flush());
   ASSERT_TRUE(r.ReadRecord(&data, &len));
   EXPECT_EQ(std::string(static_cast<char*>(data), len), "later");
   EXPECT_EQ(r.skipped_bytes(), 0);
@@ -300,20 +290,16 @@ TEST(RecordWriterFailureTest, FailureInsideARecordKeepsItWhole) {
   EXPECT_TRUE(w.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
   EXPECT_NE(w.GetCurrentErrorCode(), file::OK);
   EXPECT_EQ(w.Tell(), 2 * (3000 + RecordIO::kHeaderSize));  // nothing reached the file, nothing lost
-  EXPECT_FALSE(w.WriteRecord(std::string(3000, 'c')));
-  EXPECT_FALSE(w.Flush());
+  EXPECT_FALSE(w.WriteRecord(std::string(3000, 'c')) || w.Flush());
 }
 
 TEST_P(RecordIoTest, WriteFailuresSayWhy) {
   RecordWriter w(File::Open(Put("ro.rec", "").c_str(), "r"), 4096);
   ASSERT_TRUE(w.WriteRecord("buffered"));
-  EXPECT_FALSE(w.Flush());
-  EXPECT_NE(w.GetCurrentErrorCode(), file::OK);
-  EXPECT_FALSE(w.GetCurrentErrorMessage().empty());
+  EXPECT_FALSE(w.Flush() || w.GetCurrentErrorCode() == file::OK || w.GetCurrentErrorMessage().empty());
   EXPECT_FALSE(w.WriteRecord(std::string(5000, 'x')));  // needs the buffer written first
   RecordWriter small(File::Open(P("s.rec").c_str(), "w"), 4096, RecordWriter::SINGLE_WRITER, 10);
-  EXPECT_FALSE(small.WriteRecord(std::string(11, 'x')));
-  EXPECT_EQ(small.GetCurrentErrorCode(), file::ERROR_INVALID_ARGUMENT);
+  EXPECT_EQ(ErrorOf(small.WriteRecord(std::string(11, 'x')), &small), file::ERROR_INVALID_ARGUMENT);
   EXPECT_TRUE(small.WriteRecord(std::string(10, 'x')));
 }
 
@@ -421,14 +407,9 @@ TEST(RecordIoFuzz, MutatedFilesThroughTheReader) {
     if (seed % 10 == 0) bytes.resize(rng() % bytes.size());
     const std::string name = "/mem/recordfuzz/" + std::to_string(seed);
     ASSERT_TRUE(File::WriteStringToFile(bytes, name));
-    File* f = File::Open(name.c_str(), "r");
-    RecordReader r(f, 65536);
+    RecordReader r(File::Open(name.c_str(), "r"), 65536);
     ::string s;
-    int n = 0;
-    while (r.ReadRecord(&s)) {
-      ASSERT_TRUE(written.count(s)) << "seed " << seed;
-      ASSERT_LT(++n, 100);
-    }
+    for (int n = 0; r.ReadRecord(&s); ++n) ASSERT_TRUE(written.count(s) && n < 100) << "seed " << seed;
     EXPECT_LE(r.skipped_bytes(), static_cast<int64>(bytes.size()));
     File::Delete(name.c_str());
   }
