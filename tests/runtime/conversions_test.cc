@@ -40,14 +40,13 @@ TEST(Conversions, Numbers) {
 
 TEST(Conversions, IntOrLong) {
   Ref minus_one(Eval("-1")), minus_one_long(Eval("-1L")), max(Eval("2**64-1")), text(Eval("'5'"));
-  EXPECT_EQ(SwigPyIntOrLong_Check(minus_one), 1);
-  EXPECT_EQ(SwigPyIntOrLong_Check(text), 0);
+  EXPECT_EQ(std::make_pair(SwigPyIntOrLong_Check(minus_one), SwigPyIntOrLong_Check(text)), std::make_pair(1, 0));
   EXPECT_EQ(SwigPyIntOrLong_AsUnsignedLongLong(minus_one), 18446744073709551615ULL);
   EXPECT_EQ(SwigPyIntOrLong_AsUnsignedLongLong(max), 18446744073709551615ULL);
   SwigPyIntOrLong_AsUnsignedLongLong(minus_one_long);
   EXPECT_EQ(TakeError().rfind("OverflowError", 0), 0u);
-  EXPECT_EQ(SwigPyIntOrLong_AsLongLong(minus_one), -1);
-  EXPECT_EQ(SwigPyIntOrLong_AsLongLong(minus_one_long), -1);
+  EXPECT_EQ(std::make_pair(SwigPyIntOrLong_AsLongLong(minus_one), SwigPyIntOrLong_AsLongLong(minus_one_long)),
+            std::make_pair(int64{-1}, int64{-1}));
 }
 
 TEST(ConversionsDeathTest, NonNumbersEndTheProcess) {
@@ -92,29 +91,19 @@ TEST(OutputHelper, ListsOfNothingAndFailedElements) {
   EXPECT_EQ(TakeError(), "ValueError: bad element");
 }
 
-TEST(StringVectorInput, SequencesAndPointers) {
+// Lists, tuples, vector pointers, other vectors and non-sequences go through
+// the wrappers in tests/python/test_factory.py; these are the cases it leaves.
+TEST(StringVectorInput, KeepsNulsAndRefusesUnicodeItemsAndSets) {
   vector<::string> local;
   vector<::string>* result = nullptr;
   Ref list(Eval("['a', 'b\\0c']"));
-  ASSERT_TRUE(pq::AsStringVector(list, &local, &result));
-  EXPECT_EQ(result, &local);
-  ASSERT_EQ(local.size(), 2u);
-  EXPECT_EQ(local[1].size(), 3u);
-  Ref empty(Eval("()"));
-  ASSERT_TRUE(pq::AsStringVector(empty, &local, &result));
-  EXPECT_TRUE(local.empty());
-  for (const char* bad : {"['a', u'b']", "['a', 1]", "set(['a'])", "None"}) {
+  ASSERT_TRUE(pq::AsStringVector(list, &local, &result) && result == &local);
+  EXPECT_EQ(local, (vector<::string>{"a", ::string("b\0c", 3)}));
+  for (const char* bad : {"['a', u'b']", "set(['a'])"}) {
     Ref o(Eval(bad));
     EXPECT_FALSE(pq::AsStringVector(o, &local, &result)) << bad;
     EXPECT_EQ(TakeError(), "TypeError: vector<::string> expected") << bad;
   }
-  vector<::string> mine = {"z"};
-  Ref pointer(SWIG_Python_NewPointerObj(&mine, pq::TypeOf<vector<::string>>(), 0));
-  ASSERT_TRUE(pq::AsStringVector(pointer, &local, &result));
-  EXPECT_EQ(result, &mine);
-  Ref other_vector(SWIG_Python_NewPointerObj(&mine, pq::TypeOf<pq::StdStringVectorTag>(), 0));
-  EXPECT_FALSE(pq::AsStringVector(other_vector, &local, &result));
-  EXPECT_EQ(TakeError(), "TypeError: vector<::string> expected");
 }
 
 TEST(Constants, InstallSkipsRowsWithoutAValue) {
