@@ -68,6 +68,16 @@ class StreamsTest : public BothFsTest {
     EXPECT_NE(f, nullptr);
     return std::make_unique<InputBuffer>(f, capacity);
   }
+  // The same after reading `n` bytes (-1: all) with checksumming set so.
+  std::unique_ptr<InputBuffer> ReadChecksummed(const std::string& relative, int capacity, int64 n, bool checksum = true,
+                                               bool verify_at_eof = false) {
+    auto in = Reader(relative, capacity);
+    EXPECT_TRUE(in->SetChecksumming(checksum, verify_at_eof));
+    ::string got;
+    in->ReadToString(&got, n);
+    EXPECT_EQ(static_cast<int64>(got.size()), n < 0 ? in->Size() : n);
+    return in;
+  }
   SlowFile* Slow(const std::string& relative, const char* mode, int ms) {
     auto* f = new SlowFile(P(relative), mode, std::chrono::milliseconds(ms));
     EXPECT_TRUE(f->Open()) << f->GetCurrentErrorMessage();
@@ -315,14 +325,8 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   for (const Case& c : {Case{kLength, true, InputBuffer::MATCHES_FULL}, Case{100, true, InputBuffer::MATCHES_PREFIX},
                         Case{ChecksumState::kBlockSize + 3, true, InputBuffer::MATCHES_PREFIX},
                         Case{kLength, false, InputBuffer::NO_CHECKSUMMING}}) {
-    SCOPED_TRACE(c.read);
-    auto in = Reader("f", 65536);
-    ASSERT_TRUE(in->SetChecksumming(c.checksum, false));
-    ::string got;
-    in->ReadToString(&got, c.read);
-    ASSERT_EQ(static_cast<int64>(got.size()), c.read);
     ::string why;
-    EXPECT_EQ(in->VerifyChecksum(&why), c.want) << why;
+    EXPECT_EQ(ReadChecksummed("f", 65536, c.read, c.checksum)->VerifyChecksum(&why), c.want) << c.read << ": " << why;
   }
   // Checksumming cannot start once the start of the file is gone.
   auto late = Reader("f", 4096);
@@ -333,21 +337,14 @@ TEST_P(StreamsTest, VerifiedReadingOfAFileWrittenWithAnAttributeRecord) {
   // One changed byte, and the reader notices.
   ASSERT_EQ(OpenOrFail(P("f"), "r+")->PWrite(kLength - 10, "!", 1), 1);
   file_attributes->ClearCache();
-  auto in = Reader("f", 65536);
-  ASSERT_TRUE(in->SetChecksumming(true, true));
-  ::string got;
-  in->ReadToString(&got, -1);
+  auto in = ReadChecksummed("f", 65536, -1, true, /*verify_at_eof=*/true);
   EXPECT_EQ(in->VerifyChecksum(nullptr), InputBuffer::MISMATCH);
   EXPECT_TRUE(in->read_error()) << "verify_at_eof did not flag the damage";
-
   Put("plain", "no record");
-  auto plain = Reader("plain", 64);
-  ASSERT_TRUE(plain->SetChecksumming(true, false));
-  plain->ReadToString(&got, -1);
-  EXPECT_EQ(plain->VerifyChecksum(nullptr), InputBuffer::NO_ATTRIBUTE_FILE);
+  EXPECT_EQ(ReadChecksummed("plain", 64, -1)->VerifyChecksum(nullptr), InputBuffer::NO_ATTRIBUTE_FILE);
 }
 
-TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncate) {
+TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncateAndLeavesAReadOnlyFileAlone) {
   std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("o").c_str(), "w"), 16));
   EXPECT_EQ(out->WriteLine(""), 1);
   EXPECT_EQ(out->WriteString(::string("a\0b", 3)), 3);
@@ -366,11 +363,10 @@ TEST_P(StreamsTest, WritesLinesAlignmentSeekAndTruncate) {
   EXPECT_EQ(out->Write("x", 1), 0);
   const ::string want = (::string("\nA\0b", 4) + Pattern(40) + ::string(20, '.')).substr(0, 50);
   EXPECT_EQ(Get("o"), want + ::string(OutputBuffer::kDefaultAlignment - 50, 'z'));
-}
 
-TEST_P(StreamsTest, AReadOnlyFileIsLeftAsItWas) {
+  // A read-only file is left as it was.
   Put("ro", "original");
-  std::unique_ptr<OutputBuffer> out(new OutputBuffer(File::Open(P("ro").c_str(), "r"), 16));
+  out.reset(new OutputBuffer(File::Open(P("ro").c_str(), "r"), 16));
   out->WriteString("0123456789012345678901234567890");
   EXPECT_FALSE(out->Flush() || out->Write("more", 4) != 0);
   out.reset();
@@ -438,11 +434,7 @@ TEST_P(StreamsTest, CheckpointsResumeAndRewindKeepTheChecksumRight) {
   EXPECT_EQ(Get("c"), "first part;second part;end");
 
   file_attributes->ClearCache();
-  auto in = Reader("c", 8);
-  ASSERT_TRUE(in->SetChecksumming(true, false));
-  ::string all;
-  in->ReadToString(&all, -1);
-  EXPECT_EQ(in->VerifyChecksum(nullptr), InputBuffer::MATCHES_FULL);
+  EXPECT_EQ(ReadChecksummed("c", 8, -1)->VerifyChecksum(nullptr), InputBuffer::MATCHES_FULL);
 
   FileCheckpointWriter saved(P("cp"));
   ASSERT_TRUE(saved.WriteCheckpoint(keeper.last()));
