@@ -187,7 +187,7 @@ TEST_P(Sha1FileTest, FilesAndHandles) {
 
 PQ_ON_BOTH_FILE_SYSTEMS(Sha1FileTest);
 
-TEST(FileReedSolomonTest, NamesAndParameters) {
+TEST(FileReedSolomonTest, NamesParametersAndTheCodecsRefusals) {
   const struct { FileReedSolomon::Encoding e; const char* name; int data, total; } cases[] = {
       {FileReedSolomon::ENCODING_5_8, "rs_5_8", 5, 8}, {FileReedSolomon::ENCODING_9_13, "rs_9_13", 9, 13},
       {FileReedSolomon::ENCODING_20_30, "rs_20_30", 20, 30}};
@@ -207,9 +207,7 @@ TEST(FileReedSolomonTest, NamesAndParameters) {
   for (const char* bad : std::vector<const char*>{"RS_5_8", "rs_5_8 ", "rs_5", nullptr}) {
     EXPECT_FALSE(FileReedSolomon::Name2Encoding(bad, &e) || e != FileReedSolomon::ENCODING_9_13) << (bad ? bad : "null");
   }
-}
-
-TEST(ReedSolomonCodecTest, RefusesTooFewOrBadCells) {
+  // The codec refuses too few or bad cells.
   const redundancy::ReedSolomonCodec codec(5, 8);
   redundancy::ReedSolomonCodec::Decoder decoder;
   EXPECT_FALSE(codec.MakeDecoder({0, 1, 2, 3}, {4, 5, 6, 7}, &decoder));  // four left, five needed

@@ -282,18 +282,16 @@ TEST_P(RecordIoTest, StreamedBuffersKeepEveryRecordWhole) {
   EXPECT_EQ(r->skipped_bytes(), 0);
 }
 
-// A write failing inside a record keeps it whole; later records are refused.
-TEST(RecordWriterFailureTest, FailureInsideARecordKeepsItWhole) {
-  RecordWriter w(File::Open("/dev/full", "w"), 4096);
-  w.NoSyncOnClose();
-  ASSERT_TRUE(w.WriteRecord(std::string(3000, 'a')));
-  EXPECT_TRUE(w.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
-  EXPECT_NE(w.GetCurrentErrorCode(), file::OK);
-  EXPECT_EQ(w.Tell(), 2 * (3000 + RecordIO::kHeaderSize));  // nothing reached the file, nothing lost
-  EXPECT_FALSE(w.WriteRecord(std::string(3000, 'c')) || w.Flush());
-}
-
-TEST_P(RecordIoTest, WriteFailuresSayWhy) {
+// A write failing inside a record keeps it whole and later records are
+// refused; failures say why; a record over the writer's limit is refused.
+TEST_P(RecordIoTest, WriteFailuresKeepRecordsWholeAndSayWhy) {
+  RecordWriter full(File::Open("/dev/full", "w"), 4096);
+  full.NoSyncOnClose();
+  ASSERT_TRUE(full.WriteRecord(std::string(3000, 'a')));
+  EXPECT_TRUE(full.WriteRecord(std::string(3000, 'b')));  // accepted: its spill fails
+  EXPECT_NE(full.GetCurrentErrorCode(), file::OK);
+  EXPECT_EQ(full.Tell(), 2 * (3000 + RecordIO::kHeaderSize));  // nothing reached the file, nothing lost
+  EXPECT_FALSE(full.WriteRecord(std::string(3000, 'c')) || full.Flush());
   RecordWriter w(File::Open(Put("ro.rec", "").c_str(), "r"), 4096);
   ASSERT_TRUE(w.WriteRecord("buffered"));
   EXPECT_FALSE(w.Flush() || w.GetCurrentErrorCode() == file::OK || w.GetCurrentErrorMessage().empty());

@@ -22,7 +22,7 @@
 
 namespace {
 
-TEST(ErrorCodesTest, TextsAndErrorSpace) {
+TEST(ErrorCodesTest, TextsErrorSpaceStatusesAndWallTime) {
   std::set<std::string> texts;  // every code has a text of its own
   for (int code = file::OK; code <= file::MAX_ERROR_CODE; ++code) {
     const std::string text = file::ErrorToString(code);
@@ -46,9 +46,7 @@ TEST(ErrorCodesTest, TranslatesFromErrno) {
       {EXDEV, ERROR_UNIMPLEMENTED}, {EIO, INTERNAL_ERROR}, {EPROTO, ERROR_UNKNOWN}, {-ENOENT, ERROR_UNKNOWN},
       {123456, ERROR_UNKNOWN}};
   for (const auto& [errno_value, code] : expected) EXPECT_EQ(TranslateFromErrno(errno_value), code) << errno_value;
-}
-
-TEST(StatusTest, ToStringAndWallTime) {
+  // Statuses print their space and code; OK drops the message.
   util::Status ok(file::ErrorSpace(), 0, "dropped");
   EXPECT_TRUE(ok.ok() && ok.error_message().empty());
   EXPECT_EQ(ok.ToString(), "OK");
