@@ -65,18 +65,11 @@ def read_names(wrapped):
 class RegistryTest(pqtest.TestCase):
     def test_look_ups_return_shared_handles(self):
         local, mem = by_name('local'), by_name('mem')
-        for f in (local, mem):
-            self.assertTrue(pqtest.is_pointer_text(f, '_p_FileFactory'), f)
-        self.assertNotEqual(local, mem)
+        self.assertTrue(pqtest.is_pointer_text(local, '_p_FileFactory') and local != mem, (local, mem))
         # Each look-up is a fresh copy of the handle, holding the same factory.
-        a, b = m.FileFactory_Find('mem'), m.FileFactory_Find('mem')
-        self.assertTrue(pqtest.is_pointer_text(a, '_p_shared_ptrTFileFactory_t'), a)
-        self.assertNotEqual(a, b)
-        self.assertEqual(factory_of(a), factory_of(b))
-        unknown = m.FileFactory_Find('pqtest-no-such-kind')
-        self.assertTrue(pqtest.is_pointer_text(unknown, '_p_shared_ptrTFileFactory_t'))
-        self.assertTrue(is_empty(unknown))
-        self.assertRaises(TypeError, m.FileFactory_Find, None)
+        a, b, unknown = m.FileFactory_Find('mem'), m.FileFactory_Find('mem'), m.FileFactory_Find('pqtest-no-such')
+        self.assertTrue(all(pqtest.is_pointer_text(h, '_p_shared_ptrTFileFactory_t') for h in (a, unknown)), a)
+        self.assertEqual((a != b, factory_of(a), is_empty(unknown)), (True, factory_of(b), True))
         for kind in NAMES:  # the variables hold the registered names
             self.assertEqual(getattr(m.cvar, 'FileFactory_%s_file' % kind), kind)
 
@@ -104,9 +97,6 @@ class RegistryTest(pqtest.TestCase):
                 (m.FileFactory_FindBestFactory(['/plain/name']), local),
                 (m.FileFactory_FindBestFactory([]), empty))):
             self.assertEqual(factory_of(found), expected, i)
-        self.assertRaises(TypeError, m.FileFactory_FindPrefixFactoryAndPrefix, '/mem/a', None)
-        for bad in (['/mem/a', 5], '/mem/a', None, m.new_stringVector()):
-            self.assertTypeError('vector<::string> expected', m.FileFactory_FindBestFactory, bad)
 
     def test_register_prefix_raw_and_shared(self):
         # A local scratch directory handed to the memory factory: its names
@@ -127,7 +117,7 @@ class RegistryTest(pqtest.TestCase):
             self.assertTypeError('null reference', m.FileFactory_RegisterFactoryPrefix, empty, '/p/')
         self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(None, '/p/'), 0)
         self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(by_name('mem'), ''), 0)
-        for args in ((5, '/p/'), (by_name('mem'), 5), (m.new_FileStat(), '/p/'), (by_name('mem'),)):
+        for args in ((5, '/p/'), (m.new_FileStat(), '/p/')):
             self.assertNoMatch(m.FileFactory_RegisterFactoryPrefix, *args)
 
     def test_register_by_name(self):
@@ -135,7 +125,6 @@ class RegistryTest(pqtest.TestCase):
         self.assertEqual(factory_of(m.FileFactory_Find('pqtest-alias')), by_name('mem'))
         self.assertIs(m.FileFactory_RegisterFactory(None, 'pqtest-nothing'), None)
         self.assertTrue(is_empty(m.FileFactory_Find('pqtest-nothing')))
-        self.assertRaises(TypeError, m.FileFactory_RegisterFactory, by_name('mem'), 5)
         self.assertTypeError('Type error. Got _p_shared_ptrTFileFactory_t, expected _p_FileFactory',
                              m.FileFactory_RegisterFactory, m.FileFactory_Find('mem'), 'x')
 
@@ -148,10 +137,7 @@ class RegistryTest(pqtest.TestCase):
             self.assertIs(m.FileFactory_FilterMatches('/d/*', v, flags, unique), None)
             self.assertEqual(read_names(v), expected)
         self.assertIs(m.FileFactory_FilterMatches('/d/*', None, 0, 0), None)
-        self.assertTypeError('Type error. Got _p_std__vectorTstring_t, expected _p_vectorTstring_t',
-                             m.FileFactory_FilterMatches, '/d/*', m.new_stringVector(), 0, 0)
         self.assertRaises(TypeError, m.FileFactory_FilterMatches, '/d/*', ['/d/a'], 0, 0)
-        self.assertRaises(TypeError, m.FileFactory_FilterMatches, '/d/*', v, '0', 0)
 
 
 @file_roots.on_each_file_system
@@ -165,16 +151,6 @@ class FactoryOperationTest(file_roots.FileCases):
         s = m.new_FileStat()
         self.assertIntResult(m.File_StatWithOp(name, s, None), 1)
         return s
-
-    def test_receivers_are_checked(self):
-        f, a = self.f, self.path('a')
-        for call in (lambda: m.FileFactory_Readable(None, self.root), lambda: m.FileFactory_Create('NULL', a, 'w'),
-                     lambda: m.FileFactory_BulkExist(None, []),
-                     lambda: m.FileFactory_CreateWithOptions(f, a, 'w', None),
-                     lambda: m.FileFactory_RecursivelyCreateDirWithOptions(f, a, None)):
-            self.assertTypeError('null reference', call)
-        self.assertTypeError('Type error. Got _p_shared_ptrTFileFactory_t, expected _p_FileFactory',
-                             m.FileFactory_Stat, m.FileFactory_Find('mem'), self.root, None)
 
     def test_create_forms_return_unopened_handles(self):
         for create in (lambda n: m.FileFactory_Create(self.f, n, 'w'),
@@ -206,6 +182,7 @@ class FactoryOperationTest(file_roots.FileCases):
         assert_results(self, awaited(self, lambda w: m.FileFactory_MatchAsync(self.f, self.path('*'), v, 0, w)),
                        [1, m.OK])
         self.assertEqual(read_names(v), [name])  # filled by the time the call returns
+        self.assertTypeError('null reference', m.FileFactory_RecursivelyCreateDirWithOptions, self.f, name, None)
         total, available = ctypes.c_longlong(-1), ctypes.c_longlong(-1)
         self.assertIntResult(m.FileFactory_Statfs(self.f, self.root, pointer_to(total, '_p_int64'), None,
                                                   pointer_to(available, '_p_int64')), 1)
@@ -234,7 +211,6 @@ class FactoryOperationTest(file_roots.FileCases):
         assert_results(self, [m.File_Delete(p('d')),
                               m.FileFactory_SetAttributesWithOp(self.f, p('d'), m.new_Attr_t(0), None),
                               m.File_Delete(p('d'))], [0, 1, 1])
-        self.assertRaises(TypeError, m.FileFactory_DeleteDirWithOp, self.f, 5, None)
 
     def test_delete_recursively_counts_into_the_callers_ints(self):
         m.File_RecursivelyCreateDir(self.path('t/u'), 0o755)
@@ -258,16 +234,13 @@ class FactoryOperationTest(file_roots.FileCases):
         self.assertEqual((ok, flags, len(stats)), (0, [0], 1))
         m.File_CreateDir(self.path('d'), 0o755)
         self.assertEqual([m.FileFactory_BulkSetMode(f, [a, b], 0o600),
-                          m.FileFactory_BulkSetOwner(f, [a], pwd.getpwuid(os.getuid()).pw_name),
                           m.FileFactory_BulkSetGroup(f, [a, missing], self.group),
                           m.FileFactory_BulkSetAttributes(f, [a], m.new_Attr_t(m.Attr_t_PROTECTED)),
                           m.FileFactory_BulkDelete(f, [a, b]),
                           m.FileFactory_BulkSetAttributesWithOp(f, [a], m.new_Attr_t(0), None),
                           m.FileFactory_BulkDeleteWithOp(f, [a], None), m.FileFactory_Archive(f, [a], 0, 4),
                           m.FileFactory_BulkDeleteDir(f, [self.path('d')])],
-                         [(1, [1, 1]), (1, [1]), (0, [1, 0]), (1, [1]), (0, [0, 1]), (1, [1]), (1, [1]), (0, [0]),
-                          (1, [1])])
-        self.assertTypeError('vector<::string> expected', m.FileFactory_BulkExist, f, a)
+                         [(1, [1, 1]), (0, [1, 0]), (1, [1]), (0, [0, 1]), (1, [1]), (1, [1]), (0, [0]), (1, [1])])
 
     def test_bulk_open_and_rename(self):
         f = self.f

@@ -7,7 +7,6 @@ from file_roots import assert_results, attr, awaited
 from pqtest import m
 
 
-
 @file_roots.on_each_file_system
 class QueryTest(file_roots.FileCases):
     def test_predicates_and_stat_forms(self):
@@ -17,8 +16,6 @@ class QueryTest(file_roots.FileCases):
         assert_results(self, [m.File_ExistsWithOp(name, None), m.File_ReadableWithOp(name, None),
                               m.File_IsDirectoryWithOp(self.root, None), m.File_IsAttributeFilename(name),
                               m.File_IsAttributeFilename(self.path('.a.attr'))], [1, 1, 1, 0, 1])
-        for bad in (None, name + '\0'):
-            self.assertRaises(TypeError, m.File_Exists, bad)
         for call in (lambda s: m.File_StatWithOp(name, s, None), lambda s: m.File_StatLocked(name, None, s),
                      lambda s: m.File_StatLockedWithOp(name, None, s, None)):
             s = m.new_FileStat()
@@ -26,12 +23,10 @@ class QueryTest(file_roots.FileCases):
             self.assertLongResult(m.FileStat_length_get(s), 3)
         self.assertIntResult(m.File_StatWithOp(missing, m.new_FileStat(), None), 0)
         assert_results(self, [m.File_GetFileSize(name), m.File_GetFileSize(missing)], [3, -1], long)
-
-    def test_locked_async_forms(self):
-        name, s = self.put('a', 'abcd'), m.new_FileStat()
+        s = m.new_FileStat()
         assert_results(self, awaited(self, lambda w: m.File_StatAsyncLocked(name, None, s, w))
                        + awaited(self, lambda w: m.File_DeleteAsyncLocked(name, None, w)), [1, m.OK, 1, m.OK])
-        self.assertEqual((m.FileStat_length_get(s), m.File_Exists(name)), (4, 0))
+        self.assertEqual((m.FileStat_length_get(s), m.File_Exists(name)), (3, 0))
 
     def test_pointer_outputs_are_typed(self):
         assert_results(self, [m.File_Statfs(self.root, None, None, None),
@@ -56,7 +51,6 @@ class MatchTest(file_roots.FileCases):
     def test_match_forms(self):
         p, files, visible = self.pattern, self.names('a', 'b.txt'), self.names('a', 'b.txt', 'sub')
         dotted = self.names('.hidden') + visible
-        self.assertEqual([type(v) for v in m.File_Match(p)], [int, list])
         for result, expected in (
                 (m.File_Match(p), visible), (m.File_Match(self.path('nothing*')), []),
                 (m.File_MatchWithOp(p, None), visible), (m.File_MatchLocked(p, None), visible),
@@ -67,16 +61,13 @@ class MatchTest(file_roots.FileCases):
                 (m.File_ExtendedMatchWithOp(p, m.File_MATCH_DOTFILES, None), dotted),
                 (m.File_ExtendedMatchLocked(p, None, m.File_MATCH_BACKUPS), self.names('a', 'b.txt', 'backup~', 'sub')),
                 (m.File_ExtendedMatchLockedWithOp(p, None, m.File_MATCH_DOTFILES, None), dotted)):
-            self.assertEqual(result, (1, expected))
-        self.assertRaises(TypeError, m.File_ExtendedMatch, p, 'x')
+            self.assertEqual((type(result[0]), result), (int, (1, expected)))
 
     def test_unknown_match_types_reach_the_library_and_fail(self):
-        p = self.pattern
-        for bad in (-1, 4, 2 ** 31 - 1):
+        for bad in (-1, 4, 2 ** 31 - 1):  # never cast to the enumeration
             op = m.new_Operation()
-            self.assertEqual(m.File_ExtendedMatchWithOp(p, bad, op), (0, []))
-            self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
-            self.assertEqual(m.File_ExtendedMatch(p, bad), (0, []))
+            self.assertEqual((m.File_ExtendedMatchWithOp(self.pattern, bad, op), m.Operation_error(op),
+                              m.File_ExtendedMatch(self.pattern, bad)), ((0, []), m.ERROR_INVALID_ARGUMENT, (0, [])))
             self.assertIs(m.File_DFListFileAndDir(self.root, bad, None, None, None), None)
             self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/rep/c/x'), '', bad), 0)
             m.delete_Operation(op)
@@ -116,40 +107,30 @@ class MatchTest(file_roots.FileCases):
 class ChangeTest(file_roots.FileCases):
     def test_delete_forms(self):
         name = self.put('a', '')
-        for n in ('x1', 'x2', 'y'):
+        m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
+        for n in ('x1', 'x2', 'y', 't/f1', 't/u/f2'):
             self.put(n, '')
-        m.File_CreateDir(self.path('d'), 0o755)
-        m.File_CreateDir(self.path('e'), 0o755)
+        for d in ('d', 'e'):
+            m.File_CreateDir(self.path(d), 0o755)
         assert_results(self, [m.File_Delete(name), m.File_Delete(name),
                               m.File_DeleteMatchingFiles(self.path('x*')),
                               m.File_DeleteMatchingFilesWithOp(self.path('y*'), None),
-                              m.File_DeleteDir(self.path('d')), m.File_DeleteDirWithOp(self.path('e'), None)],
-                       [1, 0, 1, 1, 1, 1])
+                              m.File_DeleteDir(self.path('d')), m.File_DeleteDirWithOp(self.path('e'), None)]
+                       + list(m.File_DeleteRecursively(self.path('t'))), [1, 0, 1, 1, 1, 1, 2, 3])
         self.assertEqual(m.File_Match(self.path('*')), (1, []))
 
     def test_attribute_records_go_with_none_results(self):
         name = self.put('a', '')
         self.assertIntResult(m.File_SetAttributes(name, attr(m.Attr_t_PROTECTED)), 1)
-        self.assertTypeError('null reference', m.File_SetAttributes, name, None)
         self.assertEqual([m.File_DeleteFileAttributes(name), m.File_DeleteFileAttributesWithOp(name, None),
                           m.File_BulkDeleteAttributes([name]), m.File_BulkDeleteAttributesWithOp((name,), None)],
                          [None] * 4)
         self.assertIntResult(m.File_Delete(name), 1)
-        self.assertTypeError('vector<::string> expected', m.File_BulkDeleteAttributes, name)
-
-    def test_delete_recursively_counts(self):
-        m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
-        self.put('t/f1', '')
-        self.put('t/u/f2', '')
-        assert_results(self, m.File_DeleteRecursively(self.path('t')), [2, 3])
-        self.assertEqual(m.File_Exists(self.path('t')), 0)
-        self.assertRaises(TypeError, m.File_DeleteRecursively, 5)
 
     def test_rename_and_copy(self):
         # Overwriting, attributes and modes are the library's (fs_conformance_test.cc).
         a, b = self.put('a', 'data\0'), self.put('b', 'B')
         assert_results(self, [m.File_Rename(b, a, 0), m.File_RenameWithOp(b, a, 1, None), m.File_Exists(b)], [0, 1, 0])
-        self.assertRaises(TypeError, m.File_Rename, a, b, 'yes')
         assert_results(self, [
             m.File_Copy(a, self.path('c1'), 0), m.File_Copy(a, self.path('c1'), 0),
             m.File_CopyWithAttr(a, self.path('c2'), attr(0), 0),
@@ -175,7 +156,6 @@ class ChangeTest(file_roots.FileCases):
         assert_results(self, [m.File_CopyNBytes(source, target, 3, None, None),
                               m.File_CopyNBytes(source, target, 30, None, None), m.File_CopyToEof(None, target)],
                        [1, 0, 0])
-        self.assertNoMatch(m.File_CopyBytes, source)
         self.assertNoMatch(m.File_CopyToEof, source, 'x')
 
     def test_mode_mtime_owner_group(self):
@@ -236,14 +216,6 @@ class BulkTest(file_roots.FileCases):
         for s in stats:
             m.delete_FileStat(s)
 
-    def test_name_lists_are_checked_before_the_library(self):
-        a = self.put('a', '')
-        for bad in ([a, 1], [u'x'], a, None, m.new_stringVector()):
-            self.assertTypeError('vector<::string> expected', m.File_BulkDelete, bad)
-            self.assertTypeError('vector<::string> expected', m.File_BulkRename, [a], bad, 0)
-            self.assertTypeError('vector<::string> expected', m.File_Archive, bad, 0, 0)
-        self.assertEqual(m.File_Exists(a), 1)
-
     def test_whole_file_strings_keep_nuls(self):
         name = self.path('w')
         assert_results(self, [m.File_WriteStringToFile('a\0b', name), m.File_AppendStringToFile('\0c', name)], [1, 1])
@@ -251,17 +223,16 @@ class BulkTest(file_roots.FileCases):
         self.assertEqual([m.File_WriteStringToFileOrDie('\0', name), m.File_AppendStringToFileOrDie('z', name),
                           m.File_ReadFileToStringOrDie(name)], [None, None, '\0z'])
         self.assertEqual(m.File_ReadFileToString(self.path('missing')), (0, ''))
-        self.assertRaises(TypeError, m.File_WriteStringToFile, 5, name)
 
 
 class ProcessWideTest(pqtest.TestCase):
     def test_whole_file_or_die(self):
         missing = file_roots.scratch_dir(self) + '/no/such'
-        for call, text in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)'),
-                           ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)'),
-                           ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)')):
-            for name in (missing, '/mem/pqtest-ordie/missing'):
-                file_roots.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
+        for call, text, name in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)', missing),
+                                 ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)', missing),
+                                 ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)',
+                                  '/mem/pqtest-ordie/missing')):
+            file_roots.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
 
     def test_values(self):
         values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
@@ -270,7 +241,6 @@ class ProcessWideTest(pqtest.TestCase):
         self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
         self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
                           m.File_InitWithDatadirFrom(file_roots.scratch_dir(self))], [None] * 4)
-        self.assertRaises(TypeError, m.File_InitWithDatadirFrom, None)
 
     def test_open_files_lists_open_handles(self):
         name = file_roots.scratch_dir(self) + '/open'
