@@ -29,32 +29,19 @@ class ModuleTest(pqtest.TestCase):
     def test_every_function_takes_positional_arguments_only(self):
         for name in module_functions():
             self.assertRaises(TypeError, getattr(m, name), x=1)
-        self.assertRaises(TypeError, m.FileStat_length_get, m.new_FileStat(), extra=1)
 
     def test_constants(self):
-        expected = {
-            'OK': 0, 'ERROR_INVALID_ARGUMENT': 1, 'ERROR_NOT_FOUND': 3, 'ERROR_UNIMPLEMENTED': 11,
-            'ERROR_TEMPORARY': 13, 'MAX_ERROR_CODE': 13, 'USE_RAWIO': 3, 'Attr_t_FROZEN': 8,
-            'Attr_t_ARCHIVAL_PENDING': 16, 'Attr_t_DEFAULT': 2147483647, 'NONE': 0, 'SEQUENTIAL': 3,
-            'UNCACHED': 1, 'File_MATCH_ALL': 3, 'File_kWriteMask': 146, 'FileName_TARN_SHADOW': 1,
-            'FileReedSolomon_NUM_ENCODINGS': 3, 'InputBuffer_MISMATCH': 4,
-            'ChecksumState_kChunkSize': 128, 'RecordIO_kPhysicalRecSize': 1024,
-            'RecordIO_kMaxRecordSize': 1073741823, 'RecordIO_MAX_TAG': 7, 'RecordIO_PLUME_TAG': 7,
-            'RecordIO_NUM_TAGS': 8, 'RecordWriter_WRITE_RETRY': 2, 'RecordReader_READ_DONE': 1,
-            'RecordReader_kDefaultMaxExpectedRecordLength': 4194304, 'LogWriter_WRITE_OK': 1,
-            'LogWriter_kDefaultBufferSize': 524288,
-        }
-        for name, value in expected.items():
-            self.assertIntResult(getattr(m, name), value)
-        self.assertEqual(m.RecordIO_kLegacySyncMarker, 'RecordIO::kLegacySyncMarker')
-        self.assertLongResult(m.ChecksumState_kBlockSize, 1048576)
-
-    def test_all_constants_are_ints_but_two(self):
+        # Codes the other suites compare with library results are left to them; these are not.
+        expected = {'ERROR_TEMPORARY': 13, 'MAX_ERROR_CODE': 13, 'USE_RAWIO': 3, 'Attr_t_ARCHIVAL_PENDING': 16,
+                    'Attr_t_DEFAULT': 2147483647, 'File_kWriteMask': 146, 'InputBuffer_MISMATCH': 4,
+                    'ChecksumState_kChunkSize': 128, 'RecordIO_kPhysicalRecSize': 1024, 'RecordIO_NUM_TAGS': 8,
+                    'RecordReader_kDefaultMaxExpectedRecordLength': 4194304, 'LogWriter_kDefaultBufferSize': 524288}
         names = [n for n in dir(m) if not callable(getattr(m, n)) and not n.startswith('__') and n != 'cvar']
         self.assertEqual(len(names), 87)  # 86 table rows and the block size
-        odd = {'RecordIO_kLegacySyncMarker': str, 'ChecksumState_kBlockSize': long}
-        for n in names:
-            self.assertIs(type(getattr(m, n)), odd.get(n, int), n)
+        odd = {'RecordIO_kLegacySyncMarker': 'RecordIO::kLegacySyncMarker', 'ChecksumState_kBlockSize': 1048576L}
+        self.assertEqual(sorted((n, type(getattr(m, n)), getattr(m, n)) for n in names if n in expected or n in odd),
+                         sorted((n, type(v), v) for n, v in expected.items() + odd.items()))
+        self.assertEqual([n for n in names if n not in odd and type(getattr(m, n)) is not int], [])
 
     def test_reinitialising_keeps_one_link_object(self):
         code = ('import _file_base_pyquarry as m, ctypes, sys\ncvar = m.cvar\n'
@@ -72,14 +59,7 @@ class MethodTableTest(pqtest.TestCase):
         self.assertEqual(sorted(module_functions() ^ set(names)), [])
 
 
-class StringVectorAndFromFileTest(pqtest.TestCase):
-    def test_string_vector_lifecycle(self):
-        v = m.new_stringVector()
-        self.assertTrue(pqtest.is_pointer_text(v, '_p_std__vectorTstring_t'))
-        self.assertIs(m.delete_stringVector(v), None)
-        self.assertTypeError('Type error. Got _p_FileStat, expected _p_std__vectorTstring_t',
-                             m.delete_stringVector, m.new_FileStat())
-
+class FromFileTest(pqtest.TestCase):
     def test_from_file_gives_the_same_pointer_marked_owned(self):
         text = '_1000000000000000_p_File'
         self.assertEqual(m.FromFile(text), text)

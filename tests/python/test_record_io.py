@@ -43,11 +43,9 @@ class RecordCases(file_roots.FileCases):
                                   m.RecordWriter_WriteRecordString(w, 'x' * 70000),
                                   m.RecordWriter_WriteRecord(w, buf, 8)], [1, 1, 1, 1])
             expected.append(['a\0b', '', 'x' * 70000, 'ABCDEFGH'])
-        assert_results(self, [m.RecordWriter_Flush(w), m.RecordWriter_Sync(w), m.RecordWriter_DataSync(w),
-                              m.RecordWriter_AsyncEnabled(w), m.RecordWriter_owns_file(w),
-                              m.RecordWriter_GetCurrentErrorCode(w)], [1, 1, 1, 1, 1, 0])
-        self.assertEqual([type(m.RecordWriter_Tell(w)), type(m.RecordWriter_ApproximateTell(w)),
-                          m.RecordWriter_GetFileName(w)], [long, long, self.path('a')])
+        assert_results(self, [m.RecordWriter_Flush(w), m.RecordWriter_owns_file(w),
+                              m.RecordWriter_GetCurrentErrorCode(w)], [1, 1, 0])
+        self.assertEqual([type(m.RecordWriter_Tell(w)), m.RecordWriter_GetFileName(w)], [long, self.path('a')])
         assert_results(self, [m.RecordWriter_max_record_size(w), m.RecordWriter_Close(w), m.RecordWriter_Close(w),
                               m.RecordWriter_WriteRecord(w, 'late')], [m.RecordIO_kMaxRecordSize, 1, 1, 0])
         m.delete_RecordWriter(w)
@@ -64,11 +62,10 @@ class RecordCases(file_roots.FileCases):
             self.assertEqual((f.thisown, obj.thisown), (0, 1))
         f = m.File_Open(self.put('o', ''), 'r')
         f.thisown = 1
-        for bad in ((f, 0, 2 ** 70), (f, 2 ** 40), (f, None), (f, 'x')):
-            self.assertRaises((TypeError, OverflowError), m.new_RecordReader, *bad)
+        for make, bad in ((m.new_RecordReader, (f, 0, 2 ** 70)), (m.new_RecordReader, (f, 'x')),
+                          (m.new_RecordWriter, (f, 2 ** 40))):
+            self.assertRaises((TypeError, OverflowError), make, *bad)
             self.assertEqual(f.thisown, 1, bad)
-        self.assertRaises(OverflowError, m.new_RecordWriter, f, 2 ** 40)
-        self.assertEqual(f.thisown, 1)
         w = m.RecordWriter_Open(self.path('p'), 'w', None, 0, 0, 1, 0)
         self.assertEqual(w.thisown, 0)
         m.delete_RecordWriter(w)
@@ -80,17 +77,11 @@ class RecordCases(file_roots.FileCases):
 
     def test_dispatch_and_binding_errors(self):
         w = self.writer('d')
-        for name, args in (('RecordWriter_WriteRecord', (w, 5)), ('RecordWriter_WriteRecord', (w,)),
-                           ('RecordWriter_EnableCompression', (w,)), ('RecordWriter_EnableCompression', (w, 'x')),
-                           ('RecordWriter_EnableCWCompression', (w, 1, 2, 3)), ('new_RecordReader', ()),
-                           ('new_RecordReaderScript', (None, 'x'))):
+        for name, args in (('RecordWriter_WriteRecord', (w, 5)), ('RecordWriter_EnableCompression', (w, 'x')),
+                           ('RecordWriter_EnableCWCompression', (w, 1, 2, 3)), ('new_RecordReaderScript', (None, 'x'))):
             self.assertNoMatch(getattr(m, name), *args)
         # The Cord form is tried first: None is a null Cord.
         self.assertTypeError('null reference', m.RecordWriter_WriteRecord, w, None)
-        self.assertTypeError('null reference', m.RecordWriter_WriteProtocolMessage, w, None)
-        self.assertTypeError('null reference', m.RecordWriter_Flush, None)
-        self.assertTypeError('null reference', m.RecordReaderScript_ReadRecordIntoString, None)
-        self.assertTypeError('null reference', m.new_RecordReaderScript, None, None)
         self.assertRaises(TypeError, m.RecordWriter_FormatHeader, w, 0, 'a\0b', 'x', 1)
         m.delete_RecordWriter(w)
 
@@ -131,19 +122,13 @@ class RecordCases(file_roots.FileCases):
                               m.RecordReader_SetPosition(r, 'nonsense'), m.RecordReader_FileSeek(r, 1)],
                        [1, 1, 1, 1, 0, 1])
         self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (1, 'r1'))
-        for getter in (m.RecordReader_Tell, m.RecordReader_PhysicalTell, m.RecordReader_FileTell, m.RecordReader_Size,
-                       m.RecordReader_skipped_bytes):
-            self.assertIs(type(getter(r)), long)
+        self.assertEqual([type(m.RecordReader_PhysicalTell(r)), type(m.RecordReader_skipped_bytes(r))], [long] * 2)
         st = m.new_FileStat()
         self.assertIntResult(m.RecordReader_Stat(r, st), 1)
         self.assertEqual((m.FileStat_length_get(st), m.RecordReader_GetFileName(r)),
                          (m.RecordReader_Size(r), self.path('pos')))
-        self.assertEqual([m.RecordReader_set_max_record_length(r, 1), m.RecordReader_set_log_skips(r, 0),
-                          m.RecordReader_set_max_decoded_record_length(r, 2 ** 31 - 1),
-                          m.RecordReader_set_max_expected_record_length(r, 2 ** 31 - 1),
-                          m.RecordReader_clear_read_error(r),
-                          m.RecordReader_set_die_on_error(r, 0), m.RecordReader_Prefetch(r, 0, 100, None),
-                          m.RecordReader_Unfetch(r, 0, 100)], [None] * 8)
+        self.assertEqual([m.RecordReader_set_max_record_length(r, 1),
+                          m.RecordReader_set_max_decoded_record_length(r, 2 ** 31 - 1)], [None] * 2)
         m.RecordReader_Seek(r, 0)
         self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (0, ''))
         assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_read_error(r),
@@ -185,20 +170,14 @@ on_each_file_system(RecordCases)
 
 
 class OptionsTest(pqtest.TestCase):
-    def test_defaults_setters_and_text(self):
+    def test_text_form(self):
         o = m.new_RecordReaderOptions()
-        assert_results(self, [m.RecordReaderOptions_memory_budget(o), m.RecordReaderOptions_enable_aio(o),
-                              m.RecordReaderOptions_buffer_size(o), m.RecordReaderOptions_lookahead(o),
-                              m.RecordReaderOptions_fixed_size(o), m.RecordReaderOptions_lookahead_on_open(o),
-                              m.RecordReaderOptions_allow_unchecked_records(o)], [524288, 0, 0, 0, 1, 1, 0])
-        self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), 1024)
         m.RecordReaderOptions_set_initial_seek_back(o, -1)
         self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), -1)
-        m.RecordReaderOptions_set_enable_aio(o, 7)
         load = lambda text: m.RecordReaderOptions_LoadOptionsFromString(o, text)
-        assert_results(self, [m.RecordReaderOptions_enable_aio(o), load('buffer_size=8192,fixed_size=0'),
-                              m.RecordReaderOptions_buffer_size(o), load('buffer_size=1\0'), load('colour=blue'),
-                              m.RecordReaderOptions_buffer_size(o)], [1, 1, 8192, 0, 0, 8192])
+        assert_results(self, [load('buffer_size=8192,fixed_size=0'), m.RecordReaderOptions_buffer_size(o),
+                              load('buffer_size=1\0'), load('colour=blue'), m.RecordReaderOptions_buffer_size(o)],
+                       [1, 8192, 0, 0, 8192])
         m.delete_RecordReaderOptions(o)
 
 
