@@ -38,9 +38,8 @@ class ChecksumStateTest(pqtest.TestCase):
             s = m.new_ChecksumState()
             self.assertIs(m.ChecksumState_Add(s, data), None)
             self.assertEqual(m.ChecksumState_Checksum(s), expected, repr(data))
-        for bad in (5, None, [1, 2], object()):
+        for bad in (5, None, [1, 2]):
             self.assertRaises(TypeError, m.ChecksumState_Add, m.new_ChecksumState(), bad)
-        self.assertTypeError('null reference', m.ChecksumState_Add, None, 'x')
 
     def test_copies_compare_equal_until_one_changes(self):
         s = state_of('x' * 300)
@@ -52,11 +51,8 @@ class ChecksumStateTest(pqtest.TestCase):
         assert_results(self, [m.ChecksumState___eq__(s, c), m.ChecksumState_Equals(s, c, why),
                               m.ChecksumState___ne__(s, c), m.ChecksumState_Equals(s, None, '')], [0, 0, 1, 0])
         self.assertEqual(why, 'keep me')  # the explanation never reaches Python
-        self.assertRaises(TypeError, m.ChecksumState_Equals, s, c, 5)
-        self.assertTypeError('null reference', m.ChecksumState___eq__, s, None)
         self.assertTypeError('null reference', m.new_ChecksumState, None)
-        for args in ((s, s), (5,)):
-            self.assertNoMatch(m.new_ChecksumState, *args)
+        self.assertNoMatch(m.new_ChecksumState, s, s)
 
     def test_history_outputs_and_64_bit_checksums(self):
         # What the history holds is the library's (checksum_files_test.cc).
@@ -75,17 +71,6 @@ class ChecksumStateTest(pqtest.TestCase):
         self.assertRaises(OverflowError, m.ChecksumState_SetRunningChecksum, s, -1)
 
 
-class Sha1Test(pqtest.TestCase):
-    def test_classes_and_read_buffers(self):
-        c = m.new_Sha1Checksum()
-        for data in ('abc', buffer('abc'), array.array('b', [1, 2])):
-            self.assertIs(m.Sha1Checksum_Add(c, data), None)
-        self.assertRaises(TypeError, m.Sha1Checksum_Add, c, 7)
-        self.assertTypeError('null reference', m.Sha1Checksum_Add, None, 'abc')
-        self.assertIntResult(m.Sha1Checksum_AddFile(c, '/nonexistent/pq/file'), 0)
-        self.assertIs(m.delete_Sha1(m.new_Sha1Checksum()), None)  # a Sha1Checksum is a Sha1
-
-
 class FileReedSolomonTest(pqtest.TestCase):
     def test_encodings_names_and_outputs(self):
         self.assertIntResult(m.FileReedSolomon_NUM_ENCODINGS, 3)
@@ -102,7 +87,6 @@ class FileReedSolomonTest(pqtest.TestCase):
             self.assertIs(m.FileReedSolomon_Encoding2Name(bad), None)
             self.assertIntResult(m.FileReedSolomon_Encoding2Params(bad, None, None), 0)
         self.assertRaises(TypeError, m.FileReedSolomon_Name2Encoding, 'rs_5_8', pointer_to(out, '_p_int'))
-        self.assertRaises(OverflowError, m.FileReedSolomon_Encoding2Name, 2 ** 40)
 
 
 class ChecksumFileCases(file_roots.FileCases):
@@ -119,9 +103,10 @@ class ChecksumFileCases(file_roots.FileCases):
                               m.ChecksumState_AddOpenFileBytes(s, f, 5, 10),
                               m.ChecksumState_AddOpenFileBytesWithBandwidthLimit(s, f, 15, 10, None)], [1, 0, 0, 1, 1])
         self.assertIntResult(m.ChecksumState___eq__(s, state_of(data + data[10:1010] + data + data[5:25])), 1)
-        self.assertRaises(TypeError, m.ChecksumState_AddOpenFileBytesWithBandwidthLimit, s, f, 0, 1, s)
-        sha = m.new_Sha1Checksum()
-        assert_results(self, [m.Sha1Checksum_AddFile(sha, name), m.Sha1Checksum_AddOpenFile(sha, f)], [1, 1])
+        sha = m.new_Sha1Checksum()  # a Sha1Checksum is a Sha1, taking any read buffer
+        self.assertEqual([m.Sha1Checksum_Add(sha, array.array('b', [1, 2])), m.Sha1Checksum_AddFile(sha, name),
+                          m.Sha1Checksum_AddFile(sha, self.path('missing')), m.Sha1Checksum_AddOpenFile(sha, f),
+                          m.delete_Sha1(sha)], [None, 1, 0, 1, None])
 
     def test_verify_and_truncate_forms(self):
         data = 'q' * 300
@@ -134,7 +119,7 @@ class ChecksumFileCases(file_roots.FileCases):
                               m.ChecksumState_VerifyChecksum(name, 5, 10, why),
                               m.ChecksumState_VerifyChecksum(name, 5, 2 ** 40, why)], [1, 1, 0])
         self.assertEqual(why, 'unchanged')
-        for args in ((name,), (name, 1, 2), (name, 1, 2, 3, 4), (5, '')):
+        for args in ((name, 1, 2), (5, '')):
             self.assertNoMatch(m.ChecksumState_VerifyChecksum, *args)
         assert_results(self, [m.ChecksumState_TruncateChecksummedFile(name, 100),
                               m.ChecksumState_TruncateChecksummedFile(name, 2 ** 40)], [1, 0])

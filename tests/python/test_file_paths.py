@@ -29,24 +29,15 @@ class PathTest(pqtest.TestCase):
 
     def test_argument_types(self):
         # Library strings keep NULs but refuse non-strings; char pointers also refuse NULs.
-        for f in (m.File_CleanPath, m.File_AddSlash, m.File_RemoveHosts):
-            for bad in (5, None):
-                self.assertRaises(TypeError, f, bad)
-        for f in (m.File_CanonicalizeFileName, m.File_Basename, m.File_Suffix, m.File_StripBasename,
-                  m.File_RewriteDatadir):
-            for bad in ('a\0b', None):
-                self.assertRaises(TypeError, f, bad)
-        self.assertRaises(TypeError, m.File_JoinPath, 'a', None)
-        self.assertRaises(TypeError, m.File_GenerateShardedFilename, 'a', '1', 3)
+        for f, args in ((m.File_CleanPath, (5,)), (m.File_JoinPath, ('a', None)), (m.File_Basename, ('a\0b',)),
+                        (m.File_Exists, ('a\0b',)), (m.File_Suffix, (None,))):
+            self.assertRaises(TypeError, f, *args)
 
 
 class NameListTest(pqtest.TestCase):
     def test_construct_full_file_name(self):
         self.assertEqual(m.File_ConstructFullFileName('/d', ['x', 'y'], '.txt', 3), '/d/x/y.txt@3')
         self.assertEqual(m.File_ConstructFullFileName('/d', (), '', 0), '/d')
-        for bad in (['x', 1], 'x'):
-            self.assertTypeError('vector<::string> expected', m.File_ConstructFullFileName, '/d', bad, '', 0)
-        self.assertRaises(TypeError, m.File_ConstructFullFileName, '/d', [], '', 'three')
 
     def test_canonicalize_list_writes_through_a_wrapped_vector(self):
         self.assertIs(m.File_CanonicalizeFileNameList(None, ['/a/./b']), None)
@@ -65,7 +56,6 @@ class ShardedNameTest(pqtest.TestCase):
             basename = getattr(m, prefix + 'ShardedBasenameWithNumShards')
             self.assertEqual(generate('a/b@2'), (1, ['a/b-00000-of-00002', 'a/b-00001-of-00002']))
             self.assertEqual(generate('a/b'), (0, []))
-            self.assertRaises(TypeError, generate, 3)
             shard, count, digits = ctypes.c_int(-1), ctypes.c_int(-1), ctypes.c_int(-1)
             self.assertEqual(basename('d/s-00011-of-00012', pointer_to(shard, '_p_int'), pointer_to(count, '_p_int'),
                                       pointer_to(digits, '_p_int')), 'd/s@12')
@@ -76,7 +66,6 @@ class ShardedNameTest(pqtest.TestCase):
                                  '_0000000000000001_p_int64', None, None)
         self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
-        self.assertRaises(TypeError, m.GenerateShardedFilename, 'a', 'x', 3)
 
     def test_detecting_the_count_of_existing_shards(self):
         base = pqtest.scratch_dir('shards')
@@ -99,10 +88,8 @@ class ValueFunctionTest(pqtest.TestCase):
     def test_errno_mapping_and_error_space(self):
         for value, code in ((0, m.OK), (errno.ENOENT, m.ERROR_NOT_FOUND), (99999, m.ERROR_UNKNOWN)):
             self.assertIntResult(m.TranslateFromErrno(value), code)
-        self.assertRaises(TypeError, m.TranslateFromErrno, 'ENOENT')
         self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
         self.assertIn('99', m.ErrorToString(99))
-        self.assertRaises(TypeError, m.ErrorToString, 'x')
         space = m.ErrorSpace()  # one shared object
         self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
         self.assertEqual(m.ErrorSpace(), space)

@@ -32,9 +32,8 @@ class InputBufferCases(file_roots.FileCases):
         with_options = m.new_InputBuffer(f, m.new_InputBufferOptions())
         self.assertEqual(m.InputBuffer_ReadLineAsString(with_options, 100), 'first line\n')
         m.delete_InputBuffer(with_options)
-        for bad in ((f, 'x'), (f, 1, 2, 3, 4, 5), (), (f, 1.5), ('not a pointer',)):
+        for bad in ((f, 'x'), (f, 1, 2, 3, 4, 5), (f, 1.5)):
             self.assertNoMatch(m.new_InputBuffer, *bad)
-        self.assertTypeError('null reference', m.new_InputBuffer, f, None)
 
     def test_lines_and_strings(self):
         buf = self.reader(TEXT, 16)
@@ -52,7 +51,7 @@ class InputBufferCases(file_roots.FileCases):
         self.assertEqual([m.InputBuffer_ReadLineAsString(buf, 10), m.InputBuffer_ReadLine(buf, fresh_text(4), 4)],
                          ['', None])
         self.assertIntResult(m.InputBuffer_ReadLine(buf, 'abc'), 0)
-        for bad in ((buf,), (buf, 1), (buf, 'a', 'b'), (buf, 'a', 1, 2)):
+        for bad in ((buf, 1), (buf, 'a', 'b')):
             self.assertNoMatch(m.InputBuffer_ReadLine, *bad)
 
     def test_read_to_string_follows_the_file_for_every_maximum(self):
@@ -68,8 +67,7 @@ class InputBufferCases(file_roots.FileCases):
             want = data[at:] if max_ < 0 else data[at:at + max_]
             self.assertEqual(got, want, (at, max_))
             self.assertLongResult(m.InputBuffer_Tell(buf), at + len(want))
-        for bad in ('5', None, 2 ** 64):
-            self.assertRaises((TypeError, OverflowError), m.InputBuffer_ReadToString, buf, bad)
+        self.assertRaises(OverflowError, m.InputBuffer_ReadToString, buf, 2 ** 64)
 
     def test_hostile_sizes_and_offsets_neither_crash_nor_allocate(self):
         import resource
@@ -99,13 +97,11 @@ class InputBufferCases(file_roots.FileCases):
         self.assertEqual([m.InputBuffer_ReadVarint32(buf), m.InputBuffer_ReadVarint32(buf)],
                          [(1, 300), (1, 2 ** 32 - 1)])
         assert_results(self, [m.InputBuffer_Tell(buf), m.InputBuffer_Size(buf)], [7, 28], long)
-        self.assertEqual([type(m.InputBuffer_SizeHint(buf)), type(m.InputBuffer_AvailableData(buf))], [long] * 2)
         assert_results(self, [m.InputBuffer_Seek(buf, 28), m.InputBuffer_ReadVarint32(buf)[0],
                               m.InputBuffer_Seek(buf, -1), m.InputBuffer_Seek(buf, 2 ** 40), m.InputBuffer_eof(buf)],
                        [1, 0, 0, 1, 0])
         self.assertEqual(m.InputBuffer_CreateFileName(buf), self.path('in'))
         self.assertTrue(pqtest.is_pointer_text(m.InputBuffer_GetFile(buf), '_p_File'))
-        self.assertTypeError('null reference', m.InputBuffer_Tell, None)
 
     def test_raw_reads_answer_with_owned_count_cells(self):
         buf = self.reader()
@@ -117,17 +113,12 @@ class InputBufferCases(file_roots.FileCases):
                       m.InputBuffer_Read(buf, None, 10)):     # no memory: refused
             self.assertTrue(pqtest.is_pointer_text(count, '_p_ssize_t'), count)
         self.assertLongResult(m.InputBuffer_Tell(buf), 16)
-        self.assertRaises(TypeError, m.InputBuffer_Read, buf, 5, 1)
 
     def test_read_ahead_and_file_rows(self):
         # Read-ahead, prefetching and switching files are the library's (streams_test.cc).
         buf = self.reader('y' * 10000, 4096)
-        self.assertIntResult(m.InputBuffer_AsyncReadEnabled(buf), 0)
-        self.assertEqual([m.InputBuffer_UseAIO(buf, 1), m.InputBuffer_SetLookahead(buf, 2 ** 40),
-                          m.InputBuffer_Unfetch(buf, 5000, 500), m.InputBuffer_SetReadSize(buf, 100)], [None] * 4)
+        m.InputBuffer_UseAIO(buf, 1)
         self.assertIntResult(m.InputBuffer_AsyncReadEnabled(buf), 1)
-        self.assertEqual(file_roots.awaited(self, lambda w: m.InputBuffer_Prefetch(buf, 5000, 1000, w)), (None, 0))
-        self.assertEqual(m.InputBuffer_ReadToString(buf, 200), 'y' * 200)
         other = m.File_Open(self.put('other', '0123456789'), 'r')
         m.InputBuffer_SetFile(buf, other, 7)
         self.assertEqual(m.InputBuffer_ReadToString(buf, -1), '789')
@@ -157,20 +148,9 @@ class BufferWithoutFileTest(pqtest.TestCase):
                                                  m.InputBuffer_Size(buf), m.InputBuffer_GetFile(buf))],
                          [(str, ''), (int, 1), (long, -1), (type(None), None)])
         m.delete_InputBuffer(buf)
-
-
-class OptionsTest(pqtest.TestCase):
-    def test_defaults_and_setters(self):
-        o = m.new_InputBufferOptions()
-        fields = ('memory_budget', 'buffer_size', 'lookahead', 'fixed_size', 'lookahead_on_open')
-        self.assertEqual([getattr(m, 'InputBufferOptions_' + f)(o) for f in fields], [524288, 0, 0, 1, 1])
-        for f, v in (('memory_budget', 1000), ('buffer_size', 64), ('lookahead', 9)):
-            getattr(m, 'InputBufferOptions_set_' + f)(o, v)
-            self.assertIntResult(getattr(m, 'InputBufferOptions_' + f)(o), v)
-        m.InputBufferOptions_set_fixed_size(o, 0)
+        o = m.new_InputBufferOptions()  # a bool member stores any true value as 1
         m.InputBufferOptions_set_lookahead_on_open(o, 5L)
-        assert_results(self, [m.InputBufferOptions_fixed_size(o), m.InputBufferOptions_lookahead_on_open(o)], [0, 1])
-        self.assertRaises(TypeError, m.InputBufferOptions_set_buffer_size, o, 'x')
+        self.assertIntResult(m.InputBufferOptions_lookahead_on_open(o), 1)
         m.delete_InputBufferOptions(o)
 
 
