@@ -15,7 +15,6 @@ class HandleTest(file_roots.FileCases):
         self.assertTrue(pqtest.is_pointer_text(f, '_p_File'), f)
         m.File_WriteString(f, 'abcdef')
         assert_results(self, [m.File_Size(f), m.File_Tell(f)], [6, 6], long)
-        self.assertIs(type(m.File_SizeHint(f)), long)
         assert_results(self, [m.File_Seek(f, 2), m.File_eof(f), m.File_Flush(f), m.File_Sync(f), m.File_DataSync(f),
                               m.File_IsLocalFile(f)], [1, 0, 1, 1, 1, 0 if self.root.startswith('/mem/') else 1])
         for query in ('SupportsHaspLockedAccess SupportsConcurrentAppenders SupportsAsyncWrite SupportsAsyncOpen '
@@ -30,8 +29,6 @@ class HandleTest(file_roots.FileCases):
         assert_results(self, [m.File_Truncate(f, 2), m.File_TruncateWithOp(f, 1, None), m.File_Resize(f, 4, None)],
                        [1, 1, 1])
         self.assertEqual(m.File_PReadStringWithOp(f, 0, 10, None), 'a\0\0\0')
-        self.assertRaises(OverflowError, m.File_Truncate, f, 2 ** 63)
-        self.assertLongResult(m.File_Size(f), 4)
         # Which failures and codes are the library's (fs_conformance_test.cc, handle_safety_test.cc).
         r = self.handle('a', 'r')
         assert_results(self, [m.File_WriteString(r, 'y'), m.File_WriteString(r, '')], [-1, -1], long)
@@ -71,11 +68,9 @@ class BufferIoTest(file_roots.FileCases):
         self.assertLongResult(m.File_Read(f, target, 8), 8)
         self.assertLongResult(m.FileStat_length_get(target), 0x1112131415161718)
         self.assertLongResult(m.File_Read(f, target, 8), 0)  # end of file
-        # Counts and buffers are checked before the call, which then leaves the position alone.
-        self.assertRaises(OverflowError, m.File_Read, f, target, -1)
-        self.assertRaises(OverflowError, m.File_Write, f, target, -1)
-        self.assertRaises(TypeError, m.File_PRead, f, 'x', target, 1)
-        self.assertTypeError('Expected a pointer', m.File_Read, f, 5, 1)
+        # Counts are checked before the call, which then leaves the position alone.
+        for call in (m.File_Read, m.File_Write):
+            self.assertRaises(OverflowError, call, f, target, -1)
         self.assertLongResult(m.File_Tell(f), 16)
 
     def test_positioned_and_region_forms(self):
@@ -104,8 +99,7 @@ class BufferIoTest(file_roots.FileCases):
 class StringIoTest(file_roots.FileCases):
     def test_read_to_string_pairs(self):
         f = self.handle('e', 'w+')
-        self.assertEqual(m.File_ReadToString(f, -1), (0L, ''))
-        self.assertIs(type(m.File_ReadToString(f, 5)[0]), long)
+        self.assertEqual((m.File_ReadToString(f, -1), type(m.File_ReadToString(f, 5)[0])), ((0L, ''), long))
         m.File_WriteString(f, 'a\0b\0c')
         m.File_Seek(f, 1)
         self.assertEqual([m.File_ReadToString(f, 2), m.File_ReadToString(f, -1)], [(2L, '\0b'), (2L, '\0c')])
@@ -125,27 +119,21 @@ class StringIoTest(file_roots.FileCases):
         self.assertLongResult(m.File_PWriteStringWithOp(f, 2, 'x\0y', None), 3)
         self.assertEqual(self.contents('a'), '\0\0x\0y')
         self.assertLongResult(m.File_PWriteStringWithOp(f, -1, 'z', None), -1)
-        self.assertRaises(TypeError, m.File_PWriteStringWithOp, f, 0, 5, None)
-
-    def test_read_line(self):
-        self.put('l', 'first\nab\0cd\nlast')
-        f = self.handle('l', 'r')
-        # A line is cut at an embedded NUL; the rest of it is not returned.
-        self.assertEqual([m.File_ReadLine(f, fresh_text(64), 64) for _ in range(4)], ['first\n', 'ab', 'last', None])
 
     def test_read_line_count_and_buffer_checks(self):
         # A count far past the string's storage must not let the library
         # write beyond it: the line comes back in buffer-sized pieces.
-        self.put('l', 'abcdefghijklmnopqrstuvwxyz\n')
+        self.put('l', 'abcdefghijklmnopqrstuvwxyz\nab\0cd\nlast')
         f = self.handle('l', 'r')
         buf, neighbour = fresh_text(4), fresh_text(4)
         self.assertEqual(m.File_ReadLine(f, buf, 1 << 20), 'abcd')
         self.assertEqual(neighbour, '....')
         self.assertIs(m.File_ReadLine(f, fresh_text(8), 0), None)
-        self.assertRaises(TypeError, m.File_ReadLine, f, None, 8)
         self.assertRaises(TypeError, m.File_ReadLine, f, 'a\0b', 8)
         self.assertRaises(OverflowError, m.File_ReadLine, f, fresh_text(8), -1)
-        self.assertEqual(m.File_ReadLine(f, fresh_text(1000), 1 << 20), 'efghijklmnopqrstuvwxyz\n')
+        # A line is cut at an embedded NUL; the rest of it is not returned.
+        self.assertEqual([m.File_ReadLine(f, fresh_text(1000), 1 << 20) for _ in range(4)],
+                         ['efghijklmnopqrstuvwxyz\n', 'ab', 'last', None])
 
 
 @file_roots.on_each_file_system
@@ -167,8 +155,7 @@ class StatTest(file_roots.FileCases):
         self.assertLongResult(m.FileStat_length_get(mine), 5)
 
     def test_dispatcher_refuses_other_shapes(self):
-        name = self.put('s', '')
-        for args in ((5,), (), (name, m.new_Attr_t()), (name, 5), (name, None, None), (u'x',)):
+        for args in ((5,), (self.put('s', ''), m.new_Attr_t()), (u'x',)):
             self.assertNoMatch(m.File_Stat, *args)
 
 
@@ -181,10 +168,8 @@ class OverloadedHandleOpsTest(file_roots.FileCases):
         self.assertEqual(m.File_Match(self.path('*')), (1, []))
 
     def test_dispatch_errors(self):
-        for f, args in ((m.File_DeleteWithOp, (5, None)), (m.File_DeleteWithOp, ('x',)),
-                        (m.File_DeleteAsync, (5, None)), (m.File_DeleteAsync, ('x',)),
-                        (m.File_StatAsync, ('x', m.new_Attr_t(), None)),
-                        (m.File_SetAttributesWithOp, ('x', 5, None))):
+        for f, args in ((m.File_DeleteWithOp, (5, None)), (m.File_DeleteAsync, ('x',)),
+                        (m.File_StatAsync, ('x', m.new_Attr_t(), None)), (m.File_SetAttributesWithOp, ('x', 5, None))):
             self.assertNoMatch(f, *args)
         # None passes as a handle, and a handle must not be null.
         self.assertTypeError('null reference', m.File_DeleteWithOp, None, None)
