@@ -63,8 +63,6 @@ class OutputBufferCases(file_roots.FileCases):
         self.assertIntResult(m.OutputBuffer_owns_file(ob), 0)
         m.delete_OutputBuffer(ob)
         m.delete_File(f)
-        ob = m.OutputBuffer_OpenOrDie(self.path('c'), 'w', None, 0, 0, 0)
-        self.assertEqual((ob.thisown, m.delete_OutputBuffer(ob)), (0, None))
         self.assertEqual([m.OutputBuffer_OpenWithOptions(self.path('no/dir/x'), 'w', opts),
                           m.OutputBuffer_OpenWithFile(None, opts)], [None, None])
 
