@@ -2,11 +2,8 @@
 (IsUInt64ANegativeInt64, TranslateFromErrno, ErrorToString, ErrorSpace)."""
 import ctypes
 import errno
-import os
-import shutil
 
 import pqtest
-from file_roots import assert_results
 from pqtest import m, pointer_to
 
 
@@ -66,16 +63,6 @@ class ShardedNameTest(pqtest.TestCase):
                                  '_0000000000000001_p_int64', None, None)
         self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
-
-    def test_detecting_the_count_of_existing_shards(self):
-        base = pqtest.scratch_dir('shards')
-        self.addCleanup(shutil.rmtree, base, True)
-        open(os.path.join(base, 's-00001-of-00004'), 'w').close()
-        found = ctypes.c_int(0)
-        self.assertIntResult(m.DetectNumberOfShards(base + '/s@*', pointer_to(found, '_p_int')), 1)
-        self.assertEqual(found.value, 4)
-        assert_results(self, [m.DetectNumberOfShards(base + '/other', None), m.DetectNumberOfShards(base + '/s', None)],
-                       [0, 1])
 
 
 class ValueFunctionTest(pqtest.TestCase):

@@ -129,14 +129,6 @@ class InputBufferCases(file_roots.FileCases):
         assert_results(self, [m.InputBuffer_CloseFile(buf), m.InputBuffer_read_error(buf),
                               m.InputBuffer_die_on_error(buf)], [0, 0, 1])
 
-    def test_verified_reading(self):
-        buf, why = self.reader(), 'why'
-        assert_results(self, [m.InputBuffer_VerifyChecksum(buf, why), m.InputBuffer_SetChecksumming(buf, 1, 0)],
-                       [m.InputBuffer_NO_CHECKSUMMING, 1])
-        self.assertEqual(why, 'why')
-        m.InputBuffer_ReadToString(buf, -1)
-        self.assertIntResult(m.InputBuffer_VerifyChecksum(buf, ''), m.InputBuffer_NO_ATTRIBUTE_FILE)
-
 
 on_each_file_system(InputBufferCases)
 
