@@ -1,4 +1,5 @@
-"""FileAttr records and the FileAttributes store, locally and under /mem/."""
+"""Value records (Attr_t, FileStat, FileOpenOptions, FileVersion: defaults, conversions at
+the type boundaries, aliasing and copying members), FileAttr records and the FileAttributes store."""
 import file_roots
 import pqtest
 from file_roots import assert_results
@@ -79,6 +80,75 @@ class StoreCases(file_roots.FileCases):
         self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
         self.assertEqual(m.FileAttributes_BulkDelete(self.store, [name, other]), (1, [1, 1]))
 
+
+class ValueRecordTest(pqtest.TestCase):
+    def test_attr_constructors(self):
+        assert_results(self, [m.Attr_t_attr_get(m.new_Attr_t()), m.Attr_t_attr_get(m.new_Attr_t(m.Attr_t_FROZEN)),
+                              m.Attr_t_attr_get(m.new_Attr_t(5L))], [0, 8, 5])
+        for bad in (('x',), (1, 2), (None,), (1.5,)):
+            self.assertNoMatch(m.new_Attr_t, *bad)
+
+    def test_file_stat_defaults_boundaries_and_clear(self):
+        s = m.new_FileStat()
+        fields = lambda: [m.FileStat_length_get(s), m.FileStat_mtime_get(s), m.FileStat_mode_get(s),
+                          m.FileStat_owner_get(s), m.FileStat_encoding_get(s), m.FileStat_data_members_get(s),
+                          m.FileStat_identifier_get(s), m.FileStat_IsDirectory(s)]
+        defaults = [(long, -1), (int, 0), (int, 0), (str, ''), (str, ''), (int, -1), (long, 0), (int, 0)]
+        self.assertEqual([(type(v), v) for v in fields()], defaults)
+        for field, value in (('length', 2 ** 40), ('owner', 'a\0b'), ('identifier', -3L), ('length', -2 ** 63)):
+            getattr(m, 'FileStat_%s_set' % field)(s, value)
+            self.assertEqual(getattr(m, 'FileStat_%s_get' % field)(s), value)
+        m.FileStat_mode_set(s, 0o40755)
+        self.assertIntResult(m.FileStat_IsDirectory(s), 1)
+        m.FileStat_Clear(s)
+        self.assertEqual([(type(v), v) for v in fields()], defaults)
+        for field, bad, error in (('length', '5', TypeError), ('length', 2 ** 63, OverflowError),
+                                  ('owner', 5, TypeError)):
+            self.assertRaises(error, getattr(m, 'FileStat_%s_set' % field), s, bad)
+
+    def test_attributes_alias_properties_and_from_file_stat_copy(self):
+        s = m.new_FileStat()
+        m.FileStat_attributes_set(s, m.new_Attr_t(6))
+        m.Attr_t_attr_set(m.FileStat_attributes_get(s), 1)
+        self.assertIntResult(m.Attr_t_attr_get(m.FileStat_attributes_get(s)), 1)
+        p1, p2 = m.FileStat_properties_get(s), m.FileStat_properties_get(s)
+        self.assertTrue(pqtest.is_pointer_text(p1, '_p_file__FileProperties') and p1 != p2)  # independent copies
+        m.FileStat_length_set(s, 9)
+        c = m.FromFileStat(s)
+        m.FileStat_length_set(s, 1)
+        self.assertEqual((c != s, m.FileStat_length_get(c)), (True, 9))
+
+    def test_open_options_defaults_and_copied_texts(self):
+        o = m.new_FileOpenOptions()
+        rows = ('direct_io', 'sync_write', 'access_pattern', 'cache_policy', 'group', 'requested_role', 'operation')
+        self.assertEqual([getattr(m, 'FileOpenOptions_' + r)(o) for r in rows],
+                         [0, 0, m.NORMAL, m.CACHED, None, None, None])
+        m.FileOpenOptions_set_group(o, 'staff' + 'x'[:0])  # a string of its own: copied
+        m.FileOpenOptions_set_attributes(o, m.new_Attr_t(m.Attr_t_APPEND))
+        a = m.FileOpenOptions_attributes(o)
+        self.assertEqual((m.FileOpenOptions_group(o), m.Attr_t_attr_get(a)), ('staff', 1))
+        m.delete_Attr_t(a)  # an owned copy
+
+    def test_version_unsigned_members_order_and_text(self):
+        def make(time, creator):
+            v = m.new_FileVersion()
+            m.FileVersion_time_set(v, time)
+            m.FileVersion_creator_set(v, creator)
+            return v
+        v = m.new_FileVersion()
+        assert_results(self, [m.FileVersion_time_get(v), m.FileVersion_creator_get(v)], [0, 0], long)
+        self.assertIntResult(m.FileVersion_IsEmpty(v), 1)
+        m.FileVersion_creator_set(v, 2 ** 64 - 1)
+        self.assertEqual((m.FileVersion_creator_get(v), m.FileVersion_IsEmpty(v)), (2 ** 64 - 1, 0))
+        for setter, bad in ((m.FileVersion_creator_set, -1), (m.FileVersion_time_set, 2 ** 63)):
+            self.assertRaises(OverflowError, setter, v, bad)
+        self.assertIntResult(m.FileVersion_cmp(make(5, 2 ** 63), make(5, 1)), 1)
+        a, b = make(1, 2), make(1, 3)
+        ops = [getattr(m, 'FileVersion___%s__' % op) for op in ('eq', 'ne', 'lt', 'le', 'gt', 'ge')]
+        assert_results(self, [op(a, b) for op in ops], [0, 1, 1, 1, 0, 0])
+        v, w = make(-5, 2 ** 64 - 1), m.new_FileVersion()
+        assert_results(self, [m.FileVersion_FromString(w, m.FileVersion_ToString(v)), m.FileVersion_cmp(v, w),
+                              m.FileVersion_FromString(w, 'garbage')], [1, 0, 0])
 
 if __name__ == '__main__':
     pqtest.main()
