@@ -5,6 +5,7 @@ import pqtest
 from file_roots import assert_results
 from pqtest import m
 
+
 VersionProxy = pqtest.register_proxy('FileVersion')
 StoreProxy = pqtest.register_proxy('FileAttributes')
 

@@ -5,6 +5,7 @@ import pqtest
 from file_roots import assert_results, on_each_file_system
 from pqtest import fresh_text, m
 
+
 InputBuffer = pqtest.register_proxy('InputBuffer')
 InputBufferOptions = pqtest.register_proxy('InputBufferOptions')
 

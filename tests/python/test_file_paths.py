@@ -8,6 +8,7 @@ import shutil
 import pqtest
 from pqtest import m, pointer_to
 
+
 class PathTest(pqtest.TestCase):
     def test_results_are_byte_exact_strings_or_none(self):
         for f, args, expected in (

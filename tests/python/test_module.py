@@ -9,6 +9,7 @@ from file_roots import assert_results
 from pqtest import m
 from test_factory import NAMES
 
+
 NAMES_FILE = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'data', 'method_names.txt')
 EXPECTED_COUNT = 907
 

@@ -8,6 +8,7 @@ import pqtest
 from file_roots import assert_results
 from pqtest import m
 
+
 class OperationRecordTest(pqtest.TestCase):
     def test_fresh_operation_and_its_settings(self):
         op = m.new_Operation()
