@@ -8,6 +8,8 @@ from pqtest import fresh_text, m
 
 InputBuffer = pqtest.register_proxy('InputBuffer')
 InputBufferOptions = pqtest.register_proxy('InputBufferOptions')
+OutputBuffer = pqtest.register_proxy('OutputBuffer')
+OutputBufferOptions = pqtest.register_proxy('OutputBufferOptions')
 
 TEXT = 'first line\n\nthird line is longer than the buffer of sixteen\nlast'
 
@@ -147,9 +149,6 @@ class BufferWithoutFileTest(pqtest.TestCase):
         self.assertIntResult(m.InputBufferOptions_lookahead_on_open(o), 1)
         m.delete_InputBufferOptions(o)
 
-
-OutputBuffer = pqtest.register_proxy('OutputBuffer')
-OutputBufferOptions = pqtest.register_proxy('OutputBufferOptions')
 
 
 class OutputBufferCases(file_roots.FileCases):
