@@ -44,8 +44,6 @@ class FileAttrTest(pqtest.TestCase):
         self.assertIs(m.FileAttr_Clear(a), None)
         assert_results(self, [m.FileAttr_finalized_get(a), m.FileVersion_IsEmpty(m.FileAttr_version_get(a))], [0, 1])
 
-
-class StoreTest(pqtest.TestCase):
     def test_store_objects_names_and_versions(self):
         # Attribute file names and version order are the library's (file_attributes_test.cc).
         store, own = m.cvar.file_attributes, m.new_FileAttributes()

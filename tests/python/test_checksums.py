@@ -61,8 +61,6 @@ class ChecksumStateTest(pqtest.TestCase):
         self.assertLongResult(m.ChecksumState_AlignedChecksum(s), 2 ** 64 - 1)
         self.assertRaises(OverflowError, m.ChecksumState_SetRunningChecksum, s, -1)
 
-
-class FileReedSolomonTest(pqtest.TestCase):
     def test_encodings_names_and_outputs(self):
         self.assertIntResult(m.FileReedSolomon_NUM_ENCODINGS, 3)
         # The names and parameters are the library's (sha1_reed_solomon_test.cc).

@@ -53,11 +53,7 @@ class HandleTest(file_roots.FileCases):
             self.assertEqual((type(value), value, m.File_GetCurrentErrorCode(f)), (type(result), result, code))
         self.assertIntResult(m.File_SetAccessPattern(f, m.SEQUENTIAL, m.CACHED), 1)
 
-
-@file_roots.on_each_file_system
-class BufferIoTest(file_roots.FileCases):
-    """Read/Write and friends take any wrapped pointer as an untyped buffer."""
-
+    # Read/Write and friends take any wrapped pointer as an untyped buffer.
     def test_write_then_read_through_untyped_buffers(self):
         f = self.handle('a', 'w+')
         assert_results(self, [m.File_Write(f, buffer_holding(0x0102030405060708), 8),
@@ -94,9 +90,6 @@ class BufferIoTest(file_roots.FileCases):
         self.assertIs(m.File_TryMMap(f, 0, 3), None)  # too small to map
         self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
 
-
-@file_roots.on_each_file_system
-class StringIoTest(file_roots.FileCases):
     def test_read_to_string_pairs(self):
         f = self.handle('e', 'w+')
         self.assertEqual((m.File_ReadToString(f, -1), type(m.File_ReadToString(f, 5)[0])), ((0L, ''), long))
@@ -135,9 +128,6 @@ class StringIoTest(file_roots.FileCases):
         self.assertEqual([m.File_ReadLine(f, fresh_text(1000), 1 << 20) for _ in range(4)],
                          ['efghijklmnopqrstuvwxyz\n', 'ab', 'last', None])
 
-
-@file_roots.on_each_file_system
-class StatTest(file_roots.FileCases):
     def test_stat_by_name_returns_a_fresh_owned_copy(self):
         name, missing = self.put('s', '12345'), self.path('missing')
         st = m.File_Stat(name)
@@ -158,9 +148,6 @@ class StatTest(file_roots.FileCases):
         for args in ((5,), (self.put('s', ''), m.new_Attr_t()), (u'x',)):
             self.assertNoMatch(m.File_Stat, *args)
 
-
-@file_roots.on_each_file_system
-class OverloadedHandleOpsTest(file_roots.FileCases):
     def test_delete_and_set_attributes_by_handle_and_by_name(self):
         f, g, name = self.handle('h', 'w'), self.handle('d', 'w'), self.put('n', '')
         assert_results(self, [m.File_DeleteWithOp(f, None), m.File_DeleteThis(g), m.File_DeleteWithOp(name, None),

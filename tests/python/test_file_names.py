@@ -170,9 +170,6 @@ class ChangeTest(file_roots.FileCases):
         self.assertEqual(self.contents('s/f'), 'deep')
         self.assertTypeError('null reference', m.File_RecursivelyCreateDirWithOptions, self.path('j'), None)
 
-
-@file_roots.on_each_file_system
-class BulkTest(file_roots.FileCases):
     def test_flag_lists(self):
         a, b, missing = self.put('a', ''), self.put('b', ''), self.path('missing')
         m.File_CreateDir(self.path('d'), 0o755)

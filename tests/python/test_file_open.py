@@ -47,9 +47,6 @@ class SingleOpenTest(file_roots.FileCases):
             m.delete_FileOpenOptions(options)
         self.assertEqual(m.File_Exists(self.path('never')), 0)
 
-
-@file_roots.on_each_file_system
-class CreateThenOpenTest(file_roots.FileCases):
     def test_create_is_unopened_until_opened_and_keeps_the_real_error(self):
         self.put('a', 'data')
         f, g, h = [m.File_Create(self.path(n), mode) for n, mode in (('a', 'r'), ('b', 'w'), ('missing', 'r'))]
@@ -86,9 +83,6 @@ class CreateThenOpenTest(file_roots.FileCases):
         self.assertEqual(m.File_ReadToString(f, -1), (3L, 'xyz'))
         m.delete_File(f)
 
-
-@file_roots.on_each_file_system
-class BulkOpenTest(file_roots.FileCases):
     def test_handles_come_back_owned_in_order(self):
         names = [self.put('a', 'A'), self.put('b', 'B')]
         for ok, files in (m.File_BulkOpen(tuple(names), 'r'), m.File_BulkOpenWithAttr(names, 'r', attr(0)),

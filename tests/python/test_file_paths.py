@@ -32,8 +32,6 @@ class PathTest(pqtest.TestCase):
                         (m.File_Exists, ('a\0b',)), (m.File_Suffix, (None,))):
             self.assertRaises(TypeError, f, *args)
 
-
-class NameListTest(pqtest.TestCase):
     def test_construct_full_file_name(self):
         self.assertEqual(m.File_ConstructFullFileName('/d', ['x', 'y'], '.txt', 3), '/d/x/y.txt@3')
         self.assertEqual(m.File_ConstructFullFileName('/d', (), '', 0), '/d')
@@ -44,11 +42,8 @@ class NameListTest(pqtest.TestCase):
                              m.File_CanonicalizeFileNameList, m.new_stringVector(), ['/a'])
         self.assertTypeError('vector<::string> expected', m.File_CanonicalizeFileNameList, None, [None])
 
-
-class ShardedNameTest(pqtest.TestCase):
-    """File_ and free forms of the sharded-name functions; the names themselves are the library's
-    (sharded_test.cc)."""
-
+    # File_ and free forms of the sharded-name functions; the names themselves are the library's
+    # (sharded_test.cc).
     def test_generated_names_and_their_outputs(self):
         for prefix in ('File_', ''):
             generate = getattr(m, prefix + 'GenerateShardedFilenames')
@@ -66,8 +61,6 @@ class ShardedNameTest(pqtest.TestCase):
         self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
 
-
-class ValueFunctionTest(pqtest.TestCase):
     def test_negative_int64_takes_the_whole_uint64_range(self):
         for value, negative in ((2 ** 63, 1), (2 ** 64 - 1, 1), (2 ** 63 - 1, 0), (0, 0)):
             self.assertIntResult(m.IsUInt64ANegativeInt64(value), negative)
@@ -133,8 +126,6 @@ class FileNameTest(pqtest.TestCase):
         self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/tmp/a'), '', m.FileName_TARN_PRIMARY), 0)
         self.assertRaises(TypeError, m.FileName_MakeTARNName, n, None, 0)
 
-
-class NameFunctionTest(pqtest.TestCase):
     def test_replica_names(self):
         self.assertEqual(m.ReplicatedFileNameToOpen('/rep/east/a', 'm7'), '/remote/m7/a')
         self.assertEqual(m.ReplicatedFileNameToOpen('/tmp/a', 'm7'), '')

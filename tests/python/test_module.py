@@ -54,15 +54,11 @@ class ModuleTest(pqtest.TestCase):
         status, out, err = pqtest.run_python(code)
         self.assertEqual(status, 0, err)
 
-
-class MethodTableTest(pqtest.TestCase):
     def test_the_functions_are_exactly_the_canonical_names(self):
         names = canonical_names()
         self.assertEqual((len(names), len(set(names))), (EXPECTED_COUNT, EXPECTED_COUNT))  # no duplicates
         self.assertEqual(sorted(module_functions() ^ set(names)), [])
 
-
-class FromFileTest(pqtest.TestCase):
     def test_from_file_gives_the_same_pointer_marked_owned(self):
         text = '_1000000000000000_p_File'
         self.assertEqual(m.FromFile(text), text)
@@ -71,8 +67,6 @@ class FromFileTest(pqtest.TestCase):
         self.assertEqual((type(f), f.this, f.thisown), (cls, text, 1))
         self.assertIs(m.FromFile(None), None)
 
-
-class DeprecatedInitTest(pqtest.TestCase):
     def test_logs_one_error_record_and_checks_its_arguments(self):
         code = ('import _file_base_pyquarry as m\n'
                 'assert m._File_Init_deprecated_bottom("Init", "x.py", 7L) is None\n')
