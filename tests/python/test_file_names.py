@@ -109,14 +109,6 @@ class ChangeTest(file_roots.FileCases):
                        + list(m.File_DeleteRecursively(self.path('t'))), [1, 0, 1, 1, 1, 1, 2, 3])
         self.assertEqual(m.File_Match(self.path('*')), (1, []))
 
-    def test_attribute_records_go_with_none_results(self):
-        name = self.put('a', '')
-        self.assertIntResult(m.File_SetAttributes(name, attr(m.Attr_t_PROTECTED)), 1)
-        self.assertEqual([m.File_DeleteFileAttributes(name), m.File_DeleteFileAttributesWithOp(name, None),
-                          m.File_BulkDeleteAttributes([name]), m.File_BulkDeleteAttributesWithOp((name,), None)],
-                         [None] * 4)
-        self.assertIntResult(m.File_Delete(name), 1)
-
     def test_rename_and_copy(self):
         # Overwriting, attributes and modes are the library's (fs_conformance_test.cc).
         a, b = self.put('a', 'data\0'), self.put('b', 'B')
@@ -223,13 +215,6 @@ class ProcessWideTest(pqtest.TestCase):
         self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
         self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
                           m.File_InitWithDatadirFrom(file_roots.scratch_dir(self))], [None] * 4)
-
-    def test_open_files_lists_open_handles(self):
-        name = file_roots.scratch_dir(self) + '/open'
-        f = m.File_Open(name, 'w')
-        self.assertIn('%s w\n' % name, m.File_GetOpenFiles())
-        m.File_Close(f)
-        self.assertNotIn(name, m.File_GetOpenFiles())
 
     def test_thread_user_name_is_per_thread_and_byte_exact(self):
         m.File_SetCurrentThreadUserName('me\0too')
