@@ -11,18 +11,12 @@ from pqtest import m, pointer_to
 
 class PathTest(pqtest.TestCase):
     def test_results_are_byte_exact_strings_or_none(self):
+        # What the names become is the library's (path_test.cc, sharded_test.cc).
         for f, args, expected in (
-                (m.File_CleanPath, ('a//b/../c\0d',), 'a/c\0d'), (m.File_CleanPath, ('',), ''),
-                (m.File_AddSlash, ('a\0',), 'a\0/'), (m.File_AddSlash, ('',), ''),
-                (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'), (m.File_RemoveHosts, ('/x\0/y',), '/x\0/y'),
-                (m.File_GenerateShardedFilename, ('a\0b', 0, 1), 'a\0b-00000-of-00001'),
-                (m.File_GenerateShardedFilename, ('a', 1, 3), 'a-00001-of-00003'),
-                (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'),
-                (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d'),
-                (m.File_StripBasename, ('/a/b.c',), '/a/'), (m.File_RewriteDatadir, ('/plain/name',), '/plain/name'),
-                (m.File_Basename, ('/a/b.c',), 'b.c'), (m.File_Basename, ('',), ''),
-                (m.File_Suffix, ('/a/b.c',), 'c'), (m.File_Suffix, ('/a/b',), None),
-                (m.File_Suffix, ('/a/.hidden',), None)):
+                (m.File_CleanPath, ('a//b/../c\0d',), 'a/c\0d'), (m.File_AddSlash, ('',), ''),
+                (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'), (m.File_Basename, ('',), ''), (m.File_Suffix, ('/a/b',), None),
+                (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'), (m.File_Suffix, ('/a/b.c',), 'c'),
+                (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d')):
             result = f(*args)
             self.assertEqual((type(result), result), (type(expected), expected), (f.__name__, args))
 
@@ -68,10 +62,8 @@ class PathTest(pqtest.TestCase):
             self.assertRaises(error, m.IsUInt64ANegativeInt64, bad)
 
     def test_errno_mapping_and_error_space(self):
-        for value, code in ((0, m.OK), (errno.ENOENT, m.ERROR_NOT_FOUND), (99999, m.ERROR_UNKNOWN)):
-            self.assertIntResult(m.TranslateFromErrno(value), code)
+        self.assertIntResult(m.TranslateFromErrno(errno.ENOENT), m.ERROR_NOT_FOUND)  # the rest: values_test.cc
         self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
-        self.assertIn('99', m.ErrorToString(99))
         space = m.ErrorSpace()  # one shared object
         self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
         self.assertEqual(m.ErrorSpace(), space)

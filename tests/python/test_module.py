@@ -129,7 +129,7 @@ class CvarTest(pqtest.TestCase):
 
     def test_representation_and_printing(self):
         self.assertEqual(repr(m.cvar), '<Global variables>')
-        status, out, err = pqtest.run_python('import _file_base_pyquarry as m, sys\nprint m.cvar\nsys.stdout.write("|")')
+        status, out, err = pqtest.run_python('from pqtest import m\nimport sys\nprint m.cvar\nsys.stdout.write("|")')
         self.assertEqual(status, 0, err)
         names = (['kMinMMapSize', 'DEFAULT_FILE_MODE'] + ['FileFactory_%s_file' % s for s in NAMES] +
                  ['file_attributes', 'kDefaultBufferSize', 'kMaxLogReaderPosLen'])

@@ -59,7 +59,7 @@ class NullReceiverTest(pqtest.TestCase):
     def test_later_argument_errors_come_first(self):
         empty_closer = m.new_FileCloser()
         self.addCleanup(m.delete_FileCloser, empty_closer)
-        stat, attr = m.new_FileStat(), m.new_Attr_t()
+        stat, attr, options = m.new_FileStat(), m.new_Attr_t(), m.new_FileOpenOptions()
         got = 'Type error. Got %s, expected %s'
         for error, text, f, args in (
                 (TypeError, got % ('_p_Attr_t', '_p_FileStat'), m.File_StatThis, (None, attr)),
@@ -82,7 +82,7 @@ class NullReceiverTest(pqtest.TestCase):
                 (TypeError, 'null reference', m.File_StatThis, (None, stat)),
                 (TypeError, 'null reference', m.AsyncIOWatcher_Wait, ('NULL',)),
                 (TypeError, 'null reference', m.FileCloser_Seek, (empty_closer, 3)),
-                (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', m.new_FileOpenOptions())),
+                (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', options)),
                 (TypeError, 'null reference', m.FileAttributes_BulkDelete, (None, ['a']))):
             with self.assertRaises(error) as raised:
                 f(*args)

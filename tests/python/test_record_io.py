@@ -125,7 +125,8 @@ class RecordCases(file_roots.FileCases):
                               m.RecordReader_GetPosition(r, 'ignored'),
                               m.RecordReader_SetPosition(r, '%d' % positions[1]),
                               m.RecordReader_SetPosition(r, 'nonsense')], [1, 1, 1, 1, 0])
-        self.assertEqual((m.RecordReaderScript_ReadRecordIntoString(r), type(m.RecordReader_Size(r))), ((1, 'r1'), long))
+        self.assertEqual((m.RecordReaderScript_ReadRecordIntoString(r), type(m.RecordReader_Size(r))),
+                         ((1, 'r1'), long))
         m.RecordReader_set_max_record_length(r, 1)
         m.RecordReader_Seek(r, 0)
         self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (0, ''))
