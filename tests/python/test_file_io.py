@@ -221,35 +221,13 @@ CLOSER = Holders('FileCloser')
 DELETER = Holders('FileDeleter')
 
 
-@file_roots.on_each_file_system
-class LifecycleTest(file_roots.FileCases):
-    def open_new(self, name):
-        f = m.File_Open(self.path(name), 'w')
-        self.assertIsNotNone(f)
-        return f
-
+class ConstructionTest(pqtest.TestCase):
     def test_empty_closer(self):
         c, empty = m.new_FileCloser(), m.new_FileDeleter(None)
         self.assertEqual([accessor(c) for accessor in (CLOSER.get, CLOSER.__mul__, CLOSER.__deref__, CLOSER.release)]
                          + [m.FileCloser_reset(c, None), m.delete_FileCloser(c), m.FileDeleter_get(empty)], [None] * 7)
         m.delete_FileDeleter(empty)
 
-    def test_accessors_release_reset_and_drop(self):
-        # What ending means for each holder is the library's (holders_test.cc).
-        for h in (CLOSER, DELETER):
-            f = self.open_new('a')
-            holder = h.new(f)
-            self.assertTrue(pqtest.is_pointer_text(holder, '_p_' + h.cls), holder)
-            self.assertEqual([h.get(holder), h.__mul__(holder), h.__deref__(holder), h.release(holder), h.get(holder),
-                              h.delete(holder), is_open(self.path('a'))], [f, f, f, f, None, None, True])
-            assert_results(self, [m.File_Exists(self.path('a')), m.File_Close(f)], [1, 1])
-            holder, second = h.new(self.open_new('b')), self.open_new('c')
-            self.assertIs(h.reset(holder, second), None)
-            self.assertEqual((is_open(self.path('b')), h.get(holder), h.delete(holder), is_open(self.path('c'))),
-                             (False, second, None, False))
-
-
-class ConstructionTest(pqtest.TestCase):
     def test_argument_and_receiver_checks(self):
         # An empty holder forwards to no handle: refused like a null receiver.
         empty = m.new_FileCloser()
@@ -280,7 +258,26 @@ class ConstructionTest(pqtest.TestCase):
 
 
 @file_roots.on_each_file_system
-class ForwardedOperationTest(file_roots.FileCases):
+class LifecycleTest(file_roots.FileCases):
+    def open_new(self, name):
+        f = m.File_Open(self.path(name), 'w')
+        self.assertIsNotNone(f)
+        return f
+
+    def test_accessors_release_reset_and_drop(self):
+        # What ending means for each holder is the library's (holders_test.cc).
+        for h in (CLOSER, DELETER):
+            f = self.open_new('a')
+            holder = h.new(f)
+            self.assertTrue(pqtest.is_pointer_text(holder, '_p_' + h.cls), holder)
+            self.assertEqual([h.get(holder), h.__mul__(holder), h.__deref__(holder), h.release(holder), h.get(holder),
+                              h.delete(holder), is_open(self.path('a'))], [f, f, f, f, None, None, True])
+            assert_results(self, [m.File_Exists(self.path('a')), m.File_Close(f)], [1, 1])
+            holder, second = h.new(self.open_new('b')), self.open_new('c')
+            self.assertIs(h.reset(holder, second), None)
+            self.assertEqual((is_open(self.path('b')), h.get(holder), h.delete(holder), is_open(self.path('c'))),
+                             (False, second, None, False))
+
     def held(self, holders, name, mode, contents=None):
         """A holder of a handle on name (with contents written first), dropped at the end."""
         if contents is not None:
@@ -290,7 +287,7 @@ class ForwardedOperationTest(file_roots.FileCases):
         self.addCleanup(holders.delete, holder)
         return holder
 
-    # The forwarded rows are the File family's own operations (test_file_io.py) with a holder as
+    # The forwarded rows are the File family's own operations (the handle cases above) with a holder as
     # receiver: one plain and the overloaded ones are enough to show the receiver reaches them.
     def test_forwarded_rows_reach_the_held_handle(self):
         for h in (CLOSER, DELETER):
