@@ -16,15 +16,11 @@ DEFAULT_MODE = 0x7fffffff
 class SingleOpenTest(file_roots.FileCases):
     def test_every_single_open_hands_out_an_unowned_handle_or_none(self):
         name, missing = self.put('a', 'abc'), self.path('missing')
-        opens = [lambda n: m.File_Open(n, 'r'), lambda n: m.File_OpenLocked(n, 'r', None),
-                 lambda n: m.File_OpenWithOptions(n, 'r', m.new_FileOpenOptions()),
-                 lambda n: m.File_OpenWithAttr(n, 'r', attr(0)),
-                 lambda n: m.File_OpenFullySpecified(n, 'r', attr(0), DEFAULT_MODE, 'root'),
+        opens = [lambda n: m.File_Open(n, 'r'), lambda n: m.File_OpenWithOptions(n, 'r', m.new_FileOpenOptions()),
                  lambda n: m.File_OpenFullySpecifiedLocked(n, 'r', attr(0), DEFAULT_MODE, 'root', None)]
         for i, open_ in enumerate(opens + [
-                lambda n: m.File_OpenOrDie(n, 'r'), lambda n: m.File_OpenWithAttrOrDie(n, 'r', attr(0)),
-                lambda n: m.File_OpenFullySpecifiedOrDie(n, 'r', attr(0), DEFAULT_MODE, 'root'),
-                m.File_OpenForAppend, m.File_OpenForAppendOrDie, lambda n: m.File_OpenToCheckpointOrDie(n, 'r', None),
+                lambda n: m.File_OpenWithAttrOrDie(n, 'r', attr(0)), m.File_OpenForAppend,
+                lambda n: m.File_OpenToCheckpointOrDie(n, 'r', None),
                 lambda n: m.File_OpenOrDieForWriting(n, 'a', None, 0, None)]):
             f = open_(name)
             self.assertIsInstance(f, FileProxy)
