@@ -1,9 +1,7 @@
 """Value records (Attr_t, FileStat, FileOpenOptions, FileVersion: defaults, conversions at
 the type boundaries, aliasing and copying members), FileAttr records and the FileAttributes store."""
-import file_roots
 import pqtest
-from file_roots import assert_results
-from pqtest import m
+from pqtest import assert_results, m
 
 
 VersionProxy = pqtest.register_proxy('FileVersion')
@@ -52,10 +50,10 @@ class FileAttrTest(pqtest.TestCase):
         self.assertIs(m.delete_FileAttributes(own), None)
 
 
-@file_roots.on_each_file_system
-class StoreCases(file_roots.FileCases):
+@pqtest.on_each_file_system
+class StoreCases(pqtest.FileCases):
     def setUp(self):
-        file_roots.FileCases.setUp(self)
+        pqtest.FileCases.setUp(self)
         self.store = m.new_FileAttributes()
 
     def test_rows_and_their_arguments(self):

@@ -1,9 +1,7 @@
 """InputBuffer, OutputBuffer and their options: shapes, ownership, dispatch, and reading and
 writing on both file systems."""
-import file_roots
 import pqtest
-from file_roots import assert_results, on_each_file_system
-from pqtest import fresh_text, m
+from pqtest import assert_results, fresh_text, m, on_each_file_system
 
 
 InputBuffer = pqtest.register_proxy('InputBuffer')
@@ -14,7 +12,7 @@ OutputBufferOptions = pqtest.register_proxy('OutputBufferOptions')
 TEXT = 'first line\n\nthird line is longer than the buffer of sixteen\nlast'
 
 
-class InputBufferCases(file_roots.FileCases):
+class InputBufferCases(pqtest.FileCases):
     def reader(self, data=TEXT, *sizes):
         f = m.File_Open(self.put('in', data), 'r')
         self.assertIsNotNone(f)
@@ -79,7 +77,7 @@ class InputBufferCases(file_roots.FileCases):
         buf = self.reader(TEXT, 16)
         last = 2 ** 63 - 1
         for offset, length in ((last, last), (last - 5, 10), (0, last), (1, 2 ** 40)):
-            _, error = file_roots.awaited(self, lambda w: m.InputBuffer_Prefetch(buf, offset, length, w))
+            _, error = pqtest.awaited(self, lambda w: m.InputBuffer_Prefetch(buf, offset, length, w))
             self.assertEqual(error, 0, (offset, length))  # past the end: nothing to fetch
             self.assertIsNone(m.InputBuffer_Unfetch(buf, offset, length))
         m.InputBuffer_SetLookahead(buf, -1)  # a huge size_t: cut to the library's limit
@@ -149,7 +147,7 @@ class BufferWithoutFileTest(pqtest.TestCase):
 
 
 
-class OutputBufferCases(file_roots.FileCases):
+class OutputBufferCases(pqtest.FileCases):
     def options(self):
         o = m.new_OutputBufferOptions()
         self.addCleanup(m.delete_OutputBufferOptions, o)

@@ -2,10 +2,8 @@
 import array
 import ctypes
 
-import file_roots
 import pqtest
-from file_roots import assert_results
-from pqtest import m, pointer_to
+from pqtest import assert_results, m, pointer_to
 
 pqtest.register_proxy('ChecksumState')  # copies come back as owned proxies
 MB = 1 << 20
@@ -79,7 +77,7 @@ class ChecksumStateTest(pqtest.TestCase):
         self.assertRaises(TypeError, m.FileReedSolomon_Name2Encoding, 'rs_5_8', pointer_to(out, '_p_int'))
 
 
-class ChecksumFileCases(file_roots.FileCases):
+class ChecksumFileCases(pqtest.FileCases):
     def test_file_forms(self):
         # That every form matches the bytes is the library's (checksum_files_test.cc).
         data = ''.join(chr(i * 7 % 251) for i in range(3000))
@@ -130,7 +128,7 @@ class ChecksumFileCases(file_roots.FileCases):
         self.assertLongResult(m.File_ReadWithVerifier(f, pointer_to(out, '_p_void'), 100, None), 100)
         self.assertEqual(out.raw, data[12:112])
 
-file_roots.on_each_file_system(ChecksumFileCases)
+pqtest.on_each_file_system(ChecksumFileCases)
 
 
 if __name__ == '__main__':

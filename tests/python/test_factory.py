@@ -11,10 +11,8 @@ import grp
 import os
 import struct
 
-import file_roots
 import pqtest
-from file_roots import assert_results, awaited
-from pqtest import m, pointer_to
+from pqtest import assert_results, awaited, m, pointer_to
 
 WORD = struct.calcsize('P')
 NAMES = ('tarn', 'cached', 'autocache', 'readahead', 'replicated', 'remote', 'wicket_remote', 'big', 'striped',
@@ -97,7 +95,7 @@ class RegistryTest(pqtest.TestCase):
     def test_register_prefix_raw_and_shared(self):
         # A local scratch directory handed to the memory factory: its names
         # are then looked up in memory, where they do not exist.
-        prefix = file_roots.scratch_dir(self) + '/'
+        prefix = pqtest.scratch_dir_of(self) + '/'
         name = prefix + 'f'
         self.assertIntResult(m.File_WriteStringToFile('x', name), 1)
         mem = by_name('mem')
@@ -133,8 +131,8 @@ class RegistryTest(pqtest.TestCase):
         self.assertRaises(TypeError, m.FileFactory_FilterMatches, '/d/*', ['/d/a'], 0, 0)
 
 
-@file_roots.on_each_file_system
-class FactoryOperationTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class FactoryOperationTest(pqtest.FileCases):
     """One factory driven directly: one row of each shape (the File_ rows of the same operations are in
     test_file_names.py; the forms differ in parameters the compiler checks against the letters)."""
 

@@ -3,14 +3,12 @@ and FileDeleter holders with the File operations forwarded through them."""
 import os
 import threading
 
-import file_roots
 import pqtest
-from file_roots import assert_results, awaited
-from pqtest import buffer_holding, fresh_text, m
+from pqtest import assert_results, awaited, buffer_holding, fresh_text, m
 
 
-@file_roots.on_each_file_system
-class HandleTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class HandleTest(pqtest.FileCases):
     def test_result_kinds(self):
         f = self.handle('a', 'w+')
         self.assertTrue(pqtest.is_pointer_text(f, '_p_File'), f)
@@ -183,7 +181,7 @@ class LockReleaseTest(pqtest.TestCase):
         # Opening and reading a FIFO block in the library until another
         # Python thread writes to it; that thread can only run if the reader
         # gave up the interpreter lock.
-        fifo = os.path.join(file_roots.scratch_dir(self), 'fifo')
+        fifo = os.path.join(pqtest.scratch_dir_of(self), 'fifo')
         os.mkfifo(fifo)
         result = []
 
@@ -257,8 +255,8 @@ class ConstructionTest(pqtest.TestCase):
         self.assertEqual(out.split('\n'), ['Deleter 1 0 1', '0', ''])
 
 
-@file_roots.on_each_file_system
-class LifecycleTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class LifecycleTest(pqtest.FileCases):
     def open_new(self, name):
         f = m.File_Open(self.path(name), 'w')
         self.assertIsNotNone(f)

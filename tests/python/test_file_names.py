@@ -1,14 +1,12 @@
 """Operations on names: File_Exists ... File_init_called."""
 import threading
 
-import file_roots
 import pqtest
-from file_roots import assert_results, attr, awaited
-from pqtest import m
+from pqtest import assert_results, attr, awaited, m
 
 
-@file_roots.on_each_file_system
-class QueryTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class QueryTest(pqtest.FileCases):
     def test_predicates_and_stat_forms(self):
         name, missing = self.put('a', 'abc'), self.path('missing')
         assert_results(self, [query(n) for query in (m.File_Exists, m.File_Readable, m.File_IsDirectory)
@@ -27,8 +25,8 @@ class QueryTest(file_roots.FileCases):
         self.assertIs(m.File_DFListFileAndDir(self.root, m.File_MATCH_DEFAULT, None, None, None), None)
 
 
-@file_roots.on_each_file_system
-class MatchTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class MatchTest(pqtest.FileCases):
     def setUp(self):
         super(MatchTest, self).setUp()
         for name in ('a', 'b.txt', '.hidden', 'backup~'):
@@ -45,7 +43,8 @@ class MatchTest(file_roots.FileCases):
         for result, expected in (
                 (m.File_Match(p), visible), (m.File_Match(self.path('nothing*')), []),
                 (m.File_MatchLockedWithOp(self.path('b*'), None, None), self.names('b.txt')),
-                (m.File_GetMatchingFilesLocked(p, None), files), (m.File_ExtendedMatch(p, m.File_MATCH_DEFAULT), visible),
+                (m.File_GetMatchingFilesLocked(p, None), files),
+                (m.File_ExtendedMatch(p, m.File_MATCH_DEFAULT), visible),
                 (m.File_ExtendedMatch(p, m.File_MATCH_ALL), self.names('.hidden', 'a', 'b.txt', 'backup~', 'sub')),
                 (m.File_ExtendedMatchWithOp(p, m.File_MATCH_DOTFILES, None), dotted),
                 (m.File_ExtendedMatchLocked(p, None, m.File_MATCH_BACKUPS), self.names('a', 'b.txt', 'backup~', 'sub')),
@@ -92,8 +91,8 @@ class MatchTest(file_roots.FileCases):
         self.assertEqual(results, [(1, self.names('a', 'b.txt', 'sub'))] * 80)
 
 
-@file_roots.on_each_file_system
-class ChangeTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class ChangeTest(pqtest.FileCases):
     def test_delete_forms(self):
         name = self.put('a', '')
         m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
@@ -198,12 +197,12 @@ class ChangeTest(file_roots.FileCases):
 
 class ProcessWideTest(pqtest.TestCase):
     def test_whole_file_or_die(self):
-        missing = file_roots.scratch_dir(self) + '/no/such'
+        missing = pqtest.scratch_dir_of(self) + '/no/such'
         for call, text, name in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)', missing),
                                  ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)', missing),
                                  ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)',
                                   '/mem/pqtest-ordie/missing')):
-            file_roots.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
+            pqtest.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
 
     def test_values(self):
         values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
@@ -211,7 +210,7 @@ class ProcessWideTest(pqtest.TestCase):
         self.assertTrue(values[0] > 0 and values[1] in (0, 1) and values[2], values)
         self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
         self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
-                          m.File_InitWithDatadirFrom(file_roots.scratch_dir(self))], [None] * 4)
+                          m.File_InitWithDatadirFrom(pqtest.scratch_dir_of(self))], [None] * 4)
 
     def test_thread_user_name_is_per_thread_and_byte_exact(self):
         m.File_SetCurrentThreadUserName('me\0too')

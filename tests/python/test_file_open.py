@@ -3,17 +3,15 @@
 A File proxy class is registered here, so handles come back as proxy
 instances whose thisown tells who owns them.
 """
-import file_roots
 import pqtest
-from file_roots import assert_dies, assert_results, attr, awaited
-from pqtest import m
+from pqtest import assert_dies, assert_results, attr, awaited, m
 
 FileProxy = pqtest.register_proxy('File')
 DEFAULT_MODE = 0x7fffffff
 
 
-@file_roots.on_each_file_system
-class SingleOpenTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class SingleOpenTest(pqtest.FileCases):
     def test_every_single_open_hands_out_an_unowned_handle_or_none(self):
         name, missing = self.put('a', 'abc'), self.path('missing')
         opens = [lambda n: m.File_Open(n, 'r'), lambda n: m.File_OpenWithOptions(n, 'r', m.new_FileOpenOptions()),
@@ -106,7 +104,7 @@ class SingleOpenTest(file_roots.FileCases):
 
 class OrDieTest(pqtest.TestCase):
     def test_failures_end_the_process_from_the_library_header(self):
-        missing, unwritable = [file_roots.scratch_dir(self) + n for n in ('/missing', '/no/such/dir')]
+        missing, unwritable = [pqtest.scratch_dir_of(self) + n for n in ('/missing', '/no/such/dir')]
         for call, line, text in (
                 ("m.File_OpenWithAttrOrDie('', 'w', m.new_Attr_t())", 654, 'Bad name for open:'),
                 ("m.File_OpenFullySpecifiedOrDie(%r, 'r', m.new_Attr_t(), 0, 'root')" % missing, 658,

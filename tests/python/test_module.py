@@ -5,8 +5,7 @@ import re
 import types
 
 import pqtest
-from file_roots import assert_results
-from pqtest import m
+from pqtest import assert_results, m
 from test_factory import NAMES
 
 

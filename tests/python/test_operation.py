@@ -3,10 +3,8 @@ asynchronous completion objects waited on from Python threads."""
 import threading
 import time
 
-import file_roots
 import pqtest
-from file_roots import assert_results
-from pqtest import m
+from pqtest import assert_results, m
 
 
 class OperationRecordTest(pqtest.TestCase):
@@ -54,8 +52,8 @@ class OperationRecordTest(pqtest.TestCase):
         self.assertEqual((m.Operation_ok(copy), m.Operation_Status(copy)), (1, 'OK'))
 
 
-@file_roots.on_each_file_system
-class WithOpErrorCases(file_roots.FileCases):
+@pqtest.on_each_file_system
+class WithOpErrorCases(pqtest.FileCases):
     """Each ...WithOp failure leaves its own error code in the Operation."""
 
     def assertFails(self, op, code, result):

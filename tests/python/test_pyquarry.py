@@ -6,7 +6,6 @@ import itertools
 import os
 import threading
 
-import file_roots
 import pqtest
 from pqtest import m
 from test_quarry_cli import crc64
@@ -15,8 +14,8 @@ import file_base_pyquarry
 import pyquarry
 
 
-@file_roots.on_each_file_system
-class FileObjectCases(file_roots.FileCases):
+@pqtest.on_each_file_system
+class FileObjectCases(pqtest.FileCases):
     def test_write_then_read_back_in_every_way(self):
         lines = ['first\n', '\n', 'a\0b\r\n', 'x' * 70000 + '\n', 'no newline at end']
         with pyquarry.open(self.path('t'), 'w') as f:
@@ -170,8 +169,8 @@ class CopyTest(pqtest.TestCase):
         self.assertEqual(pyquarry.listdir(self.mem), ['sub'])
 
 
-@file_roots.on_each_file_system
-class RecordAndLogCases(file_roots.FileCases):
+@pqtest.on_each_file_system
+class RecordAndLogCases(pqtest.FileCases):
     RECORDS = ['', 'a', '\0\xff' * 3, 'x' * 70000, 'y' * (3 << 20)] + ['r%05d' % i for i in range(2000)]
 
     def test_every_compression_reads_back_the_same_records(self):

@@ -3,10 +3,8 @@ RecordReaderOptions, RecordReaderScript, LogBase, LogReader, LogReaderScript, Ba
 import os
 import shutil
 
-import file_roots
 import pqtest
-from file_roots import assert_results, on_each_file_system
-from pqtest import buffer_holding, fresh_text, m
+from pqtest import assert_results, buffer_holding, fresh_text, m, on_each_file_system
 
 
 File = pqtest.register_proxy('File')
@@ -15,7 +13,7 @@ RecordReaderScript = pqtest.register_proxy('RecordReaderScript')
 RecordReader = pqtest.register_proxy('RecordReader')
 
 
-class RecordCases(file_roots.FileCases):
+class RecordCases(pqtest.FileCases):
     def writer(self, name, *args):
         f = m.File_Open(self.path(name), 'w')
         self.assertIsNotNone(f)
