@@ -197,16 +197,11 @@ class LogBaseTest(LogCase):
         for obj in (w, r, s):  # the LogBase rows take every kind of log object
             self.assertEqual([m.LogBase_base_file(obj), m.LogBase_base_name(obj), m.LogBase_FileBase(obj),
                               m.LogBase_FileName(obj, 7)], [self.base] * 3 + [self.base + 'seq00007'])
-        p = m.LogBase_MakeLogPosition(3, 4096)
-        assert_results(self, [p, m.LogBase_LogPositionToOffset(p), m.LogBase_MakeLogPosition(-1, 0)],
-                       [(3 << 40) | 4096, 4096, -1], long)
+        p = m.LogBase_MakeLogPosition(3, 4096)  # a 64-bit position; its fields are ints
+        assert_results(self, [p, m.LogBase_LogPositionToOffset(p)], [(3 << 40) | 4096, 4096], long)
         assert_results(self, [m.LogBase_LogPositionToFileNumber(p), m.LogBase_LogFileNameToFileNumber('aseq00012')],
                        [3, 12])
-        m.LogWriter_setLogChunkSize_TEST(1234)
-        self.assertEqual((m.LogBase_GetLogChunkSize(), m.LogWriter_GetInitialPosition()), (1234L, '0:0'))
-        for f, args in ((m.new_LogWriter, ('a', 'b', 1, 2, 3, 4)), (m.LogWriter_WriteRecord, (w, 5)),
-                        (m.LogWriter_TryWriteRecord, (w, 'x'))):
-            self.assertNoMatch(f, *args)
+        self.assertNoMatch(m.LogWriter_TryWriteRecord, w, 'x')
         for obj in (s, r):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
