@@ -141,11 +141,6 @@ class FileCommandTest(QuarryCase):
         status, seen = run_on_a_terminal('cp', src, self.dir + 'dst')
         self.assertEqual(status, 0)
         self.assertRegexpMatches(seen, r'src: 1\.0 MiB in [0-9.]+ s \([0-9.]+ [KMG]iB/s\)')
-        with pyquarry.RecordWriter(self.dir + 'plain') as w:
-            w.writelines(['x' * 120] * 50)
-        status, seen = run_on_a_terminal('records', 'verify', self.dir + 'plain')
-        self.assertEqual(status, 0)
-        self.assertRegexpMatches(seen, r'plain: 6\.[0-9] KiB in [0-9.]+ s(.|\n)*0 damaged regions')
 
     def test_ls_stat_cat_checksum_rm_mkdir(self):
         self.put('a.txt', 'alpha\n')
