@@ -128,16 +128,13 @@ class HandleTest(pqtest.FileCases):
 
     def test_stat_by_name_returns_a_fresh_owned_copy(self):
         name, missing = self.put('s', '12345'), self.path('missing')
-        st = m.File_Stat(name)
-        self.assertTrue(pqtest.is_pointer_text(st, '_p_FileStat'))
-        self.assertLongResult(m.FileStat_length_get(st), 5)
         mine = m.new_FileStat()
         copy = m.File_Stat(name, mine)
-        self.assertNotEqual(copy, mine)
+        self.assertTrue(pqtest.is_pointer_text(copy, '_p_FileStat') and copy != mine, copy)
         m.FileStat_length_set(mine, 0)
         self.assertLongResult(m.FileStat_length_get(copy), 5)
-        self.assertIsNot(m.File_Stat(name, None), None)
-        self.assertEqual([m.File_Stat(missing), m.File_Stat(missing, mine)], [None, None])
+        self.assertEqual([m.FileStat_length_get(m.File_Stat(name, None)), m.File_Stat(missing),
+                          m.File_Stat(missing, mine)], [5, None, None])
         f = self.handle('s', 'r')
         assert_results(self, [m.File_StatThis(f, mine), m.File_StatWithOpThis(f, m.new_FileStat(), None)], [1, 1])
         self.assertLongResult(m.FileStat_length_get(mine), 5)
