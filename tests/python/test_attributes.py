@@ -80,7 +80,7 @@ class ValueRecordTest(pqtest.TestCase):
     def test_attr_constructors(self):
         assert_results(self, [m.Attr_t_attr_get(m.new_Attr_t()), m.Attr_t_attr_get(m.new_Attr_t(m.Attr_t_FROZEN)),
                               m.Attr_t_attr_get(m.new_Attr_t(5L))], [0, 8, 5])
-        for bad in (('x',), (1, 2), (None,), (1.5,)):
+        for bad in (('x',), (1.5,)):
             self.assertNoMatch(m.new_Attr_t, *bad)
 
     def test_file_stat_defaults_boundaries_and_clear(self):

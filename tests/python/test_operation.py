@@ -35,13 +35,6 @@ class OperationRecordTest(pqtest.TestCase):
                        [1, 0, m.ERROR_DEADLINE_EXCEEDED])
         self.assertEqual((m.Operation_ClearDeadline(b), m.Operation_HasDeadline(b)), (None, 0))
 
-    def test_refused_arguments_change_nothing(self):
-        op = m.new_Operation()
-        for f, args in ((m.Operation_SetError, (op, 3, None)), (m.Operation_set_traffic_class, (op, 'NULL'))):
-            self.assertTypeError('null reference', f, *args)
-        self.assertRaises(TypeError, m.Operation_SetDeadlineLength, op, 'soon')
-        self.assertEqual((m.Operation_ok(op), m.Operation_descriptor(op), m.Operation_HasDeadline(op)), (1, '', 0))
-
     def test_copy_from_and_clear_error(self):
         failed, copy = m.new_Operation(), m.new_Operation()
         self.assertIntResult(m.File_ExistsWithOp('', failed), 0)
