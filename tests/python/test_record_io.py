@@ -192,7 +192,7 @@ class LogCase(pqtest.TestCase):
 
 class LogBaseTest(LogCase):
     def test_names_and_positions(self):
-        # Position packing and file names are the library's (log_positions_test.cc).
+        # Position packing and file names are the library's (log_io_test.cc).
         w, r, s = m.new_LogWriter(self.base), m.new_LogReader(self.base), m.new_LogReaderScript(self.base, -1L)
         for obj in (w, r, s):  # the LogBase rows take every kind of log object
             self.assertEqual([m.LogBase_base_file(obj), m.LogBase_base_name(obj), m.LogBase_FileBase(obj),
