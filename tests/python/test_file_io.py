@@ -16,10 +16,8 @@ class HandleTest(pqtest.FileCases):
         assert_results(self, [m.File_Size(f), m.File_Tell(f)], [6, 6], long)
         assert_results(self, [m.File_Seek(f, 2), m.File_eof(f), m.File_Flush(f), m.File_Sync(f), m.File_DataSync(f),
                               m.File_IsLocalFile(f)], [1, 0, 1, 1, 1, 0 if self.root.startswith('/mem/') else 1])
-        for query in ('SupportsHaspLockedAccess SupportsConcurrentAppenders SupportsAsyncWrite SupportsAsyncOpen '
-                      'SupportsAsyncRead SupportsAsyncGetMatchingFiles SupportsAsyncStat SupportsAsyncDelete '
-                      'SupportsAsyncSync SupportsAIORelease IsSoftError IsFifo').split():
-            self.assertIn(repr(getattr(m, 'File_' + query)(f)), ('0', '1'), query)  # an int, not a long
+        for query in (m.File_SupportsConcurrentAppenders, m.File_SupportsAsyncRead, m.File_IsFifo):
+            self.assertIn(repr(query(f)), ('0', '1'), query.__name__)  # an int, not a long
         self.assertEqual(m.File_CreateFileName(f), self.path('a'))
 
     def test_truncate_resize_and_errors(self):
