@@ -70,8 +70,6 @@ class ModuleTest(pqtest.TestCase):
                                  r'Please remove this call\.\n\Z')
         self.assertRaises(TypeError, m._File_Init_deprecated_bottom, 'a', 'b', 'c')
 
-
-class CvarTest(pqtest.TestCase):
     def assertRefused(self, error, text, name, value):
         """Assigning value to name raises error with text and keeps the old value."""
         before = getattr(m.cvar, name)

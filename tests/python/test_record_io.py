@@ -190,7 +190,7 @@ class LogCase(pqtest.TestCase):
             out.append(record)
 
 
-class LogBaseTest(LogCase):
+class LogTest(LogCase):
     def test_names_and_positions(self):
         # Position packing and file names are the library's (log_io_test.cc).
         w, r, s = m.new_LogWriter(self.base), m.new_LogReader(self.base), m.new_LogReaderScript(self.base, -1L)
@@ -206,8 +206,6 @@ class LogBaseTest(LogCase):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
 
-
-class LogReadWriteTest(LogCase):
     def test_write_tail_and_collect_results(self):
         # Rotation, tailing and collection themselves are the library's (log_io_test.cc).
         w = m.new_LogWriter(self.base, 'py', m.LogWriter_SINGLE_WRITER, 256, 0)
@@ -264,8 +262,6 @@ class LogReadWriteTest(LogCase):
         self.assertEqual((m.LogWriter_Flush(w), m.LogWriter_EOFPosition(w)), (0, -1L))
         m.delete_LogWriter(w)
 
-
-class BackgroundLogReaderTest(LogCase):
     def test_rows_on_null(self):
         self.assertTypeError('null reference', m.BackgroundLogReader_ProcessRecord, None, None, 0, '')
         # A null background reader stores nothing, but the reader is given up.
