@@ -12,7 +12,7 @@ OutputBufferOptions = pqtest.register_proxy('OutputBufferOptions')
 TEXT = 'first line\n\nthird line is longer than the buffer of sixteen\nlast'
 
 
-class InputBufferCases(pqtest.FileCases):
+class BufferCases(pqtest.FileCases):
     def reader(self, data=TEXT, *sizes):
         f = m.File_Open(self.put('in', data), 'r')
         self.assertIsNotNone(f)
@@ -119,29 +119,7 @@ class InputBufferCases(pqtest.FileCases):
         m.InputBuffer_RelinquishFileOwnership(buf)
         assert_results(self, [m.InputBuffer_owns_file(buf), m.InputBuffer_CloseFile(buf)], [0, 1])
         m.delete_File(other)
-        m.InputBuffer_set_die_on_error(buf, 7)
-        assert_results(self, [m.InputBuffer_CloseFile(buf), m.InputBuffer_read_error(buf),
-                              m.InputBuffer_die_on_error(buf)], [0, 0, 1])
 
-
-on_each_file_system(InputBufferCases)
-
-
-class BufferWithoutFileTest(pqtest.TestCase):
-    def test_reads_nothing_and_says_so(self):
-        buf = m.new_InputBuffer(None)
-        self.assertEqual([(type(v), v) for v in (m.InputBuffer_ReadToString(buf, 10), m.InputBuffer_read_error(buf),
-                                                 m.InputBuffer_Size(buf), m.InputBuffer_GetFile(buf))],
-                         [(str, ''), (int, 1), (long, -1), (type(None), None)])
-        m.delete_InputBuffer(buf)
-        o = m.new_InputBufferOptions()  # a bool member stores any true value as 1
-        m.InputBufferOptions_set_lookahead_on_open(o, 5L)
-        self.assertIntResult(m.InputBufferOptions_lookahead_on_open(o), 1)
-        m.delete_InputBufferOptions(o)
-
-
-
-class OutputBufferCases(pqtest.FileCases):
     def options(self):
         o = m.new_OutputBufferOptions()
         self.addCleanup(m.delete_OutputBufferOptions, o)
@@ -211,7 +189,21 @@ class OutputBufferCases(pqtest.FileCases):
         m.delete_OutputBuffer(ob)
 
 
-on_each_file_system(OutputBufferCases)
+on_each_file_system(BufferCases)
+
+
+class BufferWithoutFileTest(pqtest.TestCase):
+    def test_reads_nothing_and_says_so(self):
+        buf = m.new_InputBuffer(None)
+        self.assertEqual([(type(v), v) for v in (m.InputBuffer_ReadToString(buf, 10), m.InputBuffer_read_error(buf),
+                                                 m.InputBuffer_Size(buf), m.InputBuffer_GetFile(buf))],
+                         [(str, ''), (int, 1), (long, -1), (type(None), None)])
+        m.delete_InputBuffer(buf)
+        o = m.new_InputBufferOptions()  # a bool member stores any true value as 1
+        m.InputBufferOptions_set_lookahead_on_open(o, 5L)
+        self.assertIntResult(m.InputBufferOptions_lookahead_on_open(o), 1)
+        m.delete_InputBufferOptions(o)
+
 
 if __name__ == '__main__':
     pqtest.main()

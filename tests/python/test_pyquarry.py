@@ -15,7 +15,7 @@ import pyquarry
 
 
 @pqtest.on_each_file_system
-class FileObjectCases(pqtest.FileCases):
+class PyquarryCases(pqtest.FileCases):
     def test_write_then_read_back_in_every_way(self):
         lines = ['first\n', '\n', 'a\0b\r\n', 'x' * 70000 + '\n', 'no newline at end']
         with pyquarry.open(self.path('t'), 'w') as f:
@@ -134,40 +134,6 @@ class FileObjectCases(pqtest.FileCases):
             pyquarry.repair(a)
         self.assertIn('data loss', caught.exception.message)
 
-
-class CopyTest(pqtest.TestCase):
-    """copy() between file systems, through a temporary name."""
-
-    def setUp(self):
-        self.local = pqtest.scratch_dir('pqcopy') + '/'
-        self.mem = '/mem/pqcopy-%d/' % os.getpid()
-        pyquarry.makedirs(self.mem, exist_ok=True)
-        self.addCleanup(m.File_DeleteRecursively, self.local)
-        self.addCleanup(m.File_DeleteRecursively, self.mem)
-
-    def test_every_direction(self):
-        data = os.urandom(1 << 20) + 'tail'
-        pyquarry.write_file(self.local + 'src', data)
-        for src, dst in [(self.local + 'src', self.mem + 'a'), (self.mem + 'a', self.mem + 'b'),
-                         (self.mem + 'b', self.local + 'c'), (self.local + 'c', self.local + 'd')]:
-            self.assertEqual(pyquarry.copy(src, dst, chunk=300000), len(data))
-            self.assertEqual(pyquarry.read_file(dst), data)
-        self.assertEqual(pyquarry.copy(self.local + 'd', self.mem), len(data))
-        self.assertEqual(pyquarry.read_file(self.mem + 'd'), data)
-        self.assertEqual(sorted(pyquarry.listdir(self.mem)), ['a', 'b', 'd'])
-
-    def test_failed_copy_leaves_no_destination(self):
-        pyquarry.makedirs(self.mem + 'sub')
-        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'missing', self.local + 'x')
-        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'sub', self.local + 'x')
-        pyquarry.write_file(self.local + 'src', 'data')
-        self.assertRaises(pyquarry.QuarryError, pyquarry.copy, self.local + 'src', self.mem + 'no/such/dir')
-        self.assertEqual(pyquarry.listdir(self.local), ['src'])
-        self.assertEqual(pyquarry.listdir(self.mem), ['sub'])
-
-
-@pqtest.on_each_file_system
-class RecordAndLogCases(pqtest.FileCases):
     RECORDS = ['', 'a', '\0\xff' * 3, 'x' * 70000, 'y' * (3 << 20)] + ['r%05d' % i for i in range(2000)]
 
     def test_every_compression_reads_back_the_same_records(self):
@@ -288,7 +254,36 @@ class RecordAndLogCases(pqtest.FileCases):
         self.assertEqual(list(pyquarry.tail(self.path('none.'), poll=None)), [])
 
 
-class ConcurrentWritersTest(pqtest.TestCase):
+class AcrossFileSystemsTest(pqtest.TestCase):
+    """copy() between file systems through a temporary name, and concurrent appenders under /mem/."""
+
+    def setUp(self):
+        self.local = pqtest.scratch_dir('pqcopy') + '/'
+        self.mem = '/mem/pqcopy-%d/' % os.getpid()
+        pyquarry.makedirs(self.mem, exist_ok=True)
+        self.addCleanup(m.File_DeleteRecursively, self.local)
+        self.addCleanup(m.File_DeleteRecursively, self.mem)
+
+    def test_every_direction(self):
+        data = os.urandom(1 << 20) + 'tail'
+        pyquarry.write_file(self.local + 'src', data)
+        for src, dst in [(self.local + 'src', self.mem + 'a'), (self.mem + 'a', self.mem + 'b'),
+                         (self.mem + 'b', self.local + 'c'), (self.local + 'c', self.local + 'd')]:
+            self.assertEqual(pyquarry.copy(src, dst, chunk=300000), len(data))
+            self.assertEqual(pyquarry.read_file(dst), data)
+        self.assertEqual(pyquarry.copy(self.local + 'd', self.mem), len(data))
+        self.assertEqual(pyquarry.read_file(self.mem + 'd'), data)
+        self.assertEqual(sorted(pyquarry.listdir(self.mem)), ['a', 'b', 'd'])
+
+    def test_failed_copy_leaves_no_destination(self):
+        pyquarry.makedirs(self.mem + 'sub')
+        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'missing', self.local + 'x')
+        self.assertRaises(pyquarry.FileError, pyquarry.copy, self.mem + 'sub', self.local + 'x')
+        pyquarry.write_file(self.local + 'src', 'data')
+        self.assertRaises(pyquarry.QuarryError, pyquarry.copy, self.local + 'src', self.mem + 'no/such/dir')
+        self.assertEqual(pyquarry.listdir(self.local), ['src'])
+        self.assertEqual(pyquarry.listdir(self.mem), ['sub'])
+
     def test_two_appenders_share_one_file(self):
         name = '/mem/pqrec-%d' % id(self)
         self.addCleanup(m.File_Delete, name)
