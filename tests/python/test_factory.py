@@ -138,14 +138,11 @@ class FactoryOperationTest(pqtest.FileCases):
         self.group = grp.getgrgid(os.getgid()).gr_name
 
     def test_create_forms_return_unopened_handles(self):
-        for create in (lambda n: m.FileFactory_Create(self.f, n, 'w'),
-                       lambda n: m.FileFactory_CreateFullySpecified(self.f, n, 'w', m.new_Attr_t(0), 0o600,
-                                                                    self.group)):
-            h = create(self.path('a'))
-            self.assertTrue(pqtest.is_pointer_text(h, '_p_File'), h)
-            # Opening creates the file: the name and the writing mode were kept.
-            self.assertEqual((m.File_Exists(self.path('a')), m.File_OpenThis(h), m.File_Close(h),
-                              m.File_Exists(self.path('a')), m.File_Delete(self.path('a'))), (0, 1, 1, 1, 1))
+        h = m.FileFactory_CreateFullySpecified(self.f, self.path('a'), 'w', m.new_Attr_t(0), 0o600, self.group)
+        self.assertTrue(pqtest.is_pointer_text(h, '_p_File'), h)
+        # Opening creates the file: the name and the writing mode were kept.
+        self.assertEqual((m.File_Exists(self.path('a')), m.File_OpenThis(h), m.File_Close(h),
+                          m.File_Exists(self.path('a')), m.File_Delete(self.path('a'))), (0, 1, 1, 1, 1))
         self.assertIs(m.FileFactory_Create(self.f, self.path('a'), 'bogus'), None)
 
     def test_outputs_through_the_callers_objects(self):

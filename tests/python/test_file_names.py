@@ -6,7 +6,7 @@ from pqtest import assert_results, attr, awaited, m
 
 
 @pqtest.on_each_file_system
-class QueryTest(pqtest.FileCases):
+class NameOperationTest(pqtest.FileCases):
     def test_predicates_and_stat_forms(self):
         name, missing = self.put('a', 'abc'), self.path('missing')
         assert_results(self, [query(n) for query in (m.File_Exists, m.File_Readable, m.File_IsDirectory)
@@ -24,73 +24,6 @@ class QueryTest(pqtest.FileCases):
                        [3, 3, 3, -1], long)
         self.assertIs(m.File_DFListFileAndDir(self.root, m.File_MATCH_DEFAULT, None, None, None), None)
 
-
-@pqtest.on_each_file_system
-class MatchTest(pqtest.FileCases):
-    def setUp(self):
-        super(MatchTest, self).setUp()
-        for name in ('a', 'b.txt', '.hidden', 'backup~'):
-            self.put(name, name)
-        m.File_CreateDir(self.path('sub'), 0o755)
-        self.pattern = self.path('*')
-
-    def names(self, *basenames):
-        return [self.path(b) for b in basenames]
-
-    def test_match_forms(self):
-        p, files, visible = self.pattern, self.names('a', 'b.txt'), self.names('a', 'b.txt', 'sub')
-        dotted = self.names('.hidden') + visible
-        for result, expected in (
-                (m.File_Match(p), visible), (m.File_Match(self.path('nothing*')), []),
-                (m.File_MatchLockedWithOp(self.path('b*'), None, None), self.names('b.txt')),
-                (m.File_GetMatchingFilesLocked(p, None), files),
-                (m.File_ExtendedMatch(p, m.File_MATCH_DEFAULT), visible),
-                (m.File_ExtendedMatch(p, m.File_MATCH_ALL), self.names('.hidden', 'a', 'b.txt', 'backup~', 'sub')),
-                (m.File_ExtendedMatchWithOp(p, m.File_MATCH_DOTFILES, None), dotted),
-                (m.File_ExtendedMatchLocked(p, None, m.File_MATCH_BACKUPS), self.names('a', 'b.txt', 'backup~', 'sub')),
-                (m.File_ExtendedMatchLockedWithOp(p, None, m.File_MATCH_DOTFILES, None), dotted)):
-            self.assertEqual((type(result[0]), result), (int, (1, expected)))
-
-    def test_unknown_match_types_reach_the_library_and_fail(self):
-        for bad in (-1, 4, 2 ** 31 - 1):  # never cast to the enumeration
-            op = m.new_Operation()
-            self.assertEqual((m.File_ExtendedMatchWithOp(self.pattern, bad, op), m.Operation_error(op),
-                              m.File_ExtendedMatch(self.pattern, bad)), ((0, []), m.ERROR_INVALID_ARGUMENT, (0, [])))
-            self.assertIs(m.File_DFListFileAndDir(self.root, bad, None, None, None), None)
-            self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/rep/c/x'), '', bad), 0)
-            m.delete_Operation(op)
-
-    def test_async_matches_return_the_filled_list(self):
-        # The list is only valid once the worker is done with it; the caller's
-        # completion has received Finish by the time the call returns.
-        p = self.pattern
-        for call, count in ((lambda w: m.File_MatchAsync(p, w), 3),
-                            (lambda w: m.File_ExtendedMatchAsyncLocked(p, None, m.File_MATCH_ALL, w), 5)):
-            w = m.new_AsyncIOWatcher()
-            ok, found = call(w)
-            self.assertEqual((ok, len(found), m.AsyncIOWatcher_IsFinished(w), m.AsyncIOWatcher_Bytes(w)),
-                             (1, count, 1, count))
-            m.delete_AsyncIOWatcher(w)
-        self.assertEqual(m.File_MatchAsync(p, None), (0, []))
-
-    def test_async_matches_from_many_threads(self):
-        results = []
-
-        def worker():
-            for _ in range(20):
-                w = m.new_AsyncIOWatcher()
-                results.append(m.File_MatchAsync(self.pattern, w))
-                m.delete_AsyncIOWatcher(w)
-        threads = [threading.Thread(target=worker) for _ in range(4)]
-        for t in threads:
-            t.start()
-        for t in threads:
-            t.join(30)
-        self.assertEqual(results, [(1, self.names('a', 'b.txt', 'sub'))] * 80)
-
-
-@pqtest.on_each_file_system
-class ChangeTest(pqtest.FileCases):
     def test_delete_forms(self):
         name = self.put('a', '')
         m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
@@ -191,6 +124,70 @@ class ChangeTest(pqtest.FileCases):
         self.assertEqual([m.File_WriteStringToFileOrDie('\0', name), m.File_AppendStringToFileOrDie('z', name),
                           m.File_ReadFileToStringOrDie(name)], [None, None, '\0z'])
         self.assertEqual(m.File_ReadFileToString(self.path('missing')), (0, ''))
+
+
+@pqtest.on_each_file_system
+class MatchTest(pqtest.FileCases):
+    def setUp(self):
+        super(MatchTest, self).setUp()
+        for name in ('a', 'b.txt', '.hidden', 'backup~'):
+            self.put(name, name)
+        m.File_CreateDir(self.path('sub'), 0o755)
+        self.pattern = self.path('*')
+
+    def names(self, *basenames):
+        return [self.path(b) for b in basenames]
+
+    def test_match_forms(self):
+        p, files, visible = self.pattern, self.names('a', 'b.txt'), self.names('a', 'b.txt', 'sub')
+        dotted = self.names('.hidden') + visible
+        for result, expected in (
+                (m.File_Match(p), visible), (m.File_Match(self.path('nothing*')), []),
+                (m.File_MatchLockedWithOp(self.path('b*'), None, None), self.names('b.txt')),
+                (m.File_GetMatchingFilesLocked(p, None), files),
+                (m.File_ExtendedMatch(p, m.File_MATCH_DEFAULT), visible),
+                (m.File_ExtendedMatch(p, m.File_MATCH_ALL), self.names('.hidden', 'a', 'b.txt', 'backup~', 'sub')),
+                (m.File_ExtendedMatchWithOp(p, m.File_MATCH_DOTFILES, None), dotted),
+                (m.File_ExtendedMatchLocked(p, None, m.File_MATCH_BACKUPS), self.names('a', 'b.txt', 'backup~', 'sub')),
+                (m.File_ExtendedMatchLockedWithOp(p, None, m.File_MATCH_DOTFILES, None), dotted)):
+            self.assertEqual((type(result[0]), result), (int, (1, expected)))
+
+    def test_unknown_match_types_reach_the_library_and_fail(self):
+        for bad in (-1, 4, 2 ** 31 - 1):  # never cast to the enumeration
+            op = m.new_Operation()
+            self.assertEqual((m.File_ExtendedMatchWithOp(self.pattern, bad, op), m.Operation_error(op),
+                              m.File_ExtendedMatch(self.pattern, bad)), ((0, []), m.ERROR_INVALID_ARGUMENT, (0, [])))
+            self.assertIs(m.File_DFListFileAndDir(self.root, bad, None, None, None), None)
+            self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/rep/c/x'), '', bad), 0)
+            m.delete_Operation(op)
+
+    def test_async_matches_return_the_filled_list(self):
+        # The list is only valid once the worker is done with it; the caller's
+        # completion has received Finish by the time the call returns.
+        p = self.pattern
+        for call, count in ((lambda w: m.File_MatchAsync(p, w), 3),
+                            (lambda w: m.File_ExtendedMatchAsyncLocked(p, None, m.File_MATCH_ALL, w), 5)):
+            w = m.new_AsyncIOWatcher()
+            ok, found = call(w)
+            self.assertEqual((ok, len(found), m.AsyncIOWatcher_IsFinished(w), m.AsyncIOWatcher_Bytes(w)),
+                             (1, count, 1, count))
+            m.delete_AsyncIOWatcher(w)
+        self.assertEqual(m.File_MatchAsync(p, None), (0, []))
+
+    def test_async_matches_from_many_threads(self):
+        results = []
+
+        def worker():
+            for _ in range(20):
+                w = m.new_AsyncIOWatcher()
+                results.append(m.File_MatchAsync(self.pattern, w))
+                m.delete_AsyncIOWatcher(w)
+        threads = [threading.Thread(target=worker) for _ in range(4)]
+        for t in threads:
+            t.start()
+        for t in threads:
+            t.join(30)
+        self.assertEqual(results, [(1, self.names('a', 'b.txt', 'sub'))] * 80)
 
 
 class ProcessWideTest(pqtest.TestCase):

@@ -7,7 +7,7 @@ import pqtest
 from pqtest import assert_results, m
 
 
-class OperationRecordTest(pqtest.TestCase):
+class OperationAndWatcherTest(pqtest.TestCase):
     def test_fresh_operation_and_its_settings(self):
         op = m.new_Operation()
         assert_results(self, [m.Operation_ok(op), m.Operation_error(op), m.Operation_HasDeadline(op)], [1, 0, 0])
@@ -44,37 +44,6 @@ class OperationRecordTest(pqtest.TestCase):
         self.assertIs(m.Operation_ClearError(copy), None)
         self.assertEqual((m.Operation_ok(copy), m.Operation_Status(copy)), (1, 'OK'))
 
-
-@pqtest.on_each_file_system
-class WithOpErrorCases(pqtest.FileCases):
-    """Each ...WithOp failure leaves its own error code in the Operation."""
-
-    def assertFails(self, op, code, result):
-        self.assertIntResult(result, 0)
-        self.assertIntResult(m.Operation_ok(op), 0)
-        self.assertIntResult(m.Operation_error(op), code)
-        self.assertTrue(m.Operation_Status(op).startswith(m.ErrorToString(code) + ': '),
-                        m.Operation_Status(op))
-
-    def test_failures_reach_the_operation_and_success_clears_them(self):
-        # Which failure gives which code, and bulk failures, are the library's (operation_test.cc,
-        # fs_conformance_test.cc).
-        op, stat, missing = m.new_Operation(), m.new_FileStat(), self.path('missing')
-        self.assertFails(op, m.ERROR_NOT_FOUND, m.File_StatWithOp(missing, stat, op))
-        self.assertIn(missing, m.Operation_descriptor(op))
-        self.assertFails(op, m.ERROR_INVALID_ARGUMENT, m.File_StatWithOp(missing, None, op))
-        self.assertIntResult(m.File_StatWithOp(self.put('f', 'x'), stat, op), 1)
-        self.assertEqual((m.Operation_ok(op), m.Operation_Status(op)), (1, 'OK'))
-        r = self.handle('f', 'r')
-        m.Operation_SetDeadlineLength(op, -0.5)
-        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.Operation_error(op)),
-                         (None, m.ERROR_DEADLINE_EXCEEDED))
-        m.Operation_SetDeadlineLength(op, 60.0)
-        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.File_BulkDeleteWithOp([self.path('f'), missing], op),
-                          m.Operation_error(op)), ('x', (0, [1, 0]), m.ERROR_NOT_FOUND))
-
-
-class WatcherTest(pqtest.TestCase):
     def test_finish_then_query(self):
         w = m.new_AsyncIOWatcher()
         self.assertRaises(OverflowError, m.AsyncIOWatcher_Finish, w, 0, 2 ** 64)
@@ -122,6 +91,36 @@ class WatcherTest(pqtest.TestCase):
         m.AsyncIOWatcher_Finish(w, 0, 5)  # the last use of w
         self.assertEqual([f(null) for f in (m.delete_AsyncIO, m.delete_AsyncIOWatcher, m.delete_AsyncIOForSS)
                           for null in (None, 'NULL')], [None] * 6)
+
+
+@pqtest.on_each_file_system
+class WithOpErrorCases(pqtest.FileCases):
+    """Each ...WithOp failure leaves its own error code in the Operation."""
+
+    def assertFails(self, op, code, result):
+        self.assertIntResult(result, 0)
+        self.assertIntResult(m.Operation_ok(op), 0)
+        self.assertIntResult(m.Operation_error(op), code)
+        self.assertTrue(m.Operation_Status(op).startswith(m.ErrorToString(code) + ': '),
+                        m.Operation_Status(op))
+
+    def test_failures_reach_the_operation_and_success_clears_them(self):
+        # Which failure gives which code, and bulk failures, are the library's (operation_test.cc,
+        # fs_conformance_test.cc).
+        op, stat, missing = m.new_Operation(), m.new_FileStat(), self.path('missing')
+        self.assertFails(op, m.ERROR_NOT_FOUND, m.File_StatWithOp(missing, stat, op))
+        self.assertIn(missing, m.Operation_descriptor(op))
+        self.assertFails(op, m.ERROR_INVALID_ARGUMENT, m.File_StatWithOp(missing, None, op))
+        self.assertIntResult(m.File_StatWithOp(self.put('f', 'x'), stat, op), 1)
+        self.assertEqual((m.Operation_ok(op), m.Operation_Status(op)), (1, 'OK'))
+        r = self.handle('f', 'r')
+        m.Operation_SetDeadlineLength(op, -0.5)
+        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.Operation_error(op)),
+                         (None, m.ERROR_DEADLINE_EXCEEDED))
+        m.Operation_SetDeadlineLength(op, 60.0)
+        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.File_BulkDeleteWithOp([self.path('f'), missing], op),
+                          m.Operation_error(op)), ('x', (0, [1, 0]), m.ERROR_NOT_FOUND))
+
 
 if __name__ == '__main__':
     pqtest.main()
