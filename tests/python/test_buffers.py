@@ -199,10 +199,6 @@ class BufferWithoutFileTest(pqtest.TestCase):
                                                  m.InputBuffer_Size(buf), m.InputBuffer_GetFile(buf))],
                          [(str, ''), (int, 1), (long, -1), (type(None), None)])
         m.delete_InputBuffer(buf)
-        o = m.new_InputBufferOptions()  # a bool member stores any true value as 1
-        m.InputBufferOptions_set_lookahead_on_open(o, 5L)
-        self.assertIntResult(m.InputBufferOptions_lookahead_on_open(o), 1)
-        m.delete_InputBufferOptions(o)
 
 
 if __name__ == '__main__':

@@ -50,12 +50,9 @@ class PointerTextTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_AsyncIO, expected _p_AsyncIOWatcher',
                              m.AsyncIOWatcher_IsFinished, w[:17] + '_p_AsyncIO')
 
-
-class NullReceiverTest(pqtest.TestCase):
-    """A null receiver converts like any null pointer: the later arguments
-    still convert in order and raise their own errors first; only then is
-    the call refused, before it reaches the library."""
-
+    # A null receiver converts like any null pointer: the later arguments
+    # still convert in order and raise their own errors first; only then is
+    # the call refused, before it reaches the library.
     def test_later_argument_errors_come_first(self):
         empty_closer = m.new_FileCloser()
         self.addCleanup(m.delete_FileCloser, empty_closer)
