@@ -18,6 +18,8 @@ import unittest
 
 import _file_base_pyquarry as m
 
+BUILD_DIR = os.path.dirname(os.path.dirname(os.path.abspath(m.__file__)))  # the CMake build the extension is from
+
 
 class Proxy(object):
     """A minimal stand-in for the proxy layer: holds the pointer text."""

@@ -161,30 +161,6 @@ class HandleTest(pqtest.FileCases):
                          (0, m.ERROR_NOT_FOUND))
 
 
-class LockReleaseTest(pqtest.TestCase):
-    def test_other_threads_run_during_a_blocking_read(self):
-        # Opening and reading a FIFO block in the library until another
-        # Python thread writes to it; that thread can only run if the reader
-        # gave up the interpreter lock.
-        fifo = os.path.join(pqtest.scratch_dir_of(self), 'fifo')
-        os.mkfifo(fifo)
-        result = []
-
-        def reader():
-            f = m.File_Open(fifo, 'r')
-            result.append(m.File_IsFifo(f))
-            result.append(m.File_ReadToString(f, 5))
-            m.File_Close(f)
-        t = threading.Thread(target=reader)
-        t.start()
-        w = m.File_Open(fifo, 'w')
-        m.File_WriteString(w, 'hello')
-        m.File_Close(w)
-        t.join(10)
-        self.assertFalse(t.is_alive())
-        self.assertEqual(result, [1, (5L, 'hello')])
-
-
 def is_open(name):
     """Whether the library lists an open handle for name ("<name> <mode>" lines)."""
     return any(line.startswith(name + ' ') for line in m.File_GetOpenFiles().splitlines())
@@ -204,7 +180,7 @@ CLOSER = Holders('FileCloser')
 DELETER = Holders('FileDeleter')
 
 
-class ConstructionTest(pqtest.TestCase):
+class HoldersAndLockReleaseTest(pqtest.TestCase):
     def test_empty_closer(self):
         c, empty = m.new_FileCloser(), m.new_FileDeleter(None)
         self.assertEqual([accessor(c) for accessor in (CLOSER.get, CLOSER.__mul__, CLOSER.__deref__, CLOSER.release)]
@@ -238,6 +214,28 @@ class ConstructionTest(pqtest.TestCase):
             'print type(d).__name__, d.thisown, f.thisown, m.File_Exists(name)\ndel d\nprint m.File_Exists(name)')
         self.assertEqual((status, err), (0, ''))
         self.assertEqual(out.split('\n'), ['Deleter 1 0 1', '0', ''])
+
+    def test_other_threads_run_during_a_blocking_read(self):
+        # Opening and reading a FIFO block in the library until another
+        # Python thread writes to it; that thread can only run if the reader
+        # gave up the interpreter lock.
+        fifo = os.path.join(pqtest.scratch_dir_of(self), 'fifo')
+        os.mkfifo(fifo)
+        result = []
+
+        def reader():
+            f = m.File_Open(fifo, 'r')
+            result.append(m.File_IsFifo(f))
+            result.append(m.File_ReadToString(f, 5))
+            m.File_Close(f)
+        t = threading.Thread(target=reader)
+        t.start()
+        w = m.File_Open(fifo, 'w')
+        m.File_WriteString(w, 'hello')
+        m.File_Close(w)
+        t.join(10)
+        self.assertFalse(t.is_alive())
+        self.assertEqual(result, [1, (5L, 'hello')])
 
 
 @pqtest.on_each_file_system

@@ -31,12 +31,6 @@ CHECK = '\n'.join([
 ])
 
 
-def build_dir():
-    """The CMake build directory the running extension came from."""
-    import _file_base_pyquarry
-    return os.path.dirname(os.path.dirname(os.path.abspath(_file_base_pyquarry.__file__)))
-
-
 class InstallTest(pqtest.TestCase):
     def setUp(self):
         self.tmp = pqtest.scratch_dir('install')
@@ -51,7 +45,7 @@ class InstallTest(pqtest.TestCase):
 
     def pip(self, *args, **kw):
         """pip2 install of the copied sources with this environment; returns whether it succeeded."""
-        env = dict(os.environ, PQ_BUILD_DIR=kw.pop('build', build_dir()), PIP_NO_INDEX='1',
+        env = dict(os.environ, PQ_BUILD_DIR=kw.pop('build', pqtest.BUILD_DIR), PIP_NO_INDEX='1',
                    PIP_DISABLE_PIP_VERSION_CHECK='1', **kw)
         env.pop('PYTHONPATH', None)
         p = subprocess.Popen([sys.executable, '-m', 'pip', 'install', '-q'] + list(args) + [self.src],

@@ -69,6 +69,34 @@ class ReachTest(pqtest.TestCase):
         self.assertIs(fb.ErrorToString, m.ErrorToString)
         self.assertTrue(issubclass(fb.LogWriter, fb.LogBase) and issubclass(fb.AsyncIOWatcher, fb.AsyncIO))
 
+    def test_pointer_results_are_instances(self):
+        st, f = fb.File.Stat('/'), fb.File.Create('/x', 'r')
+        self.assertEqual((type(st), st.thisown, type(f), f.thisown), (fb.FileStat, 1, fb.File, 0))  # Stat's is owned
+        self.assertTrue(pqtest.is_pointer_text(st.this, '_p_FileStat'))
+        m.delete_File(f)
+
+    def test_import_with_a_partial_extension(self):
+        # Take whole families and single functions away before the proxy
+        # module is imported: the import works and leaves out what is gone.
+        code = '\n'.join([
+            'import _file_base_pyquarry as m',
+            'for n in [n for n in dir(m) if n.startswith(("RecordWriter_", "LogWriter_"))] + ["new_FileStat",',
+            '          "delete_FileStat", "FileStat_length_get", "ErrorToString", "File_Close", "FileVersion___eq__",',
+            '          "InputBuffer_swigregister"]:',
+            '    if hasattr(m, n): delattr(m, n)',
+            'import file_base_pyquarry as fb',
+            'assert not hasattr(fb.RecordWriter, "WriteRecord") and not hasattr(fb, "ErrorToString")',
+            'assert not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
+            'assert isinstance(fb.FileStat.__dict__["length"], property) and fb.FileStat.length.fget is None',
+            'assert "new_FileStat" in fb.missing() and "InputBuffer_swigregister" in fb.missing()',
+            'assert "__eq__" not in vars(fb.FileVersion) and "__ne__" in vars(fb.FileVersion)',
+            'fb.FileVersion()',
+            'fb.FileStat()',
+        ])
+        status, out, err = pqtest.run_python(code)
+        self.assertEqual(status, 1, err)
+        self.assertRegexpMatches(err, 'NotImplementedError: .*this build of _file_base_pyquarry has no new_FileStat\n$')
+
 
 class CallTest(pqtest.TestCase):
     def setUp(self):
@@ -151,36 +179,6 @@ class OwnershipTest(pqtest.TestCase):
         fb.cvar.file_attributes = attrs  # the library keeps the stored value
         self.assertEqual(attrs.thisown, 0)
         fb.cvar.file_attributes = saved
-
-
-class RegistrationTest(pqtest.TestCase):
-    def test_pointer_results_are_instances(self):
-        st, f = fb.File.Stat('/'), fb.File.Create('/x', 'r')
-        self.assertEqual((type(st), st.thisown, type(f), f.thisown), (fb.FileStat, 1, fb.File, 0))  # Stat's is owned
-        self.assertTrue(pqtest.is_pointer_text(st.this, '_p_FileStat'))
-        m.delete_File(f)
-
-    def test_import_with_a_partial_extension(self):
-        # Take whole families and single functions away before the proxy
-        # module is imported: the import works and leaves out what is gone.
-        code = '\n'.join([
-            'import _file_base_pyquarry as m',
-            'for n in [n for n in dir(m) if n.startswith(("RecordWriter_", "LogWriter_"))] + ["new_FileStat",',
-            '          "delete_FileStat", "FileStat_length_get", "ErrorToString", "File_Close", "FileVersion___eq__",',
-            '          "InputBuffer_swigregister"]:',
-            '    if hasattr(m, n): delattr(m, n)',
-            'import file_base_pyquarry as fb',
-            'assert not hasattr(fb.RecordWriter, "WriteRecord") and not hasattr(fb, "ErrorToString")',
-            'assert not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
-            'assert isinstance(fb.FileStat.__dict__["length"], property) and fb.FileStat.length.fget is None',
-            'assert "new_FileStat" in fb.missing() and "InputBuffer_swigregister" in fb.missing()',
-            'assert "__eq__" not in vars(fb.FileVersion) and "__ne__" in vars(fb.FileVersion)',
-            'fb.FileVersion()',
-            'fb.FileStat()',
-        ])
-        status, out, err = pqtest.run_python(code)
-        self.assertEqual(status, 1, err)
-        self.assertRegexpMatches(err, 'NotImplementedError: .*this build of _file_base_pyquarry has no new_FileStat\n$')
 
 
 if __name__ == '__main__':

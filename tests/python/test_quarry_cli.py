@@ -14,13 +14,7 @@ import pqtest
 import pyquarry
 
 
-def quarry_path():
-    import _file_base_pyquarry
-    build = os.path.dirname(os.path.dirname(os.path.abspath(_file_base_pyquarry.__file__)))
-    return os.path.join(build, 'quarry')
-
-
-QUARRY = quarry_path()
+QUARRY = os.path.join(pqtest.BUILD_DIR, 'quarry')
 
 
 def run(*args):
