@@ -198,15 +198,13 @@ class ProcessWideTest(pqtest.TestCase):
                                   '/mem/pqtest-ordie/missing')):
             pqtest.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
 
-    def test_values(self):
+    def test_values_and_the_byte_exact_thread_user_name(self):
         values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
         self.assertEqual([type(v) for v in values], [int, int, str])
         self.assertTrue(values[0] > 0 and values[1] in (0, 1) and values[2], values)
         self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
         self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
                           m.File_InitWithDatadirFrom(pqtest.scratch_dir_of(self))], [None] * 4)
-
-    def test_thread_user_name_is_byte_exact(self):
         # That it is the calling thread's is the library's (local_file_test.cc).
         m.File_SetCurrentThreadUserName('me\0too')
         self.assertEqual((m.File_GetCurrentThreadUserName(), m.File_SetCurrentThreadUserName('')), ('me\0too', None))

@@ -26,11 +26,9 @@ class PathTest(pqtest.TestCase):
                         (m.File_Exists, ('a\0b',)), (m.File_Suffix, (None,))):
             self.assertRaises(TypeError, f, *args)
 
-    def test_construct_full_file_name(self):
+    def test_name_lists_in_and_through_a_wrapped_vector(self):
         self.assertEqual(m.File_ConstructFullFileName('/d', ['x', 'y'], '.txt', 3), '/d/x/y.txt@3')
         self.assertEqual(m.File_ConstructFullFileName('/d', (), '', 0), '/d')
-
-    def test_canonicalize_list_writes_through_a_wrapped_vector(self):
         self.assertIs(m.File_CanonicalizeFileNameList(None, ['/a/./b']), None)
         self.assertTypeError('Type error. Got _p_std__vectorTstring_t, expected _p_vectorTstring_t',
                              m.File_CanonicalizeFileNameList, m.new_stringVector(), ['/a'])
