@@ -87,7 +87,7 @@ class RegistryTest(pqtest.TestCase):
                 (m.FileFactory_FindBestFactory(['/plain/name']), local), (m.FileFactory_FindBestFactory([]), empty))):
             self.assertEqual(factory_of(found), expected, i)
 
-    def test_register_prefix_raw_and_shared(self):
+    def test_registration_by_prefix_and_name_and_refusals(self):
         # A local scratch directory handed to the memory factory: its names
         # are then looked up in memory, where they do not exist.
         prefix = pqtest.scratch_dir_of(self) + '/'
@@ -100,8 +100,6 @@ class RegistryTest(pqtest.TestCase):
             assert_results(self, [m.File_Exists(name), m.FileFactory_UnRegisterFactoryPrefix(prefix),
                                   m.FileFactory_UnRegisterFactoryPrefix(prefix), m.File_Exists(name)], [0, 1, 0, 1])
             self.assertTrue(is_empty(m.FileFactory_FindPrefixFactory(name)))
-
-    def test_registration_by_name_and_refusals(self):
         for empty in (m.FileFactory_Find('pqtest-no-such-kind'), pointer_text(0, '_p_shared_ptrTFileFactory_t')):
             self.assertTypeError('null reference', m.FileFactory_RegisterFactoryPrefix, empty, '/p/')
         self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(None, '/p/'), 0)

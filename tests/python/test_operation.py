@@ -17,7 +17,7 @@ class OperationAndWatcherTest(pqtest.TestCase):
         m.Operation_set_resource_user(op, 'team\0a')  # byte-exact
         self.assertEqual(m.Operation_resource_user(op), 'team\0a')
 
-    def test_value_results_are_pointer_objects_that_travel(self):
+    def test_value_results_travel_and_copies_carry_the_error(self):
         op = m.new_Operation()
         m.Operation_SetDeadlineLength(op, 30.0)
         for row, mangled in (('ToStatus', '_p_util__Status'), ('GetDeadline', '_p_WallTime'),
@@ -34,8 +34,6 @@ class OperationAndWatcherTest(pqtest.TestCase):
         assert_results(self, [m.Operation_HasDeadline(b), m.File_ExistsWithOp('/', b), m.Operation_error(b)],
                        [1, 0, m.ERROR_DEADLINE_EXCEEDED])
         self.assertEqual((m.Operation_ClearDeadline(b), m.Operation_HasDeadline(b)), (None, 0))
-
-    def test_copy_from_and_clear_error(self):
         failed, copy = m.new_Operation(), m.new_Operation()
         self.assertIntResult(m.File_ExistsWithOp('', failed), 0)
         m.Operation_CopyFrom(copy, failed)
