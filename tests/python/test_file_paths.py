@@ -51,13 +51,11 @@ class PathTest(pqtest.TestCase):
         self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
 
-    def test_negative_int64_takes_the_whole_uint64_range(self):
+    def test_value_functions(self):
         for value, negative in ((2 ** 63, 1), (2 ** 64 - 1, 1), (2 ** 63 - 1, 0), (0, 0)):
             self.assertIntResult(m.IsUInt64ANegativeInt64(value), negative)
         for bad, error in ((-1, OverflowError), (2 ** 64, OverflowError), ('1', TypeError)):
             self.assertRaises(error, m.IsUInt64ANegativeInt64, bad)
-
-    def test_errno_mapping_and_error_space(self):
         self.assertIntResult(m.TranslateFromErrno(errno.ENOENT), m.ERROR_NOT_FOUND)  # the rest: values_test.cc
         self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
         space = m.ErrorSpace()  # one shared object

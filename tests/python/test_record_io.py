@@ -132,15 +132,13 @@ class RecordCases(pqtest.FileCases):
         assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_Close(r)], [0, 1])
         m.delete_RecordReaderScript(r)
 
-    def test_failures_leave_a_reason(self):
+    def test_failures_leave_a_reason_and_non_blocking_writes_answer_with_an_int_status(self):
         # Which failures and what they say are the library's (record_io_test.cc).
         w = m.new_RecordWriter(m.File_Open(self.put('ro', ''), 'r'), 4096)
         assert_results(self, [m.RecordWriter_WriteRecord(w, 'kept in the buffer'), m.RecordWriter_Flush(w)], [1, 0])
         self.assertIn(self.path('ro'), m.RecordWriter_GetCurrentErrorMessage(w))
         self.assertEqual([m.RecordWriter_RelinquishFileOwnership(w), m.RecordWriter_owns_file(w)], [None, 0])
         m.delete_RecordWriter(w)
-
-    def test_non_blocking_writes_answer_with_an_int_status(self):
         w, written = self.writer('t', 4096), 0
         for i in range(200):
             watcher = m.new_AsyncIOWatcher()
