@@ -18,7 +18,6 @@ class HandleTest(pqtest.FileCases):
                               m.File_IsLocalFile(f)], [1, 0, 1, 1, 1, 0 if self.root.startswith('/mem/') else 1])
         for query in (m.File_SupportsConcurrentAppenders, m.File_SupportsAsyncRead, m.File_IsFifo):
             self.assertIn(repr(query(f)), ('0', '1'), query.__name__)  # an int, not a long
-        self.assertEqual(m.File_CreateFileName(f), self.path('a'))
 
     def test_truncate_resize_and_errors(self):
         f = self.handle('a', 'w+')

@@ -14,8 +14,9 @@ class PathTest(pqtest.TestCase):
         # What the names become is the library's (path_test.cc, sharded_test.cc).
         for f, args, expected in (
                 (m.File_CleanPath, ('a//b/../c\0d',), 'a/c\0d'), (m.File_AddSlash, ('',), ''),
-                (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'), (m.File_Basename, ('',), ''), (m.File_Suffix, ('/a/b',), None),
-                (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'), (m.File_Suffix, ('/a/b.c',), 'c'),
+                (m.File_Basename, ('',), ''), (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'),
+                (m.File_Suffix, ('/a/b',), None), (m.File_Suffix, ('/a/b.c',), 'c'),
+                (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'),
                 (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d')):
             result = f(*args)
             self.assertEqual((type(result), result), (type(expected), expected), (f.__name__, args))
