@@ -14,12 +14,15 @@ import os
 import random
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 
 import _file_base_pyquarry as m
 import benchlib
-import remote_server
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tests', 'python'))
+import remote_server  # noqa: E402
 
 MIB = 1 << 20
 SIZE = int(os.environ.get('PQ_BENCH_REMOTE_MIB', '256')) * MIB

@@ -1,12 +1,12 @@
-"""XRootD servers for the Python benchmarks: tools/xrootd-cluster on loopback
-ports, watching this process, stopped by pid when the benchmark ends (or by
+"""XRootD servers for the Python tests: tools/xrootd-cluster on loopback
+ports, watching this process, stopped by pid when the tests end (or by
 itself when this process dies in any other way)."""
 import atexit
 import os
 import signal
 import subprocess
 
-SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', 'tools', 'xrootd-cluster')
+SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'tools', 'xrootd-cluster')
 
 
 class Server(object):
