@@ -78,15 +78,6 @@ TEST(MemIdentity, PermissionBitsPickOwnerThenGroupThenOthers) {
   EXPECT_EQ(file::mem::GrantedAccess(who, "bob", "other", 0), 7u);
 }
 
-TEST(MemIdentity, NamesAndIdsOfTheProcessUser) {
-  const auto who = file::mem::CurrentIdentity();
-  EXPECT_EQ(who->privileged, geteuid() == 0);
-  EXPECT_EQ(file::mem::KnownUserName(std::to_string(geteuid()).c_str()), who->user);
-  EXPECT_EQ(file::mem::KnownUserName(who->user.c_str()), who->user);
-  EXPECT_EQ(file::mem::KnownGroupName("no such group here"), std::nullopt);
-}
-
-
 class MemFs : public FsTest {
  protected:
   void SetUp() override { MakeDir("/mem/memfs"); }
