@@ -140,20 +140,6 @@ TEST(AsyncIOWatcherTest, SelfDeletionWaitsForWaitersToLeave) {
   EXPECT_EQ(deleted, kRounds);
 }
 
-TEST(AsyncIOForSSTest, RecordsOutcomeThenRunsClosure) {
-  std::pair<int, int64> seen;
-  AsyncIO* base = AsyncIOForSS::New([&](AsyncIOForSS* self) {
-    seen = {self->Error(), self->Bytes()};
-    delete self;  // the usual way such a completion ends
-  });
-  base->Finish(file::ERROR_NO_SPACE, 77);
-  EXPECT_EQ(seen, std::make_pair(int{file::ERROR_NO_SPACE}, int64{77}));
-
-  std::unique_ptr<AsyncIOForSS> quiet(AsyncIOForSS::New(nullptr));
-  quiet->Finish(file::OK, 4);  // no closure: only records
-  EXPECT_EQ(quiet->Bytes(), 4);
-}
-
 TEST(RunAsyncTest, RunsEveryJobOffTheCallingThreadDespiteThrowsAndNulls) {
   constexpr int kJobs = 100;
   std::atomic<int> done{0};
