@@ -1,8 +1,5 @@
 #include "file/base/names/sharded.h"
 
-#include <unistd.h>
-
-#include <fstream>
 #include <tuple>
 
 #include "file/base/names/glob.h"
@@ -103,20 +100,6 @@ TEST(DetectShardsTest, CountComesFromTheExistingFiles) {
   SetShardMatchFunction([](const ::string&, vector<::string>*) { return false; });
   EXPECT_FALSE(DetectNumberOfShards("x@*", &count));
   SetShardMatchFunction(nullptr);
-}
-
-TEST(DetectShardsTest, DefaultSearchesTheLocalDisk) {
-  SetShardMatchFunction(nullptr);
-  const ScratchDir scratch("sharded_test");
-  const std::string dir = scratch.path;
-  vector<::string> names;
-  ASSERT_TRUE(GenerateShardedFilenames(dir + "/part@2", &names));
-  for (const ::string& name : names) std::ofstream(name).put('x');
-  int count = 0;
-  EXPECT_TRUE(DetectNumberOfShards(dir + "/part@*", &count));
-  EXPECT_EQ(count, 2);
-  for (const ::string& name : names) unlink(name.c_str());
-  EXPECT_FALSE(DetectNumberOfShards(dir + "/part@*", &count));
 }
 
 }  // namespace
