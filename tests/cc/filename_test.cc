@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <fstream>
-#include <iterator>
-#include <random>
 #include <type_traits>
 
 #include "file/base/names/replicated_names.h"
@@ -86,26 +84,6 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
   FileName reused("/rep/east/a");
   reused.Parse("/rep//a");
   ExpectEmpty(reused, "re-parsing clears what the previous parse set");
-
-  std::mt19937 random(7);
-  // Pieces that make near-misses of every form likely.
-  const char* pieces[] = {"/", "/", "rep", "remote", "wicket", "cache-check", "tarn-shadow", "mem",
-                          "h", ":80", ":", "..", ".", "a b", "\xff", "-", "x"};
-  int special = 0;
-  for (int i = 0; i < 20000; ++i) {
-    std::string text = random() % 2 ? "/" + std::string(pieces[2 + random() % 6]) : "";
-    for (int n = random() % 8; n > 0; --n) text += pieces[random() % std::size(pieces)];
-    FileName name(text.c_str());
-    if (name.rest().empty()) {
-      ExpectEmpty(name, text);
-      continue;
-    }
-    EXPECT_NE(Describe(name)[0], '|') << text;
-    if (!name.prefix().empty()) ++special;
-    const std::string rebuilt = name.prefix() + name.rest();
-    EXPECT_TRUE(rebuilt == text || rebuilt == text + "/") << text;
-  }
-  EXPECT_GT(special, 300);  // the generator does reach the special forms
 }
 
 TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
@@ -146,21 +124,16 @@ TEST(ReplicatedNamesTest, BuildsParseBack) {
       {"/rep/east/dir/", "/rep/east/dir/f"}, {"/rep/east", "/rep/east/f"}, {"/tmp/dir", ""}};
   for (const auto& [dir, expected] : appends) EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
   EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "/x"), "/rep/east/x");
-
-  for (uint64 v : {1ULL << 63, ~0ULL}) EXPECT_TRUE(IsUInt64ANegativeInt64(v)) << v;
-  for (uint64 v : {(1ULL << 63) - 1, 0ULL}) EXPECT_FALSE(IsUInt64ANegativeInt64(v)) << v;
 }
 
 TEST(ReplicatedNamesTest, ParseWicketRemoteName) {
   const char* name = "/wicket/m7/a/b";
   ::string host = "h", path = "p";
   EXPECT_EQ(ParseWicketRemoteName(name, 4100, &host, &path), name + 10);
-  EXPECT_EQ(host, "m7:4100");
-  EXPECT_EQ(path, "/a/b");
+  EXPECT_EQ(host + "|" + path, "m7:4100|/a/b");
   const char* with_port = "/wicket/m7:99";
   EXPECT_EQ(ParseWicketRemoteName(with_port, 4100, &host, &path), with_port + 13);
-  EXPECT_EQ(host, "m7:99");
-  EXPECT_EQ(path, "/");
+  EXPECT_EQ(host + "|" + path, "m7:99|/");
   EXPECT_NE(ParseWicketRemoteName(name, 1, nullptr, nullptr), nullptr);
 
   host = "h";
