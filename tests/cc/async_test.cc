@@ -1,7 +1,6 @@
 // Completion objects and the worker pool.
 #include <atomic>
 #include <chrono>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -50,14 +49,6 @@ TEST(AsyncIOWatcherTest, WaitsEndAtTheFirstReportWhichAloneCounts) {
   EXPECT_TRUE(watcher.WaitWithTimeout(0));   // stays finished
   EXPECT_EQ(watcher.Error(), file::ERROR_PAST_EOF);
   EXPECT_EQ(watcher.Bytes(), 1LL << 40);
-
-  // HandleFinish (the fifth operation) finishes with the outcome so far.
-  AsyncIOWatcher direct;
-  direct.Run();
-  EXPECT_TRUE(direct.IsFinished());
-  direct.Finish(file::INTERNAL_ERROR, 5);
-  EXPECT_EQ(direct.Error(), file::OK);
-  EXPECT_EQ(direct.Bytes(), 0);
 }
 
 TEST(AsyncIOWatcherTest, AbandonRunsCallbackOnceAndWakesWaiters) {
@@ -155,37 +146,6 @@ TEST(RunAsyncTest, RunsEveryJobOffTheCallingThreadDespiteThrowsAndNulls) {
   }
   EXPECT_TRUE(Eventually([&] { return done == kJobs; }));
   EXPECT_FALSE(ran_here);
-}
-
-TEST(RunAsyncTest, JobsStartInSubmissionOrder) {
-  std::atomic<int> busy_workers{0}, permits{0};
-  std::mutex mu;
-  std::vector<char> order;
-  auto ordered = [&] {
-    std::lock_guard<std::mutex> lock(mu);
-    return order;
-  };
-  // Occupy every worker until a permit lets one go.
-  for (int i = 0; i < file::kAsyncWorkerThreads; ++i) {
-    file::RunAsync([&] {
-      ++busy_workers;
-      for (int p = permits; p <= 0 || !permits.compare_exchange_weak(p, p - 1); p = permits) {
-        std::this_thread::sleep_for(milliseconds(1));
-      }
-    });
-  }
-  ASSERT_TRUE(Eventually([&] { return busy_workers == file::kAsyncWorkerThreads; }));
-  for (char name : {'a', 'b', 'c'}) {
-    file::RunAsync([&, name] {
-      std::lock_guard<std::mutex> lock(mu);
-      order.push_back(name);
-    });
-  }
-  permits = 1;  // one worker free: it must take the oldest job first
-  EXPECT_TRUE(Eventually([&] { return ordered().size() == 3; }));
-  EXPECT_EQ(ordered(), (std::vector<char>{'a', 'b', 'c'}));
-  permits += file::kAsyncWorkerThreads - 1;
-  EXPECT_TRUE(Eventually([&] { return permits == 0; }));
 }
 
 }  // namespace
