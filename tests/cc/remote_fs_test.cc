@@ -4,7 +4,7 @@
 // other way): on a shared standalone server the conformance suite (with its
 // declared differences), names, errors, deadlines, server-side checksums and
 // vector reads; on servers of their own a cluster of one redirector and two
-// data servers, and a server killed in the middle of a write.
+// data servers used from several threads, and a server killed mid-write.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -96,17 +96,12 @@ std::string SharedServerPrefix() {
 
 std::string RemoteRoot() { return SharedServerPrefix() + "/conformance"; }
 
-FsCapabilities RemoteCapabilities() {
-  FsCapabilities caps;
-  caps.advisory_locks = false;  // the server keeps none
-  caps.set_mtime = false;       // nor sets modification times
-  caps.set_group = false;       // nor changes groups
-  caps.readers_beside_writer = false;  // a writer has the file to itself
-  return caps;
-}
-
+// The server keeps no locks, sets no modification times, changes no groups,
+// and gives a writer the file to itself.
+constexpr FsCapabilities kRemoteCapabilities{
+    .advisory_locks = false, .set_mtime = false, .set_group = false, .readers_beside_writer = false};
 INSTANTIATE_TEST_SUITE_P(Remote, FsConformance,
-                         ::testing::Values(FsRoot("root://<standalone server>", RemoteRoot, RemoteCapabilities())));
+                         ::testing::Values(FsRoot("root://<standalone server>", RemoteRoot, kRemoteCapabilities)));
 
 double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
