@@ -1,9 +1,7 @@
-// A conformance suite every file system must pass, and the fixture the
-// file-system tests share. Instantiate the suite with the root under which
-// each test gets a fresh directory: INSTANTIATE_TEST_SUITE_P(Mine,
-// FsConformance, ::testing::Values(std::string("/mine/root"))). What a file
-// system cannot do it declares in an FsRoot's capabilities; the suite then
-// checks that it refuses those operations instead of skipping them.
+// The conformance suite every file system must pass, and the fixture the
+// file-system tests share. Instantiate FsConformance with the FsRoot under
+// which each test gets a fresh directory; what a file system cannot do it
+// declares in the root's capabilities, and the suite checks it is refused.
 #ifndef TESTS_CC_FS_CONFORMANCE_H_
 #define TESTS_CC_FS_CONFORMANCE_H_
 
@@ -78,14 +76,11 @@ struct FsCapabilities {
   bool advisory_locks = true;  // LockInfo locks on opens, stats and matches
   bool set_mtime = true;
   bool set_group = true;
-  // Whether a file open for writing can be opened by other handles at the
-  // same time (if not, those opens fail with ERROR_TEMPORARY).
-  bool readers_beside_writer = true;
+  bool readers_beside_writer = true;  // else opens beside a writer fail with ERROR_TEMPORARY
 };
 
-// Where a conformance run works: a fixed root, or one found when the first
-// test runs (a server started on demand: `root` is then a label), and what
-// the file system can do.
+// Where a conformance run works (a fixed root, or one found when the first test
+// runs: a server started on demand, `root` then a label), and what it can do.
 struct FsRoot {
   FsRoot(std::string fixed) : root(std::move(fixed)) {}  // NOLINT: plain roots convert
   FsRoot(std::string label, std::function<std::string()> find, FsCapabilities capabilities)

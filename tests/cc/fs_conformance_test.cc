@@ -141,8 +141,7 @@ void FsTest::MkDirs(const std::string& relative) {
 TEST_P(FsConformance, FailedOpensSayWhy) {
   MkDirs("d");
   struct Case { const char* name; const char* mode; int error; };
-  for (const Case& c : {Case{"missing", "r", file::ERROR_NOT_FOUND},
-                        Case{"missing", "r+", file::ERROR_NOT_FOUND},
+  for (const Case& c : {Case{"missing", "r", file::ERROR_NOT_FOUND}, Case{"missing", "r+", file::ERROR_NOT_FOUND},
                         Case{"d", "r", file::ERROR_WRONG_TYPE}}) {
     SCOPED_TRACE(::testing::Message() << c.name << " " << c.mode);
     EXPECT_EQ(File::Open(P(c.name).c_str(), c.mode), nullptr);
@@ -329,8 +328,7 @@ TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
   EXPECT_EQ(File::GetFileSize(P("a").c_str()), 5);
   FileStat through_handle;
   ASSERT_TRUE(OpenOrFail(P("a"), "r")->Stat(&through_handle));
-  EXPECT_EQ(through_handle.identifier, st.identifier);
-  EXPECT_EQ(through_handle.length, 5);
+  EXPECT_EQ(std::pair(through_handle.identifier, through_handle.length), std::pair(st.identifier, int64{5}));
 
   file::Operation op;
   EXPECT_EQ(ErrorOf(File::StatWithOp(P("missing").c_str(), &st, &op), op), file::ERROR_NOT_FOUND);
@@ -555,9 +553,7 @@ TEST_P(FsConformance, ModesMtimesGroupsAndStatfs) {
   EXPECT_FALSE(File::SetGroup(P("f").c_str(), "no-such-group-pq"));
   int64 total = -1, free_bytes = -1, available = -1;
   ASSERT_TRUE(File::Statfs(dir_.c_str(), &total, &free_bytes, &available));
-  EXPECT_GT(total, 0);
-  EXPECT_GE(total, free_bytes);
-  EXPECT_GE(free_bytes, available);
+  EXPECT_TRUE(total > 0 && total >= free_bytes && free_bytes >= available) << total << " " << free_bytes;
 }
 
 TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
@@ -571,8 +567,7 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
   vector<FileStat> stats;
   EXPECT_FALSE(File::BulkStat(names, &flags, &stats));
   ASSERT_EQ(stats.size(), 3u);
-  EXPECT_EQ(stats[0].length, 1);
-  EXPECT_EQ(stats[2].length, 2);
+  EXPECT_EQ(std::pair(stats[0].length, stats[2].length), std::pair(int64{1}, int64{2}));
   vector<File*> files;
   EXPECT_FALSE(File::BulkOpen(names, "r", &files));
   ASSERT_EQ(files.size(), 3u);
@@ -604,8 +599,7 @@ TEST_P(FsConformance, AsyncOperationsCompleteTheirWatcher) {
   FileStat st;
   ASSERT_TRUE(File::StatAsync(P("f").c_str(), &st, &stat_done));
   EXPECT_EQ(Finished(&stat_done), file::OK);
-  EXPECT_EQ(stat_done.Bytes(), 5);
-  EXPECT_EQ(st.length, 5);
+  EXPECT_EQ(std::pair(stat_done.Bytes(), st.length), std::pair(int64{5}, int64{5}));
   ASSERT_TRUE(File::StatAsync(P("missing").c_str(), &st, &missing_done));
   EXPECT_EQ(Finished(&missing_done), file::ERROR_NOT_FOUND);
   vector<::string> matches;
@@ -619,8 +613,7 @@ TEST_P(FsConformance, AsyncOperationsCompleteTheirWatcher) {
   int64 count = -1;
   IOBuffer out("ab", 2);
   ASSERT_TRUE(f->PWriteAsync(5, &out, &count, &write_done));
-  EXPECT_EQ(Finished(&write_done), file::OK);
-  EXPECT_EQ(count, 2);
+  EXPECT_EQ(std::pair(Finished(&write_done), count), std::pair(int{file::OK}, int64{2}));
   EXPECT_EQ(ReadAll(f.get()), "12345ab");
   ASSERT_TRUE(File::DeleteAsync(P("f").c_str(), &delete_done));
   EXPECT_EQ(Finished(&delete_done), file::OK);
@@ -637,8 +630,7 @@ TEST_P(FsConformance, PassedDeadlineFailsWithoutDoingTheWork) {
   EXPECT_FALSE(File::CreateDirWithOp(P("d").c_str(), 0755, &op));
   EXPECT_FALSE(Exists("d"));
   Handle f = OpenOrFail(P("f"), "r+");
-  EXPECT_EQ(f->WriteWithOp("XX", 2, &op), -1);
-  EXPECT_EQ(op.error(), file::ERROR_DEADLINE_EXCEEDED);
+  EXPECT_EQ(ErrorOf(f->WriteWithOp("XX", 2, &op), op), file::ERROR_DEADLINE_EXCEEDED);
   EXPECT_TRUE(f->IsSoftError());
   char buffer[4];
   EXPECT_EQ(f->PReadWithOp(0, buffer, 4, &op), -1);
