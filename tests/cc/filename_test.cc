@@ -2,7 +2,6 @@
 
 #include <type_traits>
 
-#include "file/base/names/replicated_names.h"
 #include "tests/cc/fs_conformance.h"
 
 namespace {
@@ -33,17 +32,15 @@ void ExpectEmpty(const FileName& name, const std::string& context) {
 
 TEST(FileNameTest, EveryFlagHasItsForm) {
   const std::pair<const char*, const char*> cases[] = {
-      {"/rep/east/logs/a", "0||east|/rep/east|/logs/a"}, {"/tmp/a", "1||||/tmp/a"},
-      {"rel/a", "1||||rel/a"}, {"/remote/m7/a", "2|m7||/remote/m7|/a"},
-      {"/wicket/m7:4100/a", "3|m7:4100||/wicket/m7:4100|/a"},
-      {"/wicket/m7/a", "3|m7||/wicket/m7|/a"}, {"/bigfile/east/a", "4||east|/bigfile/east|/a"},
+      {"/rep/east/logs/a", "0||east|/rep/east|/logs/a"}, {"/tmp/a", "1||||/tmp/a"}, {"rel/a", "1||||rel/a"},
+      {"/remote/m7/a", "2|m7||/remote/m7|/a"}, {"/wicket/m7/a", "3|m7||/wicket/m7|/a"},
+      {"/wicket/m7:4100/a", "3|m7:4100||/wicket/m7:4100|/a"}, {"/bigfile/east/a", "4||east|/bigfile/east|/a"},
       {"/striped/east/a", "5||east|/striped/east|/a"}, {"/tarn/east/a", "6||east|/tarn/east|/a"},
-      {"/tarn-shadow/east/a", "6,7||east|/tarn-shadow/east|/a"},
-      {"/cache/rep/east/a", "8|||/cache|/rep/east/a"}, {"/cache-check/x", "8,9|||/cache-check|/x"},
-      {"/lock/east/a", "10||east|/lock/east|/a"}, {"/ns/east/a", "11||east|/ns/east|/a"},
-      {"/fern/east/a", "12||east|/fern/east|/a"}, {"/kelp/east/a", "13||east|/kelp/east|/a"},
-      {"/quill/east/a", "14||east|/quill/east|/a"}, {"/mem/a/b", "15||||/mem/a/b"},
-      {"/reps/a", "1||||/reps/a"}, {"//rep/c/a", "1||||//rep/c/a"},  // markers match exactly
+      {"/tarn-shadow/east/a", "6,7||east|/tarn-shadow/east|/a"}, {"/cache/rep/east/a", "8|||/cache|/rep/east/a"},
+      {"/cache-check/x", "8,9|||/cache-check|/x"}, {"/lock/east/a", "10||east|/lock/east|/a"},
+      {"/ns/east/a", "11||east|/ns/east|/a"}, {"/fern/east/a", "12||east|/fern/east|/a"},
+      {"/kelp/east/a", "13||east|/kelp/east|/a"}, {"/quill/east/a", "14||east|/quill/east|/a"},
+      {"/mem/a/b", "15||||/mem/a/b"}, {"/reps/a", "1||||/reps/a"}, {"//rep/c/a", "1||||//rep/c/a"},  // exact markers
   };
   for (const auto& [text, expected] : cases) {
     FileName name(text);
@@ -83,17 +80,13 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
 }
 
 TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
-  const auto kPrimary = FileName::TARN_PRIMARY;
-  const struct { const char* name; FileName::Type type; const char* made; } cases[] = {
-      {"/rep/east/a/b", kPrimary, "/tarn/east/a/b"}, {"/lock/east", kPrimary, "/tarn/east/"},
-      {"/tarn/east/a", FileName::TARN_SHADOW, "/tarn-shadow/east/a"}, {"/remote/h/a", kPrimary, nullptr},
-      {"/tmp/a", kPrimary, nullptr}, {"/rep/east/a", static_cast<FileName::Type>(5), nullptr}};
-  for (const auto& c : cases) {
-    ::string out = "untouched";
-    EXPECT_EQ(FileName(c.name).MakeTARNName(&out, c.type), c.made != nullptr) << c.name;
-    EXPECT_EQ(out, c.made != nullptr ? c.made : "untouched") << c.name;
-  }
-  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, kPrimary));
+  ::string out = "untouched";
+  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(&out, static_cast<FileName::Type>(5)));  // no such type
+  EXPECT_FALSE(FileName("/remote/h/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
+  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, FileName::TARN_PRIMARY));
+  EXPECT_EQ(out, "untouched");
+  ASSERT_TRUE(FileName("/lock/east").MakeTARNName(&out, FileName::TARN_SHADOW));
+  EXPECT_EQ(out, "/tarn-shadow/east/");
 
   FileName::SetRegisteredPrefixHook([](const char* name) { return name[0] == '/' && name[1] == 'z'; });
   EXPECT_TRUE(FileName("/zz/a").is_registered_prefix());
@@ -102,21 +95,6 @@ TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
   FileName::SetRegisteredPrefixHook(nullptr);
   EXPECT_TRUE(FileName("/mem/a").is_registered_prefix());
   EXPECT_TRUE(FileName("/zz/a").is_simple());
-}
-
-TEST(ReplicatedNamesTest, BuildsParseBack) {
-  // Python's test_filename.py builds and parses back the usual forms.
-  const ::string remote = ReplicatedFileNameToOpen("/rep/east/a/b", "m7");
-  EXPECT_EQ(Describe(FileName(remote.c_str())), "2|m7||/remote/m7|/a/b");
-  EXPECT_EQ(MultiProtocolReplicatedFileNameToOpen("/rep/east", "m7", kRemoteProtocolRfServer), "/remote/m7/");
-
-  EXPECT_EQ(ReplicatedFileNameToOpen("/rep/east/a", "m7:4100"), "");  // no port on /remote/
-  EXPECT_EQ(ReplicatedFileNameToOpen("/remote/m7/a", "m8"), "");
-  EXPECT_EQ(ReplicatedFileNameToOpen(nullptr, "m7") + ReplicatedFileNameToOpen("/rep/east/a", nullptr), "");
-
-  const std::pair<const char*, const char*> appends[] = {
-      {"/rep/east/dir/", "/rep/east/dir/f"}, {"/rep/east", "/rep/east/f"}, {"/tmp/dir", ""}};
-  for (const auto& [dir, expected] : appends) EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
 }
 
 }  // namespace
