@@ -87,10 +87,6 @@ TEST_P(FileAttributeStoreTest, DeleteKeepsFileSystemAttributesAndGoesOnPastFailu
   EXPECT_EQ(loaded_.version, stored.version);
 
   file::Operation op;
-  op.SetDeadlineLength(-1);
-  EXPECT_EQ(ErrorOf(store_.DeleteWithOp(a.c_str(), &op), op), file::ERROR_DEADLINE_EXCEEDED);
-  EXPECT_TRUE(store_.Load(a.c_str(), &loaded_)) << "a passed deadline does no work";
-  op.ClearDeadline();
   EXPECT_EQ(ErrorOf(store_.DeleteWithOp("", &op), op), file::ERROR_INVALID_ARGUMENT);
   EXPECT_TRUE(store_.DeleteWithOp(a.c_str(), &op)) << op.Status();
   EXPECT_FALSE(store_.Load(a.c_str(), &loaded_));
