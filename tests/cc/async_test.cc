@@ -47,8 +47,7 @@ TEST(AsyncIOWatcherTest, WaitsEndAtTheFirstReportWhichAloneCounts) {
   EXPECT_TRUE(watcher.WaitWithTimeout(-1));  // no limit
   watcher.Finish(file::OK, 100);
   EXPECT_TRUE(watcher.WaitWithTimeout(0));   // stays finished
-  EXPECT_EQ(watcher.Error(), file::ERROR_PAST_EOF);
-  EXPECT_EQ(watcher.Bytes(), 1LL << 40);
+  EXPECT_EQ(std::pair(watcher.Error(), watcher.Bytes()), std::pair(int{file::ERROR_PAST_EOF}, int64{1} << 40));
 }
 
 TEST(AsyncIOWatcherTest, AbandonRunsCallbackOnceAndWakesWaiters) {
@@ -89,8 +88,7 @@ TEST(AsyncIOWatcherTest, ReleasedWatchersDeleteThemselvesWhenFinished) {
     auto* pending = new TrackedWatcher(&deleted);
     pending->SetAbandonCallback(&callback);
     release(pending);
-    EXPECT_EQ(callbacks, abandon ? 1 : 0) << abandon;
-    EXPECT_EQ(deleted, 0) << abandon;
+    EXPECT_EQ(std::pair(callbacks, deleted.load()), std::pair(abandon ? 1 : 0, 0)) << abandon;
     pending->Finish(file::ERROR_UNKNOWN, 0);
     EXPECT_EQ(deleted, 1) << abandon;
 
@@ -98,8 +96,7 @@ TEST(AsyncIOWatcherTest, ReleasedWatchersDeleteThemselvesWhenFinished) {
     done->SetAbandonCallback(&callback);
     done->Finish(file::OK, 0);
     release(done);
-    EXPECT_EQ(deleted, 2) << abandon;
-    EXPECT_EQ(callbacks, abandon ? 1 : 0) << abandon;
+    EXPECT_EQ(std::pair(callbacks, deleted.load()), std::pair(abandon ? 1 : 0, 2)) << abandon;
   }
 }
 
