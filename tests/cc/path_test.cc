@@ -53,8 +53,7 @@ TEST(PathTest, CanonicalizeJoinsTheWorkingDirectory) {
   ASSERT_NE(getcwd(cwd, sizeof(cwd)), nullptr);
   EXPECT_EQ(CanonicalizeFileName("x/./y/../z"), CleanPath(std::string(cwd) + "/x/z"));
   EXPECT_EQ(CanonicalizeFileName("/a//b/"), "/a/b");
-  EXPECT_EQ(CanonicalizeFileName(""), "");
-  EXPECT_EQ(CanonicalizeFileName(nullptr), "");
+  EXPECT_EQ(CanonicalizeFileName("") + CanonicalizeFileName(nullptr), "");
   vector<::string> names{"/a/../b", "/c/"};
   CanonicalizeFileNameList(&names, names);  // may alias
   EXPECT_EQ(names, (vector<::string>{"/b", "/c"}));
@@ -75,8 +74,7 @@ TEST(PathTest, ConstructFullFileNameAndRemoveHosts) {
   };
   for (const auto& [in, out] : hosts) EXPECT_EQ(RemoveHosts(in.c_str()), out) << in;
   EXPECT_TRUE(IsReplicatedFileName("/rep/east/a"));
-  EXPECT_FALSE(IsReplicatedFileName("/remote/m7/a"));
-  EXPECT_FALSE(IsReplicatedFileName(nullptr));
+  EXPECT_FALSE(IsReplicatedFileName("/remote/m7/a") || IsReplicatedFileName(nullptr));
 }
 
 // The data directory is process-wide, so one test walks through its states.

@@ -50,12 +50,7 @@ TEST(ShardedNamesTest, TakeAShardNameApart) {
   int shard = -1, count = -1, digits = -1;
   EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits), "dir/b@3");
   EXPECT_EQ(std::tuple(shard, count, digits), std::tuple(1, 3, 5));
-  // The result round-trips through the set expansion.
-  vector<::string> names;
-  const char* set = ShardedBasenameWithNumShards("x.y-000004-of-100010", nullptr, nullptr, nullptr);
-  ASSERT_NE(set, nullptr);
-  ASSERT_TRUE(GenerateShardedFilenames(set, &names));
-  EXPECT_EQ(names[4], "x.y-000004-of-100010");
+  EXPECT_STREQ(ShardedBasenameWithNumShards("x.y-000004-of-100010", nullptr, nullptr, nullptr), "x.y@100010");
 
   shard = count = digits = -1;
   for (const char* not_a_shard : {"b-0001-of-00003", "b-00003-of-00003", "b-00001-of-00000",
