@@ -211,8 +211,7 @@ TEST_F(RemoteFs, ManyAsyncReadsAndWritesInFlightAtOnce) {
   for (int i = 0; i < kCount; ++i) ASSERT_TRUE(f->PWriteAsync(i * 1000, &pieces[i], &written[i], &writes[i]));
   for (int i = 0; i < kCount; ++i) {
     writes[i].Wait();
-    EXPECT_EQ(writes[i].Error(), file::OK);
-    EXPECT_EQ(written[i], 1000);
+    EXPECT_EQ(std::pair(writes[i].Error(), written[i]), std::pair(int{file::OK}, int64{1000}));
   }
   for (int i = kCount - 1; i >= 0; --i) ASSERT_TRUE(f->PReadAsync(i * 1000 + 500, 1000, &back[i], &got[i], &reads[i]));
   for (int i = 0; i < kCount; ++i) {
