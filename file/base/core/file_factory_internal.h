@@ -30,7 +30,9 @@ class OpNesting {
 
 // Brackets one by-name operation: supplies a scratch Operation when the
 // caller gave none (so primitives can always record into one), refuses
-// passed deadlines and empty names, and tags the Operation.
+// passed deadlines and empty names, and tags the caller's Operation. The
+// scratch Operation is never seen outside the call, so it is not tagged or
+// timed. `name` must outlive the NamedOp (it is the operation's argument).
 class NamedOp {
  public:
   NamedOp(file::Operation* caller, const char* what, const char* name);
@@ -50,7 +52,7 @@ class NamedOp {
   file::Operation scratch_;
   file::Operation* const op_;
   const char* const what_;
-  const ::string name_;
+  const char* const name_;
   bool started_ = false;
 };
 

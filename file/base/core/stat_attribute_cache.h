@@ -11,6 +11,7 @@
 #define FILE_BASE_STAT_ATTRIBUTE_CACHE_H_
 
 #include <functional>
+#include <string_view>
 
 #include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
@@ -21,7 +22,7 @@ namespace file {
 
 // The attributes of name on factory: from the cache when fresh, else from
 // load (which returns false on failure; failures are not cached).
-bool CachedStatAttributes(const FileFactory* factory, const ::string& name, Attr_t* attr,
+bool CachedStatAttributes(const FileFactory* factory, std::string_view name, Attr_t* attr,
                           const std::function<bool(Attr_t*)>& load);
 
 }  // namespace file
