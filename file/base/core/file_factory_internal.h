@@ -25,7 +25,9 @@ class OpNesting {
   static bool outermost() { return depth_ == 1; }
 
  private:
-  static thread_local int depth_;
+  // Read three times per operation: initial-exec spares the library, a
+  // shared object, a __tls_get_addr call per read for these few bytes.
+  static thread_local int depth_ __attribute__((tls_model("initial-exec")));
 };
 
 // Brackets one by-name operation: supplies a scratch Operation when the
