@@ -83,16 +83,18 @@ Cache& TheCache() {
 
 }  // namespace
 
-bool CachedStatAttributes(const FileFactory* factory, std::string_view name, Attr_t* attr,
-                          const std::function<bool(Attr_t*)>& load) {
-  const KeyView key(factory, name);
-  if (TheCache().Find(key, attr)) return true;
+bool FindStatAttributes(const FileFactory* factory, std::string_view name, Attr_t* attr,
+                        uint64* generation) {
+  if (TheCache().Find(KeyView(factory, name), attr)) return true;
   // The generation is taken before loading, so a change made meanwhile
   // leaves an entry that is already stale.
-  const uint64 generation = AttributeRecordGeneration();
-  if (!load(attr)) return false;
-  TheCache().Put(key, *attr, generation);
-  return true;
+  *generation = AttributeRecordGeneration();
+  return false;
+}
+
+void StoreStatAttributes(const FileFactory* factory, std::string_view name, Attr_t attr,
+                         uint64 generation) {
+  TheCache().Put(KeyView(factory, name), attr, generation);
 }
 
 }  // namespace file
