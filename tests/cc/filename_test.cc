@@ -1,13 +1,11 @@
 #include "file/base/names/filename.h"
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <string>
 #include <type_traits>
 
 #include "file/base/names/replicated_names.h"
@@ -61,25 +59,19 @@ TEST(FileNameTest, EveryFlagHasItsForm) {
 }
 
 TEST(FileNameTest, DirectoryFields) {
-  const struct { const char *name, *dir_noslash, *dir, *base, *strip; } cases[] = {
-      {"/a", "/", "/", "a", "/"},
-      {"a", "", "", "a", ""},
-      {"a/b/c", "a/b", "a/b/", "c", "a/b/"},
-      {"/a/b/", "/a/b", "/a/b/", "", "/a/b/"},
-      {"/rep/east", "/", "/", "", "/rep/east/"},
-  };
-  for (const auto& c : cases) {
-    FileName name(c.name);
-    EXPECT_EQ(name.directory_noslash(), c.dir_noslash) << c.name;
-    EXPECT_EQ(name.directory(), c.dir) << c.name;
-    EXPECT_EQ(name.basename(), c.base) << c.name;
-    EXPECT_EQ(name.strip_basename(), c.strip) << c.name;
-    EXPECT_EQ(name.is_root_directory(), c.name == std::string("/rep/east")) << c.name;
+  // "directory_noslash|directory|basename|strip_basename"
+  const std::pair<const char*, const char*> cases[] = {
+      {"/a", "/|/|a|/"}, {"a", "||a|"}, {"a/b/c", "a/b|a/b/|c|a/b/"}, {"/a/b/", "/a/b|/a/b/||/a/b/"},
+      {"/rep/east", "/|/||/rep/east/"}};
+  for (const auto& [text, expected] : cases) {
+    FileName name(text);
+    EXPECT_EQ(name.directory_noslash() + "|" + name.directory() + "|" + name.basename() + "|" + name.strip_basename(),
+              expected);
+    EXPECT_EQ(name.is_root_directory(), text == std::string("/rep/east")) << text;
   }
   for (const char* root : {"/", "//", "/rep/east/", "/remote/h"}) {
-    FileName r(root);
-    EXPECT_TRUE(r.is_root_directory()) << root;
-    EXPECT_EQ(r.rest().substr(0, 1), "/") << root;
+    EXPECT_TRUE(FileName(root).is_root_directory()) << root;
+    EXPECT_EQ(FileName(root).rest().substr(0, 1), "/") << root;
   }
 }
 
@@ -117,20 +109,17 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
 }
 
 TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
-  ::string out = "untouched";
-  ASSERT_TRUE(FileName("/rep/east/a/b").MakeTARNName(&out, FileName::TARN_PRIMARY));
-  EXPECT_EQ(out, "/tarn/east/a/b");
-  ASSERT_TRUE(FileName("/lock/east").MakeTARNName(&out, FileName::TARN_PRIMARY));
-  EXPECT_EQ(out, "/tarn/east/");
-  ASSERT_TRUE(FileName("/tarn/east/a").MakeTARNName(&out, FileName::TARN_SHADOW));
-  EXPECT_EQ(out, "/tarn-shadow/east/a");
-  EXPECT_EQ(Describe(FileName(out.c_str())), "6,7||east|/tarn-shadow/east|/a");
-  out = "untouched";
-  EXPECT_FALSE(FileName("/remote/h/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
-  EXPECT_FALSE(FileName("/tmp/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
-  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(&out, static_cast<FileName::Type>(5)));
-  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, FileName::TARN_PRIMARY));
-  EXPECT_EQ(out, "untouched");
+  const auto kPrimary = FileName::TARN_PRIMARY;
+  const struct { const char* name; FileName::Type type; const char* made; } cases[] = {
+      {"/rep/east/a/b", kPrimary, "/tarn/east/a/b"}, {"/lock/east", kPrimary, "/tarn/east/"},
+      {"/tarn/east/a", FileName::TARN_SHADOW, "/tarn-shadow/east/a"}, {"/remote/h/a", kPrimary, nullptr},
+      {"/tmp/a", kPrimary, nullptr}, {"/rep/east/a", static_cast<FileName::Type>(5), nullptr}};
+  for (const auto& c : cases) {
+    ::string out = "untouched";
+    EXPECT_EQ(FileName(c.name).MakeTARNName(&out, c.type), c.made != nullptr) << c.name;
+    EXPECT_EQ(out, c.made != nullptr ? c.made : "untouched") << c.name;
+  }
+  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, kPrimary));
 
   FileName::SetRegisteredPrefixHook([](const char* name) { return name[0] == '/' && name[1] == 'z'; });
   EXPECT_TRUE(FileName("/zz/a").is_registered_prefix());
@@ -155,15 +144,11 @@ TEST(ReplicatedNamesTest, BuildsParseBack) {
 
   const std::pair<const char*, const char*> appends[] = {
       {"/rep/east/dir/", "/rep/east/dir/f"}, {"/rep/east", "/rep/east/f"}, {"/tmp/dir", ""}};
-  for (const auto& [dir, expected] : appends) {
-    EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
-  }
+  for (const auto& [dir, expected] : appends) EXPECT_EQ(ReplicatedFileNameAppend(dir, "f"), expected) << dir;
   EXPECT_EQ(ReplicatedFileNameAppend("/rep/east/dir", "/x"), "/rep/east/x");
 
-  EXPECT_TRUE(IsUInt64ANegativeInt64(1ULL << 63));
-  EXPECT_TRUE(IsUInt64ANegativeInt64(~0ULL));
-  EXPECT_FALSE(IsUInt64ANegativeInt64((1ULL << 63) - 1));
-  EXPECT_FALSE(IsUInt64ANegativeInt64(0));
+  for (uint64 v : {1ULL << 63, ~0ULL}) EXPECT_TRUE(IsUInt64ANegativeInt64(v)) << v;
+  for (uint64 v : {(1ULL << 63) - 1, 0ULL}) EXPECT_FALSE(IsUInt64ANegativeInt64(v)) << v;
 }
 
 TEST(ReplicatedNamesTest, ParseWicketRemoteName) {

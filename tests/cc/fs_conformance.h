@@ -1,13 +1,9 @@
 // A conformance suite every file system must pass, and the fixture the
-// file-system tests share. Instantiate the suite with the root directory under
-// which each test gets a fresh directory of its own:
-//
-//   INSTANTIATE_TEST_SUITE_P(Mine, FsConformance,
-//                            ::testing::Values(std::string("/mine/root")));
-//
-// A file system that cannot do everything declares what it cannot do in an
-// FsRoot's capabilities; the suite then checks that it refuses those
-// operations (ERROR_UNIMPLEMENTED or a plain failure) instead of skipping.
+// file-system tests share. Instantiate the suite with the root under which
+// each test gets a fresh directory: INSTANTIATE_TEST_SUITE_P(Mine,
+// FsConformance, ::testing::Values(std::string("/mine/root"))). What a file
+// system cannot do it declares in an FsRoot's capabilities; the suite then
+// checks that it refuses those operations instead of skipping them.
 #ifndef TESTS_CC_FS_CONFORMANCE_H_
 #define TESTS_CC_FS_CONFORMANCE_H_
 
@@ -15,7 +11,6 @@
 
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <type_traits>
 
@@ -44,8 +39,7 @@ inline constexpr bool kUnderSanitizer = false;
 // call did not fail (false, -1 or null).
 template <typename R>
 bool Failed(const R& r) {
-  if constexpr (std::is_same_v<R, bool>) return !r;
-  else if constexpr (std::is_pointer_v<R>) return r == nullptr;
+  if constexpr (std::is_same_v<R, bool> || std::is_pointer_v<R>) return !r;
   else return r == -1;
 }
 template <typename R>
@@ -90,14 +84,14 @@ struct FsCapabilities {
 };
 
 // Where a conformance run works: a fixed root, or one found when the first
-// test runs (a server started on demand), and what the file system can do.
+// test runs (a server started on demand: `root` is then a label), and what
+// the file system can do.
 struct FsRoot {
   FsRoot(std::string fixed) : root(std::move(fixed)) {}  // NOLINT: plain roots convert
   FsRoot(std::string label, std::function<std::string()> find, FsCapabilities capabilities)
       : root(std::move(label)), resolve(std::move(find)), caps(capabilities) {}
   std::string Root() const { return resolve ? resolve() : root; }
-
-  std::string root;  // the root, or a label when `resolve` finds it
+  std::string root;
   std::function<std::string()> resolve;
   FsCapabilities caps;
 };

@@ -153,10 +153,11 @@ TEST_P(FsConformance, FailedOpensSayWhy) {
     EXPECT_EQ(f->GetCurrentErrorCode(), c.error);
     EXPECT_TRUE(Contains(f->GetCurrentErrorMessage(), P(c.name))) << f->GetCurrentErrorMessage();
   }
-  for (const char* mode : {"", "x", "rw", "r++", "wbb", "+r"}) {
+  for (const char* mode : {"", "x", "rw", "r++", "r+b+", "wbb", "+r"}) {
     EXPECT_EQ(File::Create(P("f"), mode), nullptr) << mode;
     EXPECT_EQ(File::Open(P("f").c_str(), mode), nullptr) << mode;
   }
+  EXPECT_EQ(File::Open(P("f").c_str(), nullptr), nullptr);
   // A handle that was never opened refuses I/O and creates nothing.
   File* f = File::Create(P("f"), "w");
   ASSERT_NE(f, nullptr);
@@ -177,7 +178,7 @@ TEST_P(FsConformance, WriteModesCreateTruncateAndAppend) {
     EXPECT_EQ(f->Write("two", 3), 3);
   }
   {
-    Handle f = OpenOrFail(P("f"), "r+");
+    Handle f = OpenOrFail(P("f"), "rb+");
     EXPECT_EQ(f->Write("ON", 2), 2);
     EXPECT_EQ(ReadAll(f.get()), "etwo");
   }
@@ -321,9 +322,6 @@ TEST_P(FsConformance, MemBlocksAndMappings) {
   ASSERT_NE(mapped, nullptr) << f->GetCurrentErrorMessage();
   EXPECT_EQ(std::string(mapped->data(), mapped->size()), big.substr(5000, 30000));
   EXPECT_EQ(ErrorOf(f->TryMMap(39000, 2000), f), file::ERROR_PAST_EOF);
-  std::unique_ptr<MemBlock> disk(f->GetMemBlockFromDisk(1, 3, 2));
-  ASSERT_NE(disk, nullptr);
-  EXPECT_EQ(std::string(disk->data(), disk->size()), "bcd");
   Handle small = OpenOrFail(P("small"), "r");
   EXPECT_EQ(small->TryMMap(0, 4), nullptr);  // too small to be worth a mapping
   EXPECT_NE(small->GetCurrentErrorCode(), file::OK);
@@ -339,8 +337,7 @@ TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
   EXPECT_EQ(st.length, 5);
   EXPECT_NEAR(st.mtime, time(nullptr), 60);
   EXPECT_EQ(st.mode & 0170000, 0100000u);  // a regular file
-  EXPECT_FALSE(st.owner.empty());
-  EXPECT_FALSE(st.group.empty());
+  EXPECT_FALSE(st.owner.empty() || st.group.empty());
   EXPECT_EQ(st.attributes.attr, 0u);
   EXPECT_NE(StatOf("b").identifier, st.identifier);
   EXPECT_TRUE(StatOf("d").IsDirectory());
@@ -361,110 +358,86 @@ TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
   EXPECT_TRUE(op.ok());  // absence is an answer, not a failure
 }
 
-TEST_P(FsConformance, MatchListsThisFileSystemsNames) {
-  for (const char* name : {"a.txt", "b.txt", "c.log", ".hidden.txt", "old.txt~"}) Put(name, "x");
-  MkDirs("sub");
-  Put("sub/d.txt", "x");
-  SetAttr("a.txt", Attr_t::ARCHIVAL_PENDING);  // its record is never listed
-  vector<::string> matches;
+// Listings never show attribute records; unknown match types are refused
+// (every int is a value of MatchType).
+TEST_P(FsConformance, MatchAndDepthFirstListing) {
+  MkDirs("sub/e");
+  for (const char* name : {"a.txt", "b.txt", "c.log", ".hidden.txt", "old.txt~", "sub/d.txt", "sub/e/f", "z"}) {
+    Put(name, "x");
+  }
+  SetAttr("a.txt", Attr_t::ARCHIVAL_PENDING);
+  vector<::string> matches, files, dirs;
   ASSERT_TRUE(File::Match(P("*.txt").c_str(), &matches));
   EXPECT_EQ(matches, (vector<::string>{P("a.txt"), P("b.txt")}));
   ASSERT_TRUE(File::ExtendedMatch(P("*").c_str(), &matches, File::MATCH_ALL));
   EXPECT_EQ(matches, (vector<::string>{P(".hidden.txt"), P("a.txt"), P("b.txt"), P("c.log"),
-                                       P("old.txt~"), P("sub")}));
+                                       P("old.txt~"), P("sub"), P("z")}));
   ASSERT_TRUE(File::Match(P("{c.log,sub/*}").c_str(), &matches));
-  EXPECT_EQ(matches, (vector<::string>{P("c.log"), P("sub/d.txt")}));
+  EXPECT_EQ(matches, (vector<::string>{P("c.log"), P("sub/d.txt"), P("sub/e")}));
   ASSERT_TRUE(File::Match(P("nothing*").c_str(), &matches));
   EXPECT_TRUE(matches.empty());
   ASSERT_TRUE(File::GetMatchingFiles(P("*").c_str(), &matches));
-  EXPECT_EQ(matches, (vector<::string>{P("a.txt"), P("b.txt"), P("c.log")}));
-}
-
-TEST_P(FsConformance, DepthFirstListing) {
-  MkDirs("a/b");
-  for (const char* name : {"a/b/f1", "a/f2", "z"}) Put(name, "");
-  SetAttr("z", Attr_t::ARCHIVAL_PENDING);  // its record is never listed
-  vector<::string> files, dirs;
+  EXPECT_EQ(matches, (vector<::string>{P("a.txt"), P("b.txt"), P("c.log"), P("z")}));
   int error = -1;
   File::DFListFileAndDir(dir_, File::MATCH_ALL, &files, &dirs, &error);
   EXPECT_EQ(error, file::OK);
-  EXPECT_EQ(files, (vector<::string>{P("a/b/f1"), P("a/f2"), P("z")}));
-  EXPECT_EQ(dirs, (vector<::string>{P("a"), P("a/b")}));
+  EXPECT_EQ(files, (vector<::string>{P(".hidden.txt"), P("a.txt"), P("b.txt"), P("c.log"), P("old.txt~"),
+                                     P("sub/d.txt"), P("sub/e/f"), P("z")}));  // depth first
+  EXPECT_EQ(dirs, (vector<::string>{P("sub"), P("sub/e")}));
   File::DFListFileAndDir(P("missing"), File::MATCH_DEFAULT, &files, &dirs, &error);
   EXPECT_EQ(error, file::ERROR_NOT_FOUND);
-}
-
-// Every int is a value of MatchType; the ones that are no match type fail.
-TEST_P(FsConformance, UnknownMatchTypesAreRefused) {
-  Put("a", "x");
-  for (int bad : {-1, 4, 0x7fffffff}) {
+  for (int bad : {-1, 4}) {
     const auto type = static_cast<File::MatchType>(bad);
-    vector<::string> matches{"stale"}, files{"stale"}, dirs;
+    matches = files = {"stale"};
     file::Operation op;
     EXPECT_FALSE(File::ExtendedMatchWithOp(P("*").c_str(), &matches, type, &op)) << bad;
     EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT) << bad;
-    EXPECT_NE(op.message().find("unknown match type"), ::string::npos) << op.message();
-    int error = file::OK;
+    EXPECT_TRUE(Contains(op.message(), "unknown match type")) << op.message();
     File::DFListFileAndDir(dir_, type, &files, &dirs, &error);
     EXPECT_EQ(error, file::ERROR_INVALID_ARGUMENT) << bad;
     EXPECT_TRUE(files.empty()) << bad;
-    matches = {P("a")};
+    matches = {P("a.txt")};
     FileFactory::FilterMatches(P("*").c_str(), &matches, type, 0);
     EXPECT_TRUE(matches.empty()) << bad;
   }
 }
 
-
-TEST_P(FsConformance, DeleteFilesNotDirectories) {
-  Put("f", "x");
-  MkDirs("d");
-  EXPECT_TRUE(File::Delete(P("f").c_str()));
-  EXPECT_FALSE(Exists("f"));
-  file::Operation op;
-  EXPECT_EQ(ErrorOf(File::DeleteWithOp(P("f").c_str(), &op), op), file::ERROR_NOT_FOUND);
-  EXPECT_FALSE(File::DeleteWithOp(P("d").c_str(), &op));
-  EXPECT_NE(op.error(), file::OK);
-  EXPECT_TRUE(File::IsDirectory(P("d").c_str()));
-  Put("g1", "");
-  Put("g2", "");
-  EXPECT_TRUE(File::DeleteMatchingFiles(P("g*").c_str()));
-  EXPECT_FALSE(Exists("g1") || Exists("g2"));
-}
-
-TEST_P(FsConformance, RenameRespectsOverwrite) {
-  Put("a", "A");
-  Put("b", "B");
-  file::Operation op;
-  EXPECT_FALSE(File::RenameWithOp(P("a").c_str(), P("b").c_str(), false, &op));
-  EXPECT_EQ(op.error(), file::ERROR_ALREADY_EXISTS);
-  EXPECT_EQ(Get("b"), "B");
-  EXPECT_TRUE(File::Rename(P("a").c_str(), P("b").c_str(), true));
-  EXPECT_FALSE(Exists("a"));
-  EXPECT_EQ(Get("b"), "A");
-  EXPECT_FALSE(File::RenameWithOp(P("missing").c_str(), P("d").c_str(), false, &op));
-  EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
-}
-
-TEST_P(FsConformance, CopyRespectsOverwriteAndAttributes) {
+TEST_P(FsConformance, DeleteRenameAndCopyRespectKindAndOverwrite) {
   const std::string data("copy\0me", 7);
   Put("a", data);
   Put("b", "old");
+  MkDirs("d");
+  file::Operation op;
+  EXPECT_FALSE(File::DeleteWithOp(P("d").c_str(), &op));
+  EXPECT_NE(op.error(), file::OK);
+  EXPECT_TRUE(File::IsDirectory(P("d").c_str()));
   EXPECT_FALSE(File::Copy(P("a").c_str(), P("b").c_str(), false));
+  EXPECT_EQ(ErrorOf(File::RenameWithOp(P("a").c_str(), P("b").c_str(), false, &op), op), file::ERROR_ALREADY_EXISTS);
   EXPECT_EQ(Get("b"), "old");
   EXPECT_TRUE(File::Copy(P("a").c_str(), P("b").c_str(), true));
   EXPECT_EQ(Get("b"), data);
   EXPECT_TRUE(File::CopyWithAttr(P("a").c_str(), P("c").c_str(), Attr_t(Attr_t::APPEND), false));
   EXPECT_EQ(StatOf("c").attributes.attr, static_cast<uint32>(Attr_t::APPEND));
   EXPECT_EQ(Get("c"), data);
-  MkDirs("d");
   EXPECT_FALSE(File::Copy(P("d").c_str(), P("e").c_str(), true));
   EXPECT_FALSE(File::Copy(P("missing").c_str(), P("e").c_str(), true));
+  Put("b", "B");
+  EXPECT_TRUE(File::Rename(P("b").c_str(), P("a").c_str(), true));
+  EXPECT_FALSE(Exists("b"));
+  EXPECT_EQ(Get("a"), "B");
+  EXPECT_EQ(ErrorOf(File::RenameWithOp(P("missing").c_str(), P("e").c_str(), false, &op), op), file::ERROR_NOT_FOUND);
+  EXPECT_TRUE(File::Delete(P("a").c_str()));
+  EXPECT_FALSE(Exists("a"));
+  EXPECT_EQ(ErrorOf(File::DeleteWithOp(P("a").c_str(), &op), op), file::ERROR_NOT_FOUND);
+  Put("g1", "");
+  Put("g2", "");
+  EXPECT_TRUE(File::DeleteMatchingFiles(P("g*").c_str()));
+  EXPECT_FALSE(Exists("g1") || Exists("g2"));
 }
 
 TEST_P(FsConformance, HandleToHandleCopies) {
   Put("src", "0123456789");
-  Handle source = OpenOrFail(P("src"), "r");
-  Handle target = OpenOrFail(P("dst"), "w+");
+  Handle source = OpenOrFail(P("src"), "r"), target = OpenOrFail(P("dst"), "w+");
   ASSERT_TRUE(source->Seek(2));
   EXPECT_TRUE(File::CopyNBytes(source.get(), target.get(), 3, nullptr, nullptr));
   EXPECT_TRUE(File::CopyToEof(source.get(), target.get()));
@@ -473,7 +446,7 @@ TEST_P(FsConformance, HandleToHandleCopies) {
   EXPECT_EQ(ReadAll(target.get()), "23456789");
 }
 
-TEST_P(FsConformance, SnapshotsAreIndependentCopies) {
+TEST_P(FsConformance, SnapshotsAndRenamesCarryAttributeRecords) {
   MkDirs("t/sub");
   Put("t/a", "A");
   Put("t/sub/b", "B");
@@ -491,6 +464,14 @@ TEST_P(FsConformance, SnapshotsAreIndependentCopies) {
   }
   EXPECT_FALSE(File::Snapshot(P("t").c_str(), P("t.snap").c_str(), DEFAULT_FILE_MODE, 0700));
   EXPECT_FALSE(File::SnapshotFile(P("t").c_str(), P("t2.snap").c_str(), 0600));
+  // Attribute records travel with renames too, and go with deletes.
+  ASSERT_TRUE(File::Rename(P("a.snap").c_str(), P("b").c_str(), false));
+  EXPECT_EQ(StatOf("b").attributes.attr, static_cast<uint32>(Attr_t::ARCHIVAL_PENDING));
+  EXPECT_EQ(Get("b"), "A");
+  ASSERT_TRUE(File::Delete(P("b").c_str()));
+  Put("b", "new");
+  EXPECT_EQ(StatOf("b").attributes.attr, 0u);  // the old record went with the old file
+  EXPECT_FALSE(File::SetAttributes(P("missing").c_str(), Attr_t(Attr_t::APPEND)));
 }
 
 
@@ -519,8 +500,7 @@ TEST_P(FsConformance, FinalizedAndFrozenFilesRefuseWriting) {
     for (const char* mode : {"w", "a", "r+", "w+", "a+"}) {
       Handle f(File::Create(P("f"), mode));
       ASSERT_NE(f, nullptr);
-      EXPECT_FALSE(f->Open()) << mode;
-      EXPECT_EQ(f->GetCurrentErrorCode(), file::ERROR_PERMISSION_DENIED) << mode;
+      EXPECT_EQ(ErrorOf(f->Open(), f), file::ERROR_PERMISSION_DENIED) << mode;
     }
     OpenOrFail(P("f"), "r");
     EXPECT_EQ(Get("f"), "final");
@@ -554,20 +534,9 @@ TEST_P(FsConformance, AppendOnlyFilesTakeWritesOnlyAtTheEnd) {
   EXPECT_EQ(Get("log"), "123456");
 }
 
-TEST_P(FsConformance, AttributesTravelWithRenameAndGoWithDelete) {
-  Put("a", "x");
-  SetAttr("a", Attr_t::ARCHIVAL_PENDING);
-  ASSERT_TRUE(File::Rename(P("a").c_str(), P("b").c_str(), false));
-  EXPECT_EQ(StatOf("b").attributes.attr, static_cast<uint32>(Attr_t::ARCHIVAL_PENDING));
-  EXPECT_EQ(Get("b"), "x");
-  ASSERT_TRUE(File::Delete(P("b").c_str()));
-  Put("b", "new");
-  EXPECT_EQ(StatOf("b").attributes.attr, 0u);  // the old record went with the old file
-  EXPECT_FALSE(File::SetAttributes(P("missing").c_str(), Attr_t(Attr_t::APPEND)));
-}
 
 
-TEST_P(FsConformance, DirectoryLifecycle) {
+TEST_P(FsConformance, DirectoryLifecycleAndRecursiveDelete) {
   file::Operation op;
   EXPECT_EQ(ErrorOf(File::CreateDirWithOp(P("x/y").c_str(), 0755, &op), op), file::ERROR_NOT_FOUND);
   ASSERT_TRUE(File::CreateDir(P("x").c_str(), 0755));
@@ -579,18 +548,15 @@ TEST_P(FsConformance, DirectoryLifecycle) {
   EXPECT_EQ(ErrorOf(File::DeleteDirWithOp(P("x").c_str(), &op), op), file::ERROR_NOT_EMPTY);
   EXPECT_TRUE(File::DeleteDir(P("x/y/z").c_str()));
   EXPECT_FALSE(File::IsDirectory(P("x/y/z").c_str()));
-}
-
-TEST_P(FsConformance, DeleteRecursivelyCounts) {
-  MkDirs("t/a/b");
-  for (const char* name : {"t/f1", "t/a/f2", "t/a/b/f3", "t/a/b/.dot"}) Put(name, "");
-  SetAttr("t/f1", Attr_t::ARCHIVAL_PENDING);
+  MkDirs("x/a");
+  for (const char* name : {"x/a/f2", "x/a/.dot"}) Put(name, "");
+  SetAttr("x/y/f", Attr_t::ARCHIVAL_PENDING);
   int files = -1, dirs = -1;
-  File::DeleteRecursively(P("t"), &files, &dirs);
-  EXPECT_EQ(files, 4);  // the attribute record is not counted
+  File::DeleteRecursively(P("x"), &files, &dirs);
+  EXPECT_EQ(files, 3);  // the attribute record is not counted
   EXPECT_EQ(dirs, 3);
-  EXPECT_FALSE(Exists("t"));
-  File::DeleteRecursively(P("t"), &files, &dirs);
+  EXPECT_FALSE(Exists("x"));
+  File::DeleteRecursively(P("x"), &files, &dirs);
   EXPECT_EQ(files, 0);
   EXPECT_EQ(dirs, 0);
 }
@@ -636,14 +602,11 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
   EXPECT_EQ(flags, a_and_c);
   EXPECT_EQ(File::Open(P("a").c_str(), "w"), nullptr);
   EXPECT_TRUE(File::BulkSetAttributes({P("a"), P("c")}, Attr_t(0), &flags));
-  EXPECT_TRUE(File::BulkSetMode({P("a"), P("c")}, 0600, &flags));
   file::Operation op;
   EXPECT_FALSE(File::BulkDeleteWithOp(names, &op, &flags));
   EXPECT_EQ(flags, a_and_c);
   EXPECT_EQ(op.error(), file::ERROR_NOT_FOUND);
   EXPECT_TRUE(Contains(op.message(), P("b")));
-  EXPECT_TRUE(File::BulkExist({}, &flags));
-  EXPECT_TRUE(flags.empty());
   Put("a", "");
   EXPECT_FALSE(File::BulkRename({P("a")}, {P("x"), P("y")}, false, &flags));  // unequal lists
   EXPECT_TRUE(Exists("a"));
@@ -654,48 +617,31 @@ TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {
 }
 
 
+// Positioned reads are covered by the handle safety and remote suites.
 TEST_P(FsConformance, AsyncOperationsCompleteTheirWatcher) {
   Put("f", "12345");
+  AsyncIOWatcher stat_done, missing_done, match_done, open_done, write_done, delete_done;
   FileStat st;
-  AsyncIOWatcher stat_done;
   ASSERT_TRUE(File::StatAsync(P("f").c_str(), &st, &stat_done));
   EXPECT_EQ(Finished(&stat_done), file::OK);
   EXPECT_EQ(stat_done.Bytes(), 5);
   EXPECT_EQ(st.length, 5);
-  AsyncIOWatcher missing_done;
   ASSERT_TRUE(File::StatAsync(P("missing").c_str(), &st, &missing_done));
   EXPECT_EQ(Finished(&missing_done), file::ERROR_NOT_FOUND);
-  AsyncIOWatcher open_missing_done;
-  Handle missing(File::OpenAsync(P("missing").c_str(), "r", &open_missing_done));
-  ASSERT_NE(missing, nullptr);
-  EXPECT_EQ(Finished(&open_missing_done), file::ERROR_NOT_FOUND);
-
   vector<::string> matches;
-  AsyncIOWatcher match_done;
   ASSERT_TRUE(File::MatchAsync(P("*").c_str(), &matches, &match_done));
   EXPECT_EQ(Finished(&match_done), file::OK);
   EXPECT_EQ(matches, (vector<::string>{P("f")}));
 
-  AsyncIOWatcher open_done;
   Handle f(File::OpenAsync(P("f").c_str(), "r+", &open_done));
   ASSERT_NE(f, nullptr);
   ASSERT_EQ(Finished(&open_done), file::OK);
-  IOBuffer data;
   int64 count = -1;
-  AsyncIOWatcher read_done;
-  ASSERT_TRUE(f->PReadAsync(1, 10, &data, &count, &read_done));
-  EXPECT_EQ(Finished(&read_done), file::OK);
-  EXPECT_EQ(read_done.Bytes(), 4);
-  EXPECT_EQ(count, 4);
-  EXPECT_EQ(data.ToString(), "2345");
   IOBuffer out("ab", 2);
-  AsyncIOWatcher write_done;
   ASSERT_TRUE(f->PWriteAsync(5, &out, &count, &write_done));
   EXPECT_EQ(Finished(&write_done), file::OK);
   EXPECT_EQ(count, 2);
   EXPECT_EQ(ReadAll(f.get()), "12345ab");
-
-  AsyncIOWatcher delete_done;
   ASSERT_TRUE(File::DeleteAsync(P("f").c_str(), &delete_done));
   EXPECT_EQ(Finished(&delete_done), file::OK);
   EXPECT_FALSE(Exists("f"));
@@ -785,9 +731,7 @@ TEST_P(FsConformance, OpenHandlesAreListedUntilClosed) {
   EXPECT_TRUE(Contains(File::GetOpenFiles(), line));
   EXPECT_TRUE(file::CloseAndDelete(f));
   EXPECT_FALSE(Contains(File::GetOpenFiles(), line));
-  File* unclosed = File::Open(P("f").c_str(), "r");
-  ASSERT_NE(unclosed, nullptr);
-  delete unclosed;  // deleting an open handle closes it
+  delete File::Open(P("f").c_str(), "r");  // deleting an open handle closes it
   EXPECT_FALSE(Contains(File::GetOpenFiles(), line));
 }
 

@@ -38,8 +38,11 @@ class HandleSafety : public BothFsTest {
 
 PQ_ON_BOTH_FILE_SYSTEMS(HandleSafety);
 
-TEST_P(HandleSafety, RefusedLockedTruncatingOpenLeavesTheFileAlone) {
+// A refused lock changes nothing: not the file a truncating open would
+// empty, nor the lock the handle already holds.
+TEST_P(HandleSafety, RefusedLocksLeaveFileAndHeldLockAlone) {
   Put("f", "important contents");
+  LockInfo shared(LockInfo::SHARED, /*blocking=*/false);
   LockInfo exclusive(LockInfo::EXCLUSIVE, /*blocking=*/false);
   Handle holder(File::OpenLocked(P("f").c_str(), "r", &exclusive));
   ASSERT_NE(holder, nullptr);
@@ -51,12 +54,8 @@ TEST_P(HandleSafety, RefusedLockedTruncatingOpenLeavesTheFileAlone) {
   ASSERT_NE(writer, nullptr);
   EXPECT_EQ(writer->Size(), 0);
   EXPECT_EQ(Get("f"), "");
-}
+  writer.reset();
 
-TEST_P(HandleSafety, RefusedLockChangeKeepsTheLockAlreadyHeld) {
-  Put("f", "x");
-  LockInfo shared(LockInfo::SHARED, /*blocking=*/false);
-  LockInfo exclusive(LockInfo::EXCLUSIVE, /*blocking=*/false);
   Handle a(File::OpenLocked(P("f").c_str(), "r", &shared));
   Handle b(File::OpenLocked(P("f").c_str(), "r", &shared));
   ASSERT_NE(a, nullptr);
@@ -75,8 +74,17 @@ TEST_P(HandleSafety, RefusedLockChangeKeepsTheLockAlreadyHeld) {
   EXPECT_EQ(Handle(File::OpenLocked(P("g").c_str(), "r", &exclusive)), nullptr);
 }
 
-TEST_P(HandleSafety, CloseRacingReadsAndWritesFailsThemCleanly) {
+TEST_P(HandleSafety, IoAfterOrRacingCloseFailsCleanly) {
   Put("f", ::string(4096, 'x'));
+  {
+    Handle f = OpenOrFail(P("f"), "r");
+    ASSERT_TRUE(f->Close());
+    char buffer[4];
+    EXPECT_EQ(ErrorOf(f->PRead(0, buffer, 3), f), file::ERROR_INVALID_ARGUMENT);
+    EXPECT_NE(f->GetCurrentErrorMessage().find("file is not open"), ::string::npos);
+    EXPECT_EQ(f->GetMemBlock(0, 3, 0), nullptr);
+    EXPECT_TRUE(f->Close());
+  }
   for (int iteration = 0; iteration < 500; ++iteration) {
     File* f = File::Open(P("f").c_str(), "r+");
     ASSERT_NE(f, nullptr);
@@ -108,26 +116,14 @@ TEST_P(HandleSafety, CloseRacingReadsAndWritesFailsThemCleanly) {
   }
 }
 
-TEST_P(HandleSafety, IoAfterCloseReportsTheHandleIsNotOpen) {
-  Put("f", "abc");
-  Handle f = OpenOrFail(P("f"), "r");
-  ASSERT_TRUE(f->Close());
-  char buffer[4];
-  EXPECT_EQ(ErrorOf(f->PRead(0, buffer, 3), f), file::ERROR_INVALID_ARGUMENT);
-  EXPECT_NE(f->GetCurrentErrorMessage().find("file is not open"), ::string::npos);
-  EXPECT_EQ(f->GetMemBlock(0, 3, 0), nullptr);
-  EXPECT_TRUE(f->Close());
-}
-
 // More bytes than this machine could hold in memory.
 int64 MoreThanMemory() { return 2 * sysconf(_SC_PHYS_PAGES) * sysconf(_SC_PAGESIZE) + 4096; }
 
 int OpenDescriptors() {
   int count = 0;
   DIR* fds = opendir("/proc/self/fd");
-  if (fds == nullptr) return -1;
-  while (readdir(fds) != nullptr) ++count;
-  closedir(fds);
+  while (fds != nullptr && readdir(fds) != nullptr) ++count;
+  if (fds != nullptr) closedir(fds);
   return count;
 }
 
@@ -199,31 +195,24 @@ TEST_P(HandleSafety, AllocationFailureWhileReadingIsAnError) {
       ::testing::ExitedWithCode(0), "Cannot allocate memory");
 }
 
-TEST_P(HandleSafety, AsyncReadOfAnAbsurdLengthFinishes) {
+// An absurd length reads what there is; the forms that fail report the
+// handle's error through their watcher.
+TEST_P(HandleSafety, AsyncFormsFinishWithTheHandlesOutcome) {
   Put("f", "hello");
   Handle f = OpenOrFail(P("f"), "r");
-  IOBuffer data;
-  int64 n = -7;
-  AsyncIOWatcher done;
-  ASSERT_TRUE(f->PReadAsync(0, int64{1} << 61, &data, &n, &done));
-  ASSERT_TRUE(done.WaitWithTimeout(10000));
-  EXPECT_EQ(done.Error(), file::OK);
+  IOBuffer data, record("abc", 3);
+  int64 n = -7, offset = 0;
+  AsyncIOWatcher read, append, sync;
+  ASSERT_TRUE(f->PReadAsync(0, int64{1} << 61, &data, &n, &read));
+  ASSERT_TRUE(read.WaitWithTimeout(10000));
+  EXPECT_EQ(read.Error(), file::OK);
   EXPECT_EQ(n, 5);
   EXPECT_EQ(data.ToString(), "hello");
-}
-
-TEST_P(HandleSafety, AsyncFormsReportTheHandlesError) {
-  Put("f", "hello");
-  Handle f = OpenOrFail(P("f"), "r");
-  IOBuffer data("abc", 3);
-  int64 offset = 0;
-  AsyncIOWatcher append;
-  ASSERT_TRUE(f->RecordAppendAsync(&data, &offset, &append));
+  ASSERT_TRUE(f->RecordAppendAsync(&record, &offset, &append));
   append.Wait();
   EXPECT_EQ(append.Error(), file::ERROR_PERMISSION_DENIED);
   EXPECT_EQ(offset, -1);
   ASSERT_TRUE(f->Close());
-  AsyncIOWatcher sync;
   ASSERT_TRUE(f->SyncAsync(&sync));
   sync.Wait();
   EXPECT_EQ(sync.Error(), file::ERROR_INVALID_ARGUMENT);
@@ -277,10 +266,6 @@ TEST_P(HandleSafety, CopyOntoItselfFailsAndKeepsTheFile) {
         << same;
     EXPECT_EQ(Get("d/x"), "precious data") << same;
   }
-  // A different file is still overwritten as asked.
-  Put("d/y", "old");
-  EXPECT_TRUE(File::Copy(x.c_str(), P("d/y").c_str(), true));
-  EXPECT_EQ(Get("d/y"), "precious data");
 }
 
 TEST_P(HandleSafety, CopyOntoAHardLinkOrSymlinkOfItselfFails) {
@@ -309,61 +294,40 @@ TEST_P(HandleSafety, RenameOntoItselfNeedsOverwriteOnEveryFileSystem) {
 }
 
 
-TEST_P(HandleSafety, ProtectedDirectoryResistsTrailingSlashAndDotForms) {
+TEST_P(HandleSafety, ProtectedNamesResistOtherSpellings) {
   MkDirs("p");
+  Put("f", "x");
   SetAttr("p", Attr_t::PROTECTED);
-  for (const ::string& spelling : {P("p/"), P("p//"), P("p/."), P("./p/"), DoubleSlash("p")}) {
-    EXPECT_FALSE(File::DeleteDir(spelling.c_str())) << spelling;
+  SetAttr("f", Attr_t::PROTECTED);
+  const std::pair<::string, bool> spellings[] = {{P("p/"), true},  {P("p//"), true},         {P("p/."), true},
+                                                 {P("./p/"), true}, {DoubleSlash("p"), true}, {DoubleSlash("f"), false},
+                                                 {P("./f"), false}};
+  for (const auto& [spelling, is_dir] : spellings) {
+    EXPECT_FALSE(is_dir ? File::DeleteDir(spelling.c_str()) : File::Delete(spelling.c_str())) << spelling;
     EXPECT_FALSE(File::Rename(spelling.c_str(), P("q").c_str(), false)) << spelling;
-    EXPECT_TRUE(Exists("p")) << spelling;
-    EXPECT_TRUE(AttributesOf(spelling).has(Attr_t::PROTECTED)) << spelling;
+    EXPECT_TRUE(AttributesOf(spelling).has(Attr_t::PROTECTED)) << spelling;  // and still there
   }
+  SetAttr("f", 0);  // so that the directory can be cleaned up
   // Clearing through the slash form clears the one record, and deleting
   // through it takes the record along.
   ASSERT_TRUE(File::SetAttributes(P("p/").c_str(), Attr_t(0)));
   EXPECT_FALSE(Exists(".p.attr"));
   SetAttr("p", Attr_t::APPEND);
   EXPECT_TRUE(File::DeleteDir(P("p/").c_str()));
-  EXPECT_FALSE(Exists("p"));
-  EXPECT_FALSE(Exists(".p.attr"));
+  EXPECT_FALSE(Exists("p") || Exists(".p.attr"));
   MkDirs("p");
   EXPECT_EQ(AttributesOf(P("p")).attr, 0u);
 }
 
-TEST_P(HandleSafety, ProtectedFileResistsDoubledSlashAndDotForms) {
-  Put("f", "x");
-  SetAttr("f", Attr_t::PROTECTED);
-  for (const ::string& spelling : {DoubleSlash("f"), P("./f")}) {
-    EXPECT_FALSE(File::Delete(spelling.c_str())) << spelling;
-    EXPECT_FALSE(File::Rename(spelling.c_str(), P("g").c_str(), false)) << spelling;
-    EXPECT_TRUE(Exists("f")) << spelling;
-  }
-  SetAttr("f", 0);  // so that the directory can be cleaned up
-}
-
-TEST_P(HandleSafety, RenameWithTrailingSlashesCarriesTheRecord) {
-  MkDirs("dd");
-  SetAttr("dd", Attr_t::APPEND);
-  ASSERT_TRUE(File::Rename(P("dd/").c_str(), P("ee/").c_str(), false));
-  EXPECT_FALSE(Exists(".dd.attr"));
-  EXPECT_TRUE(Exists(".ee.attr"));
-  EXPECT_TRUE(AttributesOf(P("ee")).has(Attr_t::APPEND));
-  MkDirs("dd");
-  EXPECT_EQ(AttributesOf(P("dd")).attr, 0u);
-  // A protected directory cannot leave under its slash form either.
-  SetAttr("ee", Attr_t::PROTECTED);
-  EXPECT_FALSE(File::Rename(P("ee/").c_str(), P("ff/").c_str(), false));
-  EXPECT_TRUE(Exists("ee"));
-  SetAttr("ee", 0);
-}
-
-TEST_P(HandleSafety, StatSeesRecordChangesMadeThroughAnotherSpelling) {
+TEST_P(HandleSafety, RecordsFollowSlashSpellingsThroughStatAndRename) {
   MkDirs("s");
   EXPECT_EQ(AttributesOf(P("s")).attr, 0u);  // now cached as "no attributes"
   ASSERT_TRUE(File::SetAttributes(P("s/").c_str(), Attr_t(Attr_t::APPEND)));
   EXPECT_TRUE(AttributesOf(P("s")).has(Attr_t::APPEND));
   EXPECT_TRUE(AttributesOf(P("s/")).has(Attr_t::APPEND));
-  ASSERT_TRUE(File::Rename(P("s//").c_str(), P("t").c_str(), false));
+  ASSERT_TRUE(File::Rename(P("s//").c_str(), P("t/").c_str(), false));
+  EXPECT_FALSE(Exists(".s.attr"));
+  EXPECT_TRUE(Exists(".t.attr"));
   EXPECT_TRUE(AttributesOf(P("t")).has(Attr_t::APPEND));
   MkDirs("s");
   EXPECT_EQ(AttributesOf(P("s")).attr, 0u);

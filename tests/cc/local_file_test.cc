@@ -11,7 +11,6 @@
 #include "file/base/core/attr_record.h"
 #include "file/base/core/file_attributes.h"
 #include "file/base/local/local_file.h"
-#include "file/base/util/open_mode.h"
 #include "file/base/core/operation.h"
 #include "tests/cc/fs_conformance.h"
 
@@ -26,17 +25,13 @@ class LocalFileTest : public FsTest {
 TEST(RegistryTest, BuiltinsServeTheirNamesAndOtherKindsAreNotRegistered) {
   const auto local = FileFactory::Find(FileFactory::local_file);
   const auto mem = FileFactory::Find(FileFactory::mem_file);
-  ASSERT_NE(local, nullptr);
-  ASSERT_NE(mem, nullptr);
   EXPECT_NE(local, mem);
   EXPECT_EQ(FileFactory::Find(FileFactory::tarn_file), nullptr);
-  EXPECT_EQ(FileFactory::Find(FileFactory::encrypted_file), nullptr);
   EXPECT_EQ(FileFactory::Find(nullptr), nullptr);
   for (const char* name : {"/mem/x", "/mem"}) EXPECT_EQ(FileFactory::ForName(name), mem) << name;
-  for (const char* name : {"/memory", "/memory/x", "/tmp/mem/x", "mem/x", "relative/name"}) {
-    EXPECT_EQ(FileFactory::ForName(name), local) << name;
+  for (const char* name : {"/memory", "/memory/x", "/tmp/mem/x", "mem/x", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(FileFactory::ForName(name), local) << (name ? name : "null");
   }
-  EXPECT_EQ(FileFactory::ForName(nullptr), local);
   EXPECT_EQ(FileFactory::FindPrefixFactory("/tmp/x"), nullptr);  // local has no prefix
   ::string prefix;
   EXPECT_EQ(FileFactory::FindPrefixFactoryAndPrefix("/mem/a/b", &prefix), mem);
@@ -64,20 +59,18 @@ TEST(RegistryTest, LongestPrefixWinsAndUnregisterRestores) {
 }
 
 TEST(RegistryTest, FilterMatchesHidesWhatTheTypeHides) {
-  vector<::string> names = {"d/b", "d/.hidden", "d/old~", "d/.a.attr", "d/a", "d/b"};
-  FileFactory::FilterMatches("d/*", &names, File::MATCH_DEFAULT, 0);
-  EXPECT_EQ(names, (vector<::string>{"d/a", "d/b"}));
-  names = {"d/.hidden", "d/old~", "d/.a.attr"};
-  FileFactory::FilterMatches("d/*", &names, File::MATCH_ALL, 1);
-  EXPECT_EQ(names, (vector<::string>{"d/.a.attr", "d/.hidden", "d/old~"}));
-  names = {"d/.hidden", "d/.a.attr"};
-  FileFactory::FilterMatches("d/.*", &names, File::MATCH_DEFAULT, 0);
-  EXPECT_EQ(names, (vector<::string>{"d/.hidden"}));
-  names = {"d/.a.attr"};
-  FileFactory::FilterMatches("d/.a.attr", &names, File::MATCH_DEFAULT, 0);  // spelled out
-  EXPECT_EQ(names, (vector<::string>{"d/.a.attr"}));
+  using Names = vector<::string>;
+  const struct { const char* pattern; Names names; File::MatchType type; int records; Names kept; } cases[] = {
+      {"d/*", {"d/b", "d/.hidden", "d/old~", "d/.a.attr", "d/a", "d/b"}, File::MATCH_DEFAULT, 0, {"d/a", "d/b"}},
+      {"d/*", {"d/.hidden", "d/old~", "d/.a.attr"}, File::MATCH_ALL, 1, {"d/.a.attr", "d/.hidden", "d/old~"}},
+      {"d/.*", {"d/.hidden", "d/.a.attr"}, File::MATCH_DEFAULT, 0, {"d/.hidden"}},
+      {"d/.a.attr", {"d/.a.attr"}, File::MATCH_DEFAULT, 0, {"d/.a.attr"}},  // spelled out
+  };
+  for (auto c : cases) {
+    FileFactory::FilterMatches(c.pattern, &c.names, c.type, c.records);
+    EXPECT_EQ(c.names, c.kept) << c.pattern;
+  }
 }
-
 
 TEST(AttributeRecordTest, NamesAndText) {
   EXPECT_EQ(file::AttributeRecordName("d/x"), "d/.x.attr");
@@ -117,7 +110,6 @@ TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
   std::string data;
   for (int i = 0; i < (3 << 18) + 7; ++i) data += static_cast<char>(i * 7 + (i >> 11));  // 3 MiB + 7
   shared_ptr<FileFactory> local = FileFactory::ForName(P("x").c_str());
-  ASSERT_NE(local, nullptr);
   for (const std::string& contents : {data, std::string()}) {
     Put("src", contents);
     ASSERT_EQ(chmod(P("src").c_str(), 0640), 0);
@@ -132,8 +124,7 @@ TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
     ASSERT_TRUE(File::Delete(P("dst").c_str()));
   }
   file::Operation missing;
-  EXPECT_FALSE(local->DoCloneFile(P("none").c_str(), P("dst").c_str(), &missing));
-  EXPECT_EQ(missing.error(), file::ERROR_NOT_FOUND);
+  EXPECT_EQ(ErrorOf(local->DoCloneFile(P("none").c_str(), P("dst").c_str(), &missing), missing), file::ERROR_NOT_FOUND);
   EXPECT_FALSE(Exists("dst"));
 }
 
@@ -155,21 +146,10 @@ TEST_F(LocalFileTest, CloneAcrossFileSystemsCopiesOrLeavesNothingForTheByteCopy)
 }
 
 
-TEST_F(LocalFileTest, LargeRangesAreRealMappings) {
-  Put("big", std::string(70000, 'm'));
-  Handle f = OpenOrFail(P("big"), "r");
-  EXPECT_TRUE(f->IsLocalFile());
-  std::unique_ptr<MemBlock> block(f->TryMMap(4097, 50000));
-  ASSERT_NE(block, nullptr);
-  EXPECT_TRUE(block->is_mapped());
-  EXPECT_EQ(block->offset(), 4097);
-  EXPECT_EQ(std::string(block->data(), 5), "mmmmm");
-}
-
 TEST_F(LocalFileTest, FifosAreRecognisedAndReadLineWorksOnThem) {
   ASSERT_EQ(mkfifo(P("pipe").c_str(), 0600), 0);
   Handle pipe = OpenOrFail(P("pipe"), "r+");  // r+ does not wait for a writer
-  EXPECT_TRUE(pipe->IsFifo());
+  EXPECT_TRUE(pipe->IsFifo() && pipe->IsLocalFile());
   EXPECT_EQ(pipe->Write("one\ntwo\n", 8), 8);
   char line[16];
   ASSERT_NE(pipe->ReadLine(line, sizeof(line)), nullptr);
@@ -209,9 +189,7 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
   Handle f(File::OpenWithOptions(P("f").c_str(), "w", options));
   ASSERT_NE(f, nullptr);
   EXPECT_EQ(f->Write("abc", 3), 3);
-  EXPECT_TRUE(f->Flush());
-  EXPECT_TRUE(f->Sync());
-  EXPECT_TRUE(f->DataSync());
+  EXPECT_TRUE(f->Flush() && f->Sync() && f->DataSync()) << f->GetCurrentErrorMessage();
   FileOpenOptions direct;
   direct.set_direct_io();
   Handle d(File::CreateWithOptions(P("direct").c_str(), "w", direct));
@@ -226,7 +204,7 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
 }
 
 
-TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTexts) {
+TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTextsOrOpenAtTheCheckpoint) {
   EXPECT_DEATH(File::OpenOrDie("", "r"), "file/base/file.h:654\\] Bad name for open:");
   const ::string missing = P("missing");
   EXPECT_DEATH(File::OpenOrDie(missing.c_str(), "r"),
@@ -238,9 +216,7 @@ TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTexts) {
   ::string contents;
   EXPECT_DEATH(File::ReadFileToStringOrDie(missing.c_str(), &contents), "ReadFileToString");
   EXPECT_DEATH(File::WriteStringToFileOrDie("x", unwritable.c_str()), "WriteStringToFile");
-}
-
-TEST_F(LocalFileTest, CheckpointOpensPositionTheHandle) {
+  // The forms that succeed put the handle at the checkpoint.
   Put("f", "0123456789");
   CheckpointRecord checkpoint(P("f"), 4);
   Handle reader(File::OpenToCheckpointOrDie(P("f").c_str(), "r", &checkpoint));
@@ -250,11 +226,6 @@ TEST_F(LocalFileTest, CheckpointOpensPositionTheHandle) {
   EXPECT_EQ(attr, nullptr);
   EXPECT_EQ(writer->Tell(), 4);
   EXPECT_EQ(writer->Size(), 4);
-  File::WriteStringToFileOrDie("whole", P("g").c_str());
-  File::AppendStringToFileOrDie("!", P("g").c_str());
-  ::string contents;
-  File::ReadFileToStringOrDie(P("g").c_str(), &contents);
-  EXPECT_EQ(contents, "whole!");
 }
 
 
@@ -287,10 +258,8 @@ TEST_F(LocalFileTest, BandwidthLimitSlowsCopies) {
                                        DEFAULT_FILE_MODE, nullptr, false, true, true, &limit));
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   EXPECT_GE(seconds, 0.25);
-  const FileStat source = StatOf("f");
-  const FileStat copy = StatOf("g");
-  EXPECT_EQ(copy.length, source.length);
-  EXPECT_EQ(copy.mtime, source.mtime);  // preserve_mtime
+  const FileStat source = StatOf("f"), copy = StatOf("g");
+  EXPECT_EQ(std::pair(copy.length, copy.mtime), std::pair(source.length, source.mtime));  // mtime preserved
 }
 
 TEST_F(LocalFileTest, StatisticsCountOperations) {
@@ -300,7 +269,6 @@ TEST_F(LocalFileTest, StatisticsCountOperations) {
   Put("f", "12345");
   EXPECT_EQ(stats->opens, opens + 1);
   EXPECT_EQ(stats->bytes_written, written + 5);
-  EXPECT_NE(stats->ToString().find("opens="), std::string::npos);
   // Failed by-name calls count as errors whether or not the caller passed an
   // Operation; only a caller's Operation is tagged with the call.
   for (const bool with_op : {false, true}) {
@@ -319,8 +287,7 @@ TEST_F(LocalFileTest, StatisticsCountOperations) {
 
 
 TEST(FileProcessTest, HostPageAndThreadUser) {
-  EXPECT_GT(File::pagesize(), 0);
-  EXPECT_EQ(File::pagesize() & (File::pagesize() - 1), 0);
+  EXPECT_EQ(File::pagesize(), sysconf(_SC_PAGESIZE));
   EXPECT_FALSE(File::localhost_name().empty());
   File::SetCurrentThreadUserName("alice");
   ::string other_thread_user = "unset";
@@ -328,24 +295,6 @@ TEST(FileProcessTest, HostPageAndThreadUser) {
   EXPECT_EQ(File::GetCurrentThreadUserName(), "alice");
   EXPECT_EQ(other_thread_user, "");
   File::SetCurrentThreadUserName("");
-}
-
-TEST(OpenModeTest, ParsesTheFopenModes) {
-  file::OpenMode m;
-  // Flags in the order read, write, append, create, truncate.
-  auto flags = [&m] {
-    return ::string{m.read ? 'r' : '-', m.write ? 'w' : '-', m.append ? 'a' : '-',
-                    m.create ? 'c' : '-', m.truncate ? 't' : '-'};
-  };
-  const std::pair<const char*, const char*> cases[] = {
-      {"r", "r----"}, {"wb", "-w-ct"}, {"a+", "rwac-"}, {"rb+", "rw---"}, {"w+", "rw-ct"}};
-  for (const auto& [mode, want] : cases) {
-    m = file::OpenMode();
-    ASSERT_TRUE(file::ParseOpenMode(mode, &m)) << mode;
-    EXPECT_EQ(flags(), want) << mode;
-  }
-  for (const char* bad : {"", "r+b+", "rr", "q", "w-"}) EXPECT_FALSE(file::ParseOpenMode(bad, &m)) << bad;
-  EXPECT_FALSE(file::ParseOpenMode(nullptr, &m));
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
-// Log positions (packing, text form, file-name numbers); writing, reading,
-// tailing, collecting and truncating logs, on the local and the in-memory
-// file system; logs as record files (each file of a log reads as a record
-// file and a record file reads as a log), messages, batch positions and
-// carried buffers.
+// Log positions and file names; writing, reading, tailing, collecting and
+// truncating logs on both file systems; logs as record files; messages.
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -16,7 +13,6 @@
 
 namespace {
 
-
 TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
   const std::pair<int, int64> pairs[] = {
       {0, 0}, {0, 1}, {0, LogBase::kMaxOffset}, {1, 0}, {7, 4096}, {99999, 5}, {LogBase::kMaxFileNumber, LogBase::kMaxOffset}};
@@ -24,38 +20,33 @@ TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
   for (const auto& [file, offset] : pairs) {
     const int64 p = LogBase::MakeLogPosition(file, offset);
     EXPECT_GT(p, previous) << file << ":" << offset;
-    EXPECT_EQ(LogBase::LogPositionToFileNumber(p), file);
-    EXPECT_EQ(LogBase::LogPositionToOffset(p), offset);
+    EXPECT_EQ(std::make_pair(LogBase::LogPositionToFileNumber(p), LogBase::LogPositionToOffset(p)), std::make_pair(file, offset));
     int64 parsed = -5;
-    ASSERT_TRUE(LogBase::TextToPosition(LogBase::PositionToText(p).c_str(), &parsed));
-    EXPECT_EQ(parsed, p);
+    EXPECT_TRUE(LogBase::TextToPosition(LogBase::PositionToText(p).c_str(), &parsed) && parsed == p) << p;
     EXPECT_LT(LogBase::PositionToText(p).size(), static_cast<size_t>(kMaxLogReaderPosLen));
     previous = p;
   }
   // Parts out of range give no position.
-  EXPECT_EQ(LogBase::MakeLogPosition(-1, 0), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(0, -1), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(LogBase::kMaxFileNumber + 1, 0), -1);
-  EXPECT_EQ(LogBase::MakeLogPosition(0, LogBase::kMaxOffset + 1), -1);
-  EXPECT_EQ(LogBase::LogPositionToFileNumber(-1), -1);
-  EXPECT_EQ(LogBase::LogPositionToOffset(LLONG_MIN), -1);
+  for (const auto& [file, offset] : {std::pair<int, int64>{-1, 0}, {0, -1}, {LogBase::kMaxFileNumber + 1, 0},
+                                     {0, LogBase::kMaxOffset + 1}}) {
+    EXPECT_EQ(LogBase::MakeLogPosition(file, offset), -1) << file << ":" << offset;
+  }
+  EXPECT_EQ(std::make_pair(LogBase::LogPositionToFileNumber(-1), LogBase::LogPositionToOffset(LLONG_MIN)),
+            std::make_pair(-1, int64{-1}));
 }
 
 TEST(LogPositions, TextForms) {
-  struct Case { const char* text; bool ok; int64 position; } cases[] = {
-      {"0:0", true, 0}, {"3:17", true, LogBase::MakeLogPosition(3, 17)},
-      {"-1", true, LogBase::kLogStart}, {"-2", true, LogBase::kLogEnd},
-      {"", false, 0}, {":", false, 0}, {"3:", false, 0}, {":3", false, 0}, {"3:4:5", false, 0},
-      {"-3", false, 0}, {"3 :4", false, 0}, {"99999999999999999999999:1", false, 0},
-      {"8388608:0", false, 0},        // file number too large
-      {"0:1099511627776", false, 0},  // offset too large
-  };
-  for (const Case& c : cases) {
+  const std::pair<const char*, int64> good[] = {
+      {"0:0", 0}, {"3:17", LogBase::MakeLogPosition(3, 17)}, {"-1", LogBase::kLogStart}, {"-2", LogBase::kLogEnd}};
+  for (const auto& [text, position] : good) {
     int64 p = 12345;
-    EXPECT_EQ(LogBase::TextToPosition(c.text, &p), c.ok) << c.text;
-    if (c.ok) {
-      EXPECT_EQ(p, c.position) << c.text;
-    }
+    EXPECT_TRUE(LogBase::TextToPosition(text, &p) && p == position) << text;
+  }
+  // 8388608: a file number too large; 1099511627776: an offset too large.
+  for (const char* text : {"", ":", "3:", ":3", "3:4:5", "-3", "3 :4", "99999999999999999999999:1", "8388608:0",
+                           "0:1099511627776"}) {
+    int64 p = 12345;
+    EXPECT_FALSE(LogBase::TextToPosition(text, &p)) << text;
   }
   EXPECT_FALSE(LogBase::TextToPosition(nullptr, nullptr));
   EXPECT_EQ(LogWriter::GetInitialPosition(), "0:0");
@@ -63,29 +54,18 @@ TEST(LogPositions, TextForms) {
 
 TEST(LogNames, FileNamesAndTheirNumbers) {
   LogBase base("/logs/x.");
-  EXPECT_EQ(base.FileName(7), "/logs/x.seq00007");
-  EXPECT_EQ(base.FileName(123456), "/logs/x.seq123456");
+  EXPECT_EQ(base.FileName(7) + " " + base.FileName(123456), "/logs/x.seq00007 /logs/x.seq123456");
   const struct { const char* name; int number; } cases[] = {
-      {"/logs/x.seq00007", 7},   {"aseq00000", 0},      {"aseq123456", 123456},
-      {"seq00001", 1},           {"/l/x.seq0001", -1},  {"/l/x.seq00001a", -1},
-      {"/l/x.sq00001", -1},      {"", -1},              {"/l/x.seq99999999999", -1},
-  };
+      {"/logs/x.seq00007", 7}, {"aseq00000", 0}, {"aseq123456", 123456}, {"seq00001", 1}, {"/l/x.seq0001", -1},
+      {"/l/x.seq00001a", -1}, {"/l/x.sq00001", -1}, {"", -1}, {"/l/x.seq99999999999", -1}};
   for (const auto& c : cases) EXPECT_EQ(LogBase::LogFileNameToFileNumber(c.name), c.number) << c.name;
   EXPECT_EQ(LogBase::LogFileNameToFileNumber(nullptr), -1);
   EXPECT_EQ(LogBase(std::string(5000, 'b')).FileName(1).size(), 4095u);  // long bases are cut
 }
 
-TEST(LogChunkSize, TestHookChangesAndRestores) {
-  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
-  LogWriter::setLogChunkSize_TEST(4096);
-  EXPECT_EQ(LogBase::GetLogChunkSize(), 4096);
-  LogWriter::setLogChunkSize_TEST(-3);
-  EXPECT_EQ(LogBase::GetLogChunkSize(), LogBase::kDefaultChunkSize);
-}
-
 PQ_ON_BOTH_FILE_SYSTEMS(LogTest);
 
-TEST_P(LogTest, PositionsNameRecordsAndSeekReturnsToThem) {
+TEST_P(LogTest, PositionsNameRecordsSeekBackAndAddAcrossFiles) {
   LogWriter::setLogChunkSize_TEST(300);
   LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
   std::vector<int64> before;  // the writer's position before each record
@@ -95,6 +75,18 @@ TEST_P(LogTest, PositionsNameRecordsAndSeekReturnsToThem) {
   }
   ASSERT_TRUE(w.Flush());
   LogReader r(base_);
+  // Adding bytes crosses from a file's end into the next; nothing outside the log.
+  const int64 start = LogBase::MakeLogPosition(0, 0), file0 = File::GetFileSize(r.FileName(0).c_str());
+  int64 total = 0;
+  for (int n = 0; File::Exists(r.FileName(n).c_str()); ++n) total += File::GetFileSize(r.FileName(n).c_str());
+  EXPECT_EQ(r.UnreadBytes(), total);
+  EXPECT_EQ(r.LogPositionAdd(start, 10), LogBase::MakeLogPosition(0, 10));
+  EXPECT_EQ(r.LogPositionAdd(start, file0), LogBase::MakeLogPosition(0, file0));
+  EXPECT_EQ(r.LogPositionAdd(start, file0 + 3), LogBase::MakeLogPosition(1, 3));
+  EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(1, 3), -(file0 + 3)), start);
+  for (const auto& [from, n] : {std::pair<int64, int64>{start, -1}, {start, total + 1}, {LogBase::MakeLogPosition(77, 0), 0}}) {
+    EXPECT_EQ(r.LogPositionAdd(from, n), -1) << from << "+" << n;
+  }
   std::vector<int64> at;
   ::string s;
   while (r.ReadRecordAsStringIfAvailable(&s)) at.push_back(r.LastRecordPosition());
@@ -116,32 +108,11 @@ TEST_P(LogTest, PositionsNameRecordsAndSeekReturnsToThem) {
   ASSERT_TRUE(from_text.SetInitialPosition(text));
   ASSERT_TRUE(from_text.ReadRecordAsStringIfAvailable(&s));
   EXPECT_EQ(s, Record(18));
-  EXPECT_FALSE(from_text.SetInitialPosition("nonsense"));
-  EXPECT_FALSE(r.Seek(-7));
+  EXPECT_FALSE(from_text.SetInitialPosition("nonsense") || r.Seek(-7));
   // Cut text: never past the given length, always terminated.
   char small[4] = {'z', 'z', 'z', 'z'};
   r.GetPosition(small, 3);
-  EXPECT_EQ(small[2], '\0');
-  EXPECT_EQ(small[3], 'z');
-}
-
-TEST_P(LogTest, PositionArithmeticCrossesFiles) {
-  LogWriter::setLogChunkSize_TEST(100);
-  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
-  for (int i = 0; i < 10; ++i) ASSERT_TRUE(w.WriteRecord(std::string(150, 'a' + i)));
-  ASSERT_TRUE(w.Flush());
-  LogReader r(base_);
-  const int64 start = LogBase::MakeLogPosition(0, 0);
-  const int64 file0 = File::GetFileSize(r.FileName(0).c_str());
-  ASSERT_GT(file0, 100);
-  EXPECT_EQ(r.LogPositionAdd(start, 10), LogBase::MakeLogPosition(0, 10));
-  EXPECT_EQ(r.LogPositionAdd(start, file0), LogBase::MakeLogPosition(0, file0));
-  EXPECT_EQ(r.LogPositionAdd(start, file0 + 3), LogBase::MakeLogPosition(1, 3));
-  EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(1, 3), -(file0 + 3)), start);
-  EXPECT_EQ(r.LogPositionAdd(start, -1), -1);
-  EXPECT_EQ(r.LogPositionAdd(start, r.UnreadBytes() + 1), -1);
-  EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(77, 0), 0), -1);
-  EXPECT_EQ(r.UnreadBytes(), 10 * file0);
+  EXPECT_EQ(std::string(small + 2, 2), std::string("\0z", 2));
 }
 
 TEST_P(LogTest, ReaderStartedBeforeTheLogFollowsItAcrossFiles) {
@@ -155,25 +126,17 @@ TEST_P(LogTest, ReaderStartedBeforeTheLogFollowsItAcrossFiles) {
     for (int k = 0; k < 7; ++k) ASSERT_TRUE(w.WriteRecord(Record(round * 7 + k)));
     ASSERT_TRUE(w.Flush());
     for (const auto& record : Drain(&tail)) EXPECT_EQ(record, Record(next++));
-    EXPECT_EQ(next, (round + 1) * 7);
+    ASSERT_EQ(next, (round + 1) * 7);
   }
   EXPECT_GT(w.current_file_number(), 3);
   EXPECT_EQ(FileCount(), w.current_file_number() + 1);
   EXPECT_EQ(tail.NumBytesSkipped(), 0);
   EXPECT_EQ(ReadAll().size(), 140u);
-}
-
-TEST_P(LogTest, EndStartSeesOnlyNewRecords) {
-  LogWriter w(base_, "", LogWriter::SINGLE_WRITER);
-  ASSERT_TRUE(w.WriteRecord("old"));
-  ASSERT_TRUE(w.Flush());
-  LogReader r(base_, LogBase::kLogEnd);
-  ::string s;
-  EXPECT_FALSE(r.ReadRecordAsStringIfAvailable(&s));
-  ASSERT_TRUE(w.WriteRecord("new"));
-  ASSERT_TRUE(w.Flush());
-  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
-  EXPECT_EQ(s, "new");
+  // A reader started at the end sees only what comes after.
+  LogReader from_end(base_, LogBase::kLogEnd);
+  EXPECT_FALSE(from_end.ReadRecordAsStringIfAvailable(&s));
+  ASSERT_TRUE(w.WriteRecord("new") && w.Flush());
+  EXPECT_EQ(Drain(&from_end), std::vector<std::string>{"new"});
 }
 
 TEST_P(LogTest, GarbageCollectDeletesWhollyEarlierFiles) {
@@ -212,10 +175,7 @@ TEST_P(LogTest, TruncateCutsBackAndANewWriterContinues) {
     LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 64);
     ASSERT_TRUE(w.WriteRecord("after the cut"));
   }
-  const auto records = ReadAll();
-  ASSERT_EQ(records.size(), 26u);
-  EXPECT_EQ(records[24], Record(24));
-  EXPECT_EQ(records[25], "after the cut");
+  EXPECT_EQ(ReadAll(), Records(25, "after the cut"));
   EXPECT_FALSE(LogWriter::TruncateLog(base_.c_str(), "garbage"));
   EXPECT_FALSE(LogWriter::TruncateLog(base_.c_str(), "0:999999999"));  // past the file's end
 }
@@ -226,21 +186,9 @@ TEST_P(LogTest, CompressionStaysOnAcrossFiles) {
   w.EnableCWCompression(3, 0, false, false, 1);
   for (int i = 0; i < 2000; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
   w.DisableCompression();
-  ASSERT_TRUE(w.WriteRecord("plain"));
-  ASSERT_TRUE(w.Flush());
+  ASSERT_TRUE(w.WriteRecord("plain") && w.Flush());
   EXPECT_GT(w.current_file_number(), 2);
-  const auto records = ReadAll();
-  ASSERT_EQ(records.size(), 2001u);
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(records[i], Record(i));
-  EXPECT_EQ(records.back(), "plain");
-  // Positions inside batches lead back to their records.
-  LogReader r(base_);
-  ::string s;
-  for (int i = 0; i <= 700; ++i) ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
-  const int64 p = r.LastRecordPosition();
-  ASSERT_TRUE(r.Seek(p));
-  ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
-  EXPECT_EQ(s, Record(700));
+  EXPECT_EQ(ReadAll(), Records(2000, "plain"));
 }
 
 TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
@@ -252,8 +200,7 @@ TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
   ASSERT_EQ(OpenOrFail(base_ + "seq00001", "r+")->PWrite(40, "XXXXXXXX", 8), 8);
   LogReader r(base_);
   const auto records = Drain(&r);
-  EXPECT_LT(records.size(), 60u);
-  EXPECT_GE(records.size(), 58u);
+  EXPECT_TRUE(records.size() >= 58u && records.size() < 60u) << records.size();
   EXPECT_GT(r.NumBytesSkipped(), 0);
   EXPECT_EQ(r.NumBytesSkipped(), r.ExportNumBytesSkipped());
   for (const auto& record : records) EXPECT_EQ(record, std::string(90, 'd'));
@@ -282,52 +229,37 @@ TEST_P(LogTest, ConcurrentAppendersLoseAndTearNothing) {
 TEST_P(LogTest, SingleWriterRefusesASecondWriter) {
   LogWriter first(base_, "first", LogWriter::SINGLE_WRITER);
   ASSERT_TRUE(first.WriteRecord("one"));
-  LogWriter second(base_, "second", LogWriter::SINGLE_WRITER);
+  LogWriter second(base_, "second", LogWriter::SINGLE_WRITER), appender(base_, "third", LogWriter::CONCURRENT_APPENDERS);
   EXPECT_NE(second.last_error().find("in use"), std::string::npos) << second.last_error();
-  EXPECT_FALSE(second.WriteRecord("two"));
-  LogWriter appender(base_, "third", LogWriter::CONCURRENT_APPENDERS);
-  EXPECT_FALSE(appender.WriteRecord("three"));
+  EXPECT_FALSE(second.WriteRecord("two") || appender.WriteRecord("three"));
   first.Close();
-  EXPECT_TRUE(second.Open(base_, "second", LogWriter::SINGLE_WRITER));
-  EXPECT_TRUE(second.WriteRecord("two"));
+  EXPECT_TRUE(second.Open(base_, "second", LogWriter::SINGLE_WRITER) && second.WriteRecord("two"));
 }
 
 TEST_P(LogTest, UnusableBasesFailWithoutCrashing) {
   LogWriter in_missing_dir(dir_ + "/no/such/dir/x.", "");
-  EXPECT_FALSE(in_missing_dir.WriteRecord("x"));
-  EXPECT_FALSE(in_missing_dir.last_error().empty());
+  EXPECT_FALSE(in_missing_dir.WriteRecord("x") || in_missing_dir.last_error().empty());
   ASSERT_TRUE(File::WriteStringToFile("plain", dir_ + "/plain"));
   LogWriter under_file(dir_ + "/plain/x.", "");
   EXPECT_FALSE(under_file.WriteRecord("x"));
   LogReader r(dir_ + "/plain/x.");
-  ::string s;
-  EXPECT_FALSE(r.ReadRecordAsStringIfAvailable(&s));
-  EXPECT_EQ(r.EOFPosition(), 0);
-  LogWriter bad_flags(base_, "", LogWriter::AUTO, 100, 64);
-  EXPECT_FALSE(bad_flags.Flush());
-  LogWriter bad_concurrency(base_, "", static_cast<LogWriter::Concurrency>(9));
-  EXPECT_FALSE(bad_concurrency.WriteRecord("x"));
+  EXPECT_TRUE(Drain(&r).empty() && r.EOFPosition() == 0);
+  LogWriter bad_flags(base_, "", LogWriter::AUTO, 100, 64), bad_concurrency(base_, "", static_cast<LogWriter::Concurrency>(9));
+  EXPECT_FALSE(bad_flags.Flush() || bad_concurrency.WriteRecord("x"));
 }
 
 TEST_P(LogTest, TryWriteRetriesWhileTheBufferIsWrittenOut) {
   LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 256);
-  int ok = 0, retries = 0;
+  int ok = 0;
   for (int i = 0; ok < 200 && i < 100000; ++i) {
     AsyncIOWatcher done;
     const int st = w.TryWriteRecord(Record(ok), &done);
     ASSERT_NE(st, LogWriter::WRITE_ERROR);
-    if (st == LogWriter::WRITE_OK) {
-      ++ok;
-    } else {
-      ++retries;
-      done.Wait();  // the append under way finished
-    }
+    if (st == LogWriter::WRITE_OK) ++ok; else done.Wait();  // a retry waits for the append under way
   }
   ASSERT_TRUE(w.Flush());
   EXPECT_TRUE(w.AsyncEnabled());
-  const auto records = ReadAll();
-  ASSERT_EQ(records.size(), 200u);
-  for (int i = 0; i < 200; ++i) EXPECT_EQ(records[i], Record(i));
+  EXPECT_EQ(ReadAll(), Records(200));
 }
 
 class Collector : public BackgroundLogReader {
@@ -335,16 +267,13 @@ class Collector : public BackgroundLogReader {
   using BackgroundLogReader::BackgroundLogReader;
   ~Collector() override { Stop(); }
   void ProcessRecord(const void* data, int len, const char* position) override {
-    std::lock_guard<std::mutex> lock(mu);
-    records.emplace_back(static_cast<const char*>(data), len);
-    positions.emplace_back(position);
+    records.emplace_back(static_cast<const char*>(data), len);  // read by the test once stopped
+    last_position = position;
+    ++count;
   }
-  size_t count() {
-    std::lock_guard<std::mutex> lock(mu);
-    return records.size();
-  }
-  std::mutex mu;
-  std::vector<std::string> records, positions;
+  std::atomic<size_t> count{0};
+  std::vector<std::string> records;
+  std::string last_position;
 };
 
 TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
@@ -354,12 +283,11 @@ TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
   c.Start();
   LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 128, LogWriter::kFlushEachRecord);
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
-  for (int wait = 0; wait < 5000 && c.count() < 100; ++wait) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  for (int wait = 0; wait < 5000 && c.count < 100; ++wait) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   c.Stop();
-  ASSERT_EQ(c.records.size(), 100u);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(c.records[i], Record(i));
+  ASSERT_EQ(c.records, Records(100));
   int64 p;
-  ASSERT_TRUE(LogBase::TextToPosition(c.positions.back().c_str(), &p));
+  ASSERT_TRUE(LogBase::TextToPosition(c.last_position.c_str(), &p));
   EXPECT_GT(LogBase::LogPositionToFileNumber(p), 1);
   const auto before = std::chrono::steady_clock::now();
   c.set_max_sleep_time_in_secs(60);
@@ -367,7 +295,6 @@ TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
   c.WaitBeforeReadingAgain(20);  // returns at once once asked to exit
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
-
 
 class LocalLogTest : public LogTest {};
 INSTANTIATE_TEST_SUITE_P(Local, LocalLogTest, ::testing::Values("local"));
@@ -398,8 +325,7 @@ TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
   });
   {
     LogWriter after(base_, "after", LogWriter::SINGLE_WRITER, 300);
-    ASSERT_TRUE(after.last_error().empty()) << after.last_error();
-    ASSERT_TRUE(after.WriteRecord("after the crash"));
+    ASSERT_TRUE(after.WriteRecord("after the crash")) << after.last_error();
   }
   const auto records = ReadAll();
   // Every acknowledged record (none when the kill came first) and the one after.
@@ -409,12 +335,7 @@ TEST_P(LocalLogTest, WriterKilledAnywhereLeavesEveryFlushedRecord) {
 }
 
 TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
-  EXPECT_DEATH(
-      {
-        LogWriter w;
-        w.AsyncEnabled();
-      },
-      "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
+  EXPECT_DEATH(LogWriter().AsyncEnabled(), "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
 }
 
 // A message whose bytes start with "M:"; others do not parse.
@@ -455,8 +376,7 @@ TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
   for (int n = 0; File::Exists(LogBase(base_).FileName(n).c_str()); ++n) {
     for (auto& r : ReadRecordFile(LogBase(base_).FileName(n))) all.push_back(r);
   }
-  ASSERT_EQ(all.size(), 400u);
-  for (int i = 0; i < 400; ++i) ASSERT_EQ(all[i], Record(i));
+  ASSERT_EQ(all, Records(400));
   EXPECT_GT(FileCount(), 5);
 
   // A record file written by the record writer under a log's name.
@@ -465,8 +385,7 @@ TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
     RecordWriter w(File::Open((other + "seq00000").c_str(), "w"));
     ASSERT_TRUE(w.WriteRecord(::string("one")));
     w.EnableCWCompression(1, 0, false, true);
-    ASSERT_TRUE(w.WriteRecord(::string("two")));
-    ASSERT_TRUE(w.Close());
+    ASSERT_TRUE(w.WriteRecord(::string("two")) && w.Close());
   }
   LogReader r(other);
   EXPECT_EQ(Drain(&r), (std::vector<std::string>{"one", "two"}));
@@ -479,16 +398,14 @@ TEST_P(LogTest, MessagesGoThroughTheLog) {
   ASSERT_TRUE(w.WriteProtocolMessage(in));
   EXPECT_EQ(w.TryWriteProtocolMessage(TaggedMessage(), nullptr), LogWriter::WRITE_ERROR);  // empty: refused
   EXPECT_NE(w.last_error().find("serialised"), std::string::npos) << w.last_error();
-  ASSERT_TRUE(w.WriteRecord("not a message"));
-  ASSERT_TRUE(w.Flush());
+  ASSERT_TRUE(w.WriteRecord("not a message") && w.Flush());
   LogReader r(base_);
   TaggedMessage out;
   ASSERT_TRUE(r.ReadProtocolMessageIfAvailable(&out));
   EXPECT_EQ(out.text, "hello");
   EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // consumed, not a message
   EXPECT_NE(r.last_error().find("not a message"), std::string::npos) << r.last_error();
-  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // nothing more
-  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(nullptr));
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out) || r.ReadProtocolMessageIfAvailable(nullptr));  // nothing more
 }
 
 // Batch indexes live in 8 bits of a position: records far into what would
@@ -506,9 +423,7 @@ TEST_P(LogTest, PositionsOfSmallCompressedRecordsSeekExactly) {
     positions.push_back(r.LastRecordPosition());
   }
   for (int i : {0, 254, 255, 256, 700, 1999}) {
-    ASSERT_TRUE(r.Seek(positions[i]));
-    ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
-    EXPECT_EQ(s, std::to_string(i));
+    EXPECT_TRUE(r.Seek(positions[i]) && r.ReadRecordAsStringIfAvailable(&s) && s == std::to_string(i)) << i << ": " << s;
   }
 }
 
@@ -525,9 +440,8 @@ TEST_P(LogTest, AppenderCarriesHeldRecordsToTheNewerFile) {
   }
   ASSERT_TRUE(slow.Flush());
   EXPECT_GT(slow.current_file_number(), 0);
-  const auto first = ReadRecordFile(LogBase(base_).FileName(0));
+  const auto first = ReadRecordFile(LogBase(base_).FileName(0)), records = ReadAll();
   EXPECT_EQ(std::count(first.begin(), first.end(), "held"), 0);
-  const auto records = ReadAll();
   EXPECT_EQ(std::count(records.begin(), records.end(), "held"), 1);
   EXPECT_EQ(records.size(), 21u);
 }

@@ -21,6 +21,12 @@ class LogTest : public BothFsTest {
   }
 
   static std::string Record(int i) { return "record-" + std::to_string(i) + std::string(i % 97, 'x'); }
+  static std::vector<std::string> Records(int n, const char* last = nullptr) {  // Record(0..n-1), then `last`
+    std::vector<std::string> out;
+    for (int i = 0; i < n; ++i) out.push_back(Record(i));
+    if (last != nullptr) out.push_back(last);
+    return out;
+  }
 
   // Every record available now.
   static std::vector<std::string> Drain(LogReader* reader) {

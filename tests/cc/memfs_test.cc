@@ -41,37 +41,26 @@ TEST(MemBytes, WritesAcrossChunkBoundariesAndHolesReadAsZeros) {
   EXPECT_EQ(out.find_first_not_of('\0', chunk + 6), static_cast<size_t>(3 * chunk + 1));
 }
 
-TEST(MemBytes, ShrinkThenGrowShowsZerosNotOldBytes) {
+// Shrinking then growing through a handle is in the conformance suite; a
+// write past the end after a shrink must not resurrect old bytes either.
+TEST(MemBytes, WritePastTheEndAfterAShrinkShowsZerosNotOldBytes) {
   MemBytes bytes;
   const ::string text(1000, 'a');
   ASSERT_TRUE(bytes.Write(0, text.data(), text.size()));
-  ASSERT_TRUE(bytes.Resize(10));
-  ASSERT_TRUE(bytes.Resize(1000));
-  EXPECT_EQ(Bytes(bytes), ::string(10, 'a') + ::string(990, '\0'));
-  // Writing past the end after a shrink must not resurrect old bytes either.
   ASSERT_TRUE(bytes.Resize(5));
   ASSERT_TRUE(bytes.Write(20, "b", 1));
   EXPECT_EQ(Bytes(bytes), ::string(5, 'a') + ::string(15, '\0') + "b");
 }
 
-TEST(MemBytes, CopiesAndPinsAreIndependentSnapshots) {
-  MemBytes original;
-  ASSERT_TRUE(original.Write(0, "hello", 5));
-  MemBytes copy = original;
+// Copies and pins staying apart from later writes show through snapshots
+// and memory blocks (this suite and the handle safety suite); a hole has
+// nothing to pin.
+TEST(MemBytes, HolesAreNeverPinned) {
+  MemBytes bytes;
   const char* data = nullptr;
-  auto pin = original.Pin(1, 3, &data);
-  ASSERT_NE(pin, nullptr);
-  ASSERT_TRUE(original.Write(0, "J", 1));
-  ASSERT_TRUE(original.Write(2, "XYZ", 3));
-  ASSERT_TRUE(copy.Write(4, "!", 1));
-  ASSERT_TRUE(original.Resize(2));
-  EXPECT_EQ(Bytes(original), "Je");
-  EXPECT_EQ(Bytes(copy), "hell!");
-  EXPECT_EQ(::string(data, 3), "ell");
-  // A range across two chunks cannot be pinned, and neither can a hole.
-  ASSERT_TRUE(original.Write(MemBytes::kChunkSize * 2, "q", 1));
-  EXPECT_EQ(original.Pin(MemBytes::kChunkSize - 1, 2, &data), nullptr);
-  EXPECT_EQ(original.Pin(MemBytes::kChunkSize + 5, 2, &data), nullptr);
+  ASSERT_TRUE(bytes.Write(MemBytes::kChunkSize * 2, "q", 1));
+  EXPECT_EQ(bytes.Pin(MemBytes::kChunkSize - 1, 2, &data), nullptr);
+  EXPECT_EQ(bytes.Pin(MemBytes::kChunkSize + 5, 2, &data), nullptr);
 }
 
 
@@ -89,10 +78,8 @@ TEST(MemIdentity, PermissionBitsPickOwnerThenGroupThenOthers) {
   EXPECT_EQ(file::mem::GrantedAccess(who, "bob", "other", 0), 7u);
 }
 
-TEST(MemIdentity, NewNodesBelongToTheProcessUser) {
+TEST(MemIdentity, NamesAndIdsOfTheProcessUser) {
   const auto who = file::mem::CurrentIdentity();
-  EXPECT_FALSE(who->user.empty());
-  EXPECT_FALSE(who->group.empty());
   EXPECT_EQ(who->privileged, geteuid() == 0);
   EXPECT_EQ(file::mem::KnownUserName(std::to_string(geteuid()).c_str()), who->user);
   EXPECT_EQ(file::mem::KnownUserName(who->user.c_str()), who->user);
@@ -118,14 +105,13 @@ TEST_F(MemFs, NameSpaceEndsAtTheRoot) {
   EXPECT_TRUE(File::IsDirectory("/mem"));
 }
 
-TEST_F(MemFs, CreatingNeedsAnExistingParentDirectory) {
-  file::Operation op;
-  EXPECT_EQ(File::Open(P("missing/f").c_str(), "w"), nullptr);
+TEST_F(MemFs, NamesThroughAPlainFileAreNoDirectories) {
   Put("plain", "x");
   EXPECT_EQ(File::Open(P("plain/f").c_str(), "w"), nullptr);
   FileStat stat;
+  file::Operation op;
   EXPECT_EQ(ErrorOf(File::StatWithOp(P("plain/").c_str(), &stat, &op), op), file::ERROR_WRONG_TYPE);
-  EXPECT_EQ(ErrorOf(File::StatWithOp(P("missing").c_str(), &stat, &op), op), file::ERROR_NOT_FOUND);
+  EXPECT_FALSE(File::StatWithOp(P("missing").c_str(), &stat, &op));
   EXPECT_EQ(op.message(), "Stat " + P("missing") + ": No such file or directory");
 }
 
@@ -155,44 +141,39 @@ TEST_F(MemFs, DirectoryRenameRules) {
   file::Operation op;
   EXPECT_FALSE(File::RenameWithOp(P("d").c_str(), P("d/inner/d").c_str(), false, &op));
   EXPECT_EQ(op.error(), file::ERROR_INVALID_ARGUMENT);
-  EXPECT_FALSE(File::RenameWithOp(P("d").c_str(), P("full").c_str(), true, &op));
-  EXPECT_EQ(op.error(), file::ERROR_NOT_EMPTY);
+  EXPECT_EQ(ErrorOf(File::RenameWithOp(P("d").c_str(), P("full").c_str(), true, &op), op), file::ERROR_NOT_EMPTY);
   EXPECT_TRUE(File::Rename(P("d").c_str(), P("empty").c_str(), true));
   EXPECT_TRUE(File::IsDirectory(P("empty/inner").c_str()));
   EXPECT_FALSE(Exists("d"));
 }
 
+// Blocks across a chunk boundary and snapshots keep the bytes of their time
+// when the file is written in place (the handle safety suite covers blocks
+// within a chunk).
 TEST_F(MemFs, BlocksAndSnapshotsArePointInTime) {
   const ::string text(MemBytes::kChunkSize + 100, 'a');
   Put("source", text);
   Handle f = OpenOrFail(P("source"), "r+");
-  std::unique_ptr<MemBlock> pinned(f->GetMemBlock(10, 20, 0));
   std::unique_ptr<MemBlock> spanning(f->TryMMap(MemBytes::kChunkSize - 10, 20));
-  ASSERT_NE(pinned, nullptr);
   ASSERT_NE(spanning, nullptr);
   ASSERT_TRUE(File::SnapshotFile(P("source").c_str(), P("snap").c_str(), 0644));
   const ::string overwrite(text.size(), 'b');
   ASSERT_EQ(f->PWrite(0, overwrite.data(), overwrite.size()), static_cast<int64>(text.size()));
-  EXPECT_EQ(::string(pinned->data(), pinned->size()), ::string(20, 'a'));
   EXPECT_EQ(::string(spanning->data(), spanning->size()), ::string(20, 'a'));
   EXPECT_EQ(Get("snap"), text);
   ASSERT_TRUE(File::AppendStringToFile("more", P("snap")));
   EXPECT_EQ(f->Size(), static_cast<int64>(text.size()));
 }
 
-TEST_F(MemFs, MemoryPropertiesOfHandlesAndStatfs) {
+TEST_F(MemFs, NotLocalNoDirectIoAndStatfsCountsMemory) {
   FileOpenOptions direct;
   direct.set_direct_io();
   Handle d(File::CreateWithOptions(P("d").c_str(), "w", direct));
   ASSERT_NE(d, nullptr);
-  file::Operation op;
-  EXPECT_EQ(ErrorOf(d->OpenWithOp(&op), op), file::ERROR_UNIMPLEMENTED);
-  Handle plain = OpenOrFail(P("p"), "w");
-  EXPECT_FALSE(plain->IsLocalFile());
-  EXPECT_TRUE(plain->Sync());
+  EXPECT_EQ(ErrorOf(d->Open(), d), file::ERROR_UNIMPLEMENTED);
+  EXPECT_FALSE(OpenOrFail(P("p"), "w")->IsLocalFile());
   int64 total = -1, free_bytes = -1, available = -1;
   ASSERT_TRUE(File::Statfs(dir_.c_str(), &total, &free_bytes, &available));
-  EXPECT_GE(free_bytes, 0);
   EXPECT_EQ(available, free_bytes);
   EXPECT_FALSE(File::Statfs(P("missing").c_str(), &total, nullptr, nullptr));
 }
@@ -263,9 +244,7 @@ TEST_F(MemFs, ConcurrentWritersOnDifferentFilesAndOneAppendTarget) {
   const ::string log = Get("log");
   ASSERT_EQ(log.size(), size_t{64} * kRecords * kThreads);
   // Appends are atomic: every 64-byte record is one writer's.
-  for (size_t i = 0; i < log.size(); i += 64) {
-    ASSERT_EQ(log.substr(i, 64), ::string(64, log[i])) << "at " << i;
-  }
+  for (size_t i = 0; i < log.size(); i += 64) ASSERT_EQ(log.substr(i, 64), ::string(64, log[i])) << "at " << i;
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "file/base/names/path.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <string>
 #include "tests/cc/fs_conformance.h"
 
 namespace file {
@@ -26,12 +24,8 @@ TEST(PathTest, JoinPathAddSlashDirname) {
       {{"a", "b"}, "a/b"}, {{"a/", "b"}, "a/b"}, {{"/", "b"}, "/b"}, {{"a", "/b"}, "/b"},
       {{"", "b"}, "b"},    {{"a", ""}, "a"},     {{"", ""}, ""},
   };
-  for (const auto& [in, out] : joins) {
-    EXPECT_EQ(JoinPath(in.first, in.second), out) << in.first << " + " << in.second;
-  }
-  for (const auto& [in, out] : {Case{"a", "a/"}, {"a/", "a/"}, {"", ""}}) {
-    EXPECT_EQ(AddSlash(in), out) << in;
-  }
+  for (const auto& [in, out] : joins) EXPECT_EQ(JoinPath(in.first, in.second), out) << in.first << " + " << in.second;
+  for (const auto& [in, out] : {Case{"a", "a/"}, {"a/", "a/"}, {"", ""}}) EXPECT_EQ(AddSlash(in), out) << in;
   const Case dirnames[] = {{"a/b", "a"}, {"a/b/", "a/b"}, {"/a", "/"}, {"//a", "/"},
                            {"a//b", "a"}, {"a", ""},      {"", ""}};
   for (const auto& [in, out] : dirnames) EXPECT_EQ(Dirname(in), out) << in;
@@ -90,9 +84,7 @@ TEST(PathTest, ConstructFullFileNameAndRemoveHosts) {
 // The data directory is process-wide, so one test walks through its states.
 TEST(DatadirTest, InitAndRewrite) {
   const ::string previous = Datadir();  // other tests may have recorded one
-  if (previous.empty()) {
-    EXPECT_EQ(RewriteDatadir("$DATADIR/x"), "$DATADIR/x");
-  }
+  if (previous.empty()) EXPECT_EQ(RewriteDatadir("$DATADIR/x"), "$DATADIR/x");
   EXPECT_EQ(RewriteDatadir(nullptr), "");
 
   const ScratchDir scratch("datadir_test");

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "file/base/records/record_decoder.h"
@@ -60,11 +61,7 @@ std::vector<std::string> DecodeAll(const std::string& bytes, RecordDecoder* d = 
   std::vector<std::string> out;
   const char* p;
   size_t n;
-  for (int guard = 0; guard < 100000; ++guard) {
-    const auto st = dec.Next(&p, &n);
-    if (st != RecordDecoder::kRecord) break;
-    out.emplace_back(p, n);
-  }
+  for (int guard = 0; guard < 100000 && dec.Next(&p, &n) == RecordDecoder::kRecord; ++guard) out.emplace_back(p, n);
   return out;
 }
 
@@ -76,9 +73,7 @@ TEST(RecordFormat, HeaderRoundTripAndEveryBitFlipIsCaught) {
       EncodeHeader(tag, kind, data.data(), static_cast<uint32>(data.size()), h);
       Header got;
       ASSERT_TRUE(DecodeHeader(h, &got));
-      EXPECT_EQ(got.tag, tag);
-      EXPECT_EQ(got.kind, kind);
-      EXPECT_EQ(got.length, data.size());
+      EXPECT_EQ(std::make_tuple(got.tag, got.kind, size_t{got.length}), std::make_tuple(tag, kind, data.size()));
       EXPECT_TRUE(PayloadMatches(got, data.data()));
       for (int bit = 0; bit < 64; ++bit) {  // bytes 0-7 are checked by the header
         char bad[kHeaderSize];
@@ -108,23 +103,6 @@ TEST(RecordFormat, FramesKeepTheirBytes) {
   AppendRecord(3, std::string(50, 'z').data(), 50, &out, 40);
   EXPECT_EQ(out, std::string(kGolden, sizeof kGolden - 1));
   EXPECT_EQ(DecodeAll(out), (std::vector<std::string>{"payload", std::string(50, 'z')}));  // an empty batch is skipped
-}
-
-TEST(RecordFormat, RecordsAroundFragmentBoundariesRoundTrip) {
-  std::vector<size_t> sizes = {0, 1};
-  for (size_t k = 1; k <= 3; ++k) {
-    for (int d = -1; d <= 1; ++d) sizes.push_back(k * kFragmentPayload + d);
-  }
-  std::string bytes;
-  std::vector<std::string> want;
-  for (size_t i = 0; i < sizes.size(); ++i) {
-    want.push_back(Payload(sizes[i], static_cast<unsigned>(i)));
-    AppendRecord(0, want.back().data(), want.back().size(), &bytes);
-  }
-  size_t framed = 0;
-  for (size_t n : sizes) framed += FramedSize(n);
-  EXPECT_EQ(bytes.size(), framed);
-  for (size_t window : {4096u, 65536u, 1u << 20}) EXPECT_EQ(DecodeAll(bytes, nullptr, window), want);
 }
 
 TEST(RecordFormat, EveryCodecRoundTripsAndRefusesOversizedClaims) {
@@ -185,31 +163,27 @@ TEST(RecordFormat, CraftedBatchesNeverDecodeWrongly) {
 TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
   SmallFile f;
   ASSERT_EQ(DecodeAll(f.bytes).size(), f.records.size());
-  const int runs[] = {1, 2, 3, 5, 12, 13, 40};
-  const uint8 patterns[] = {0x01, 0x80, 0xff};
-  for (int run : runs) {
-    for (uint8 pattern : patterns) {
+  for (int run : {1, 2, 3, 5, 12, 13, 40}) {
+    for (uint8 pattern : {0x01, 0x80, 0xff}) {
       for (size_t at = 0; at + run <= f.bytes.size(); ++at) {
         std::string bad = f.bytes;
         for (int i = 0; i < run; ++i) bad[at + i] ^= static_cast<char>(pattern);
         StringSource source(bad);
         RecordDecoder dec(&source, 4096);
         const auto got = DecodeAll(bad, &dec);
+        const auto touched = [&](size_t i) {
+          return f.records[i].begin < static_cast<int64>(at + run) && static_cast<int64>(at) < f.records[i].end;
+        };
         size_t next = 0;
         for (const auto& r : got) {
-          while (next < f.records.size() && f.records[next].data != r) {
-            const auto& w = f.records[next];
-            const bool touched = w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end;
-            ASSERT_TRUE(touched) << "lost untouched record " << next << " run " << run << " at " << at;
-            ++next;
+          for (; next < f.records.size() && f.records[next].data != r; ++next) {
+            ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
           }
           ASSERT_LT(next, f.records.size()) << "returned a record never written, run " << run << " at " << at;
           ++next;
         }
         for (; next < f.records.size(); ++next) {
-          const auto& w = f.records[next];
-          ASSERT_TRUE(w.begin < static_cast<int64>(at + run) && static_cast<int64>(at) < w.end)
-              << "lost untouched record " << next << " run " << run << " at " << at;
+          ASSERT_TRUE(touched(next)) << "lost untouched record " << next << " run " << run << " at " << at;
         }
         if (got.size() < f.records.size()) {
           EXPECT_GT(dec.skipped_bytes(), 0);
@@ -221,27 +195,34 @@ TEST(RecordFormat, DamageAtEveryOffsetLosesOnlyWhatItTouches) {
   }
 }
 
-// Frames across the edges of windows of several sizes, read from the start
-// and from every record's position (windows starting mid-page).
-TEST(RecordFormat, FramesAcrossWindowEdgesReadWhole) {
-  std::string bytes;
-  std::vector<std::string> want;
-  std::vector<int64> begins;
-  for (size_t n : {0, 1, 4083, 4084, 4085, 5000, 9000, 20000, 3, 70000, 11, 4086, 8191, 65537}) {
-    begins.push_back(static_cast<int64>(bytes.size()));
-    want.push_back(Payload(n, static_cast<unsigned>(n)));
-    AppendRecord(0, want.back().data(), n, &bytes, 30000);
-  }
-  for (size_t window : {4096, 5000, 65536}) {
-    EXPECT_EQ(DecodeAll(bytes, nullptr, window), want) << window;
-    StringSource source(bytes);
-    RecordDecoder dec(&source, window);
-    const char* p;
-    size_t n;
-    for (size_t i = 0; i < want.size(); ++i) {
-      dec.Seek(begins[i]);
-      ASSERT_EQ(dec.Next(&p, &n), RecordDecoder::kRecord);
-      EXPECT_EQ(std::string(p, n), want[i]) << window << " " << i;
+// Records at and around fragment boundaries (of the default fragment size
+// and of a small one) and across the edges of windows of several sizes, as
+// long as FramedSize says, read from the start and from every record's
+// position (windows starting mid-page).
+TEST(RecordFormat, FragmentBoundariesAndWindowEdgesReadWhole) {
+  std::vector<size_t> sizes = {0, 1, 4083, 4084, 4085, 5000, 9000, 20000, 3, 70000, 11, 4086, 8191, 65537};
+  for (size_t k = 1; k <= 3; ++k) sizes.insert(sizes.end(), {k * kFragmentPayload - 1, k * kFragmentPayload, k * kFragmentPayload + 1});
+  for (size_t fragment : {size_t{30000}, size_t{kFragmentPayload}}) {
+    std::string bytes;
+    std::vector<std::string> want;
+    std::vector<int64> begins;
+    for (size_t n : sizes) {
+      begins.push_back(static_cast<int64>(bytes.size()));
+      want.push_back(Payload(n, static_cast<unsigned>(n)));
+      AppendRecord(0, want.back().data(), n, &bytes, fragment);
+      ASSERT_EQ(bytes.size() - begins.back(), FramedSize(n, fragment)) << n;
+    }
+    for (size_t window : {4096, 5000, 65536, 1 << 20}) {
+      EXPECT_EQ(DecodeAll(bytes, nullptr, window), want) << window;
+      StringSource source(bytes);
+      RecordDecoder dec(&source, window);
+      const char* p;
+      size_t n;
+      for (size_t i = 0; i < want.size(); ++i) {
+        dec.Seek(begins[i]);
+        ASSERT_EQ(dec.Next(&p, &n), RecordDecoder::kRecord);
+        EXPECT_EQ(std::string(p, n), want[i]) << fragment << " " << window << " " << i;
+      }
     }
   }
 }
@@ -270,14 +251,9 @@ TEST(RecordFormat, GrowingSourceResumesAtTheCutRecord) {
   for (size_t cut = 1; cut <= f.bytes.size(); cut += 7) {
     source.bytes() = f.bytes.substr(0, cut);
     dec.DropWindow();
-    for (;;) {
-      const auto st = dec.Next(&p, &n);
-      if (st != RecordDecoder::kRecord) {
-        EXPECT_TRUE(st == RecordDecoder::kEnd || st == RecordDecoder::kPartial);
-        break;
-      }
-      got.emplace_back(p, n);
-    }
+    RecordDecoder::Status st;
+    while ((st = dec.Next(&p, &n)) == RecordDecoder::kRecord) got.emplace_back(p, n);
+    EXPECT_TRUE(st == RecordDecoder::kEnd || st == RecordDecoder::kPartial);
   }
   source.bytes() = f.bytes;
   dec.DropWindow();

@@ -1,10 +1,9 @@
 #include "file/base/names/sharded.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <string>
+#include <tuple>
 
 #include "file/base/names/glob.h"
 #include "tests/cc/fs_conformance.h"
@@ -13,12 +12,10 @@ namespace file_base {
 namespace {
 
 TEST(ShardedNamesTest, GenerateNamesAndSets) {
-  EXPECT_EQ(GenerateShardedFilename("a/b", 0, 3), "a/b-00000-of-00003");
-  EXPECT_EQ(GenerateShardedFilename("b", 99999, 100000), "b-099999-of-100000");
-  EXPECT_EQ(GenerateShardedFilename("b", 7, 123456), "b-000007-of-123456");
-  for (auto [shard, count] : {std::pair{3, 3}, {-1, 3}, {0, 0}}) {
-    EXPECT_EQ(GenerateShardedFilename("b", shard, count), "") << shard << " of " << count;
-  }
+  const struct { const char* base; int shard, count; const char* name; } cases[] = {
+      {"a/b", 0, 3, "a/b-00000-of-00003"}, {"b", 99999, 100000, "b-099999-of-100000"},
+      {"b", 7, 123456, "b-000007-of-123456"}, {"b", 3, 3, ""}, {"b", -1, 3, ""}, {"b", 0, 0, ""}};
+  for (const auto& c : cases) EXPECT_EQ(GenerateShardedFilename(c.base, c.shard, c.count), c.name) << c.shard;
 
   vector<::string> names{"stale"};
   ASSERT_TRUE(GenerateShardedFilenames("dir/x@3", &names));
@@ -37,14 +34,12 @@ TEST(ShardedNamesTest, GenerateNamesAndSets) {
 TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
   EXPECT_EQ(GenerateShardedFilePattern("a/b", 3), "a/b-?????" "-of-00003");
   const ::string any = GenerateShardedFilePattern("a/b", 0);
-  EXPECT_TRUE(file::GlobMatchPath(any, "a/b-00001-of-00003"));
-  EXPECT_TRUE(file::GlobMatchPath(any, "a/b-000001-of-123456"));
-  EXPECT_FALSE(file::GlobMatchPath(any, "a/b-0001-of-00003"));
-  EXPECT_FALSE(file::GlobMatchPath(any, "a/bc-00001-of-00003"));
-  // The base is literal even with glob characters in it.
-  const ::string odd = GenerateShardedFilePattern("w[1]*{a,b}", 2);
-  EXPECT_TRUE(file::GlobMatchPath(odd, "w[1]*{a,b}-00001-of-00002"));
-  EXPECT_FALSE(file::GlobMatchPath(odd, "w1xa-00001-of-00002"));
+  const ::string odd = GenerateShardedFilePattern("w[1]*{a,b}", 2);  // the base is literal
+  const std::tuple<::string, const char*, bool> matches[] = {
+      {any, "a/b-00001-of-00003", true}, {any, "a/b-000001-of-123456", true}, {any, "a/b-0001-of-00003", false},
+      {any, "a/bc-00001-of-00003", false}, {odd, "w[1]*{a,b}-00001-of-00002", true},
+      {odd, "w1xa-00001-of-00002", false}};
+  for (const auto& [pattern, name, match] : matches) EXPECT_EQ(file::GlobMatchPath(pattern, name), match) << name;
 
   ::string pattern;
   ASSERT_TRUE(ShardSetToPattern("a/b@3", &pattern));
@@ -57,9 +52,7 @@ TEST(ShardedNamesTest, PatternMatchesExactlyTheSet) {
 TEST(ShardedNamesTest, TakeAShardNameApart) {
   int shard = -1, count = -1, digits = -1;
   EXPECT_STREQ(ShardedBasenameWithNumShards("dir/b-00001-of-00003", &shard, &count, &digits), "dir/b@3");
-  EXPECT_EQ(shard, 1);
-  EXPECT_EQ(count, 3);
-  EXPECT_EQ(digits, 5);
+  EXPECT_EQ(std::tuple(shard, count, digits), std::tuple(1, 3, 5));
   // The result round-trips through the set expansion.
   vector<::string> names;
   const char* set = ShardedBasenameWithNumShards("x.y-000004-of-100010", nullptr, nullptr, nullptr);

@@ -1,15 +1,12 @@
 """Operations on names: File_Exists ... File_init_called."""
 import threading
 
-import file_roots
 import pqtest
-from file_roots import assert_results, attr, awaited
-from pqtest import m
+from pqtest import assert_results, attr, awaited, m
 
 
-
-@file_roots.on_each_file_system
-class QueryTest(file_roots.FileCases):
+@pqtest.on_each_file_system
+class NameOperationTest(pqtest.FileCases):
     def test_predicates_and_stat_forms(self):
         name, missing = self.put('a', 'abc'), self.path('missing')
         assert_results(self, [query(n) for query in (m.File_Exists, m.File_Readable, m.File_IsDirectory)
@@ -17,32 +14,119 @@ class QueryTest(file_roots.FileCases):
         assert_results(self, [m.File_ExistsWithOp(name, None), m.File_ReadableWithOp(name, None),
                               m.File_IsDirectoryWithOp(self.root, None), m.File_IsAttributeFilename(name),
                               m.File_IsAttributeFilename(self.path('.a.attr'))], [1, 1, 1, 0, 1])
-        for bad in (None, name + '\0'):
-            self.assertRaises(TypeError, m.File_Exists, bad)
-        for call in (lambda s: m.File_StatWithOp(name, s, None), lambda s: m.File_StatLocked(name, None, s),
-                     lambda s: m.File_StatLockedWithOp(name, None, s, None)):
-            s = m.new_FileStat()
-            self.assertIntResult(call(s), 1)
-            self.assertLongResult(m.FileStat_length_get(s), 3)
-        self.assertIntResult(m.File_StatWithOp(missing, m.new_FileStat(), None), 0)
-        assert_results(self, [m.File_GetFileSize(name), m.File_GetFileSize(missing)], [3, -1], long)
-
-    def test_locked_async_forms(self):
-        name, s = self.put('a', 'abcd'), m.new_FileStat()
-        assert_results(self, awaited(self, lambda w: m.File_StatAsyncLocked(name, None, s, w))
-                       + awaited(self, lambda w: m.File_DeleteAsyncLocked(name, None, w)), [1, m.OK, 1, m.OK])
-        self.assertEqual((m.FileStat_length_get(s), m.File_Exists(name)), (4, 0))
-
-    def test_pointer_outputs_are_typed(self):
-        assert_results(self, [m.File_Statfs(self.root, None, None, None),
-                              m.File_Statfs(self.path('missing'), None, None, None)], [1, 0])
-        self.assertTypeError('Type error. Got _p_FileStat, expected _p_int64',
-                             m.File_Statfs, self.root, m.new_FileStat(), None, None)
+        s, t, size = m.new_FileStat(), m.new_FileStat(), m.File_GetFileSize(name)
+        assert_results(self, [m.File_StatLocked(name, None, s), m.File_StatWithOp(missing, t, None),
+                              m.File_Statfs(self.root, None, None, None), m.File_Statfs(missing, None, None, None)]
+                       + list(awaited(self, lambda w: m.File_StatAsyncLocked(name, None, t, w))
+                              + awaited(self, lambda w: m.File_DeleteAsyncLocked(name, None, w))),
+                       [1, 0, 1, 0, 1, m.OK, 1, m.OK])
+        assert_results(self, [size, m.FileStat_length_get(s), m.FileStat_length_get(t), m.File_GetFileSize(name)],
+                       [3, 3, 3, -1], long)
         self.assertIs(m.File_DFListFileAndDir(self.root, m.File_MATCH_DEFAULT, None, None, None), None)
 
+    def test_delete_forms(self):
+        name = self.put('a', '')
+        m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
+        for n in ('x1', 'x2', 'y', 't/f1', 't/u/f2'):
+            self.put(n, '')
+        for d in ('d', 'e'):
+            m.File_CreateDir(self.path(d), 0o755)
+        assert_results(self, [m.File_Delete(name), m.File_Delete(name),
+                              m.File_DeleteMatchingFiles(self.path('x*')),
+                              m.File_DeleteMatchingFilesWithOp(self.path('y*'), None),
+                              m.File_DeleteDir(self.path('d')), m.File_DeleteDirWithOp(self.path('e'), None)]
+                       + list(m.File_DeleteRecursively(self.path('t'))), [1, 0, 1, 1, 1, 1, 2, 3])
+        self.assertEqual(m.File_Match(self.path('*')), (1, []))
 
-@file_roots.on_each_file_system
-class MatchTest(file_roots.FileCases):
+    def test_rename_and_copy(self):
+        # Overwriting, attributes and modes are the library's (fs_conformance_test.cc).
+        a, b = self.put('a', 'data\0'), self.put('b', 'B')
+        assert_results(self, [m.File_Rename(b, a, 0), m.File_RenameWithOp(b, a, 1, None), m.File_Exists(b)], [0, 1, 0])
+        assert_results(self, [
+            m.File_Copy(a, self.path('c1'), 0), m.File_Copy(a, self.path('c1'), 0),
+            m.File_CopyWithAttr(a, self.path('c2'), attr(0), 0),
+            m.File_CopyFullySpecified(a, self.path('c3'), attr(0), 0o600, 'root', 0, 1, 1),
+            m.File_CopyFullySpecified(a, self.path('c4'), attr(0), 0o640, 'root', 0, 1, 1, None)], [1, 0, 1, 1, 1])
+        self.assertEqual([self.contents(n) for n in ('c1', 'c2', 'c3', 'c4')], ['B'] * 4)
+        self.assertNoMatch(m.File_CopyFullySpecified, a, self.path('x'), attr(0), 0, 'root', 0, 1, 1, m.new_FileStat())
+        self.assertEqual(m.File_Exists(self.path('x')), 0)
+
+    def test_handle_copies(self):
+        self.put('src', 'abcdef')
+        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None),
+                                  lambda s, t: m.File_CopyBytes(s, t, None, None),
+                                  lambda s, t: m.File_CopyToEof(s, t), lambda s, t: m.File_CopyToEof(s, t, None))):
+            source = self.handle('src', 'r')
+            m.File_Seek(source, 2)
+            target = m.File_Open(self.path('t%d' % n), 'w')
+            self.assertIntResult(call(source, target), 1)
+            m.File_Close(target)
+            self.assertEqual(self.contents('t%d' % n), 'cdef')
+        source, target = self.handle('src', 'r'), self.handle('n', 'w')
+        assert_results(self, [m.File_CopyNBytes(source, target, 3, None, None),
+                              m.File_CopyNBytes(source, target, 30, None, None), m.File_CopyToEof(None, target)],
+                       [1, 0, 0])
+        self.assertNoMatch(m.File_CopyToEof, source, 'x')
+
+    def test_mode_mtime_owner_group(self):
+        name = self.put('a', '')
+        assert_results(self, [m.File_SetMode(name, 0o640), self.mode_of('a'), m.File_SetModeWithOp(name, 0o600, None),
+                              self.mode_of('a'), m.File_SetMtime(name, 1000000000),
+                              m.FileStat_mtime_get(m.File_Stat(name))], [1, 0o640, 1, 0o600, 1, 1000000000])
+        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroup(name, 'root'),
+                              m.File_SetGroupWithOp(name, 'no-such-group-here', None),
+                              m.File_SetMode(self.path('missing'), 0o600)], [1, 1, 0, 0])
+
+    def test_directories_and_snapshots(self):
+        # What they make is the library's (fs_conformance_test.cc).
+        self.put('f', 'deep')
+        assert_results(self, [
+            m.File_CreateDir(self.path('a'), 0o700), m.File_CreateDirWithOp(self.path('b'), 0o700, None),
+            m.File_CreateDirFullySpecified(self.path('c'), attr(0), 0o750, 'root'),
+            m.File_RecursivelyCreateDirFullySpecified(self.path('h/i'), attr(0), 0o755, 'root'),
+            m.File_IsDirectory(self.path('h/i')), self.mode_of('c'),
+            m.File_SnapshotFile(self.path('f'), self.path('b/f'), 0o644),
+            m.File_Snapshot(self.path('b'), self.path('s'), 0o644, 0o755)], [1, 1, 1, 1, 1, 0o750, 1, 1])
+        self.assertEqual(self.contents('s/f'), 'deep')
+        self.assertTypeError('null reference', m.File_RecursivelyCreateDirWithOptions, self.path('j'), None)
+
+    def test_flag_lists(self):
+        a, b, missing = self.put('a', ''), self.put('b', ''), self.path('missing')
+        m.File_CreateDir(self.path('d'), 0o755)
+        for result, expected in (
+                (m.File_BulkExist([a, missing, b]), (0, [1, 0, 1])), (m.File_BulkExist(()), (1, [])),
+                (m.File_BulkSetMode([a, missing], 0o600), (0, [1, 0])), (m.File_BulkSetOwner([a], 'root'), (1, [1])),
+                (m.File_BulkRename([a, missing], [self.path('a2'), self.path('m2')], 0), (0, [1, 0])),
+                (m.File_BulkDelete([self.path('a2'), b]), (1, [1, 1])), (m.File_BulkDeleteWithOp([b], None), (0, [0])),
+                (m.File_BulkDeleteDir([self.path('d')]), (1, [1])), (m.File_Archive([missing], 0, 1), (0, [0])),
+                (m.File_Archive([self.put('c', 'x' * 5000)], m.FileReedSolomon_ENCODING_5_8, 1), (1, [1])),
+                (m.File_Archive([], 0, 0), (1, []))):
+            self.assertEqual(result, expected)
+        # What archives do is the library's (archive_test.cc).
+        self.assertEqual((self.contents('c'), m.File_Open(self.path('c'), 'w')), ('x' * 5000, None))
+        self.assertRaises(OverflowError, m.File_Archive, [self.path('c')], 2 ** 40, 0)
+
+    def test_bulk_stat_gives_owned_copies(self):
+        a = self.put('a', 'xyz')
+        ok, flags, stats = m.File_BulkStat([a, self.path('missing'), a])
+        self.assertEqual((ok, flags, len(set(stats))), (0, [1, 0, 1], 3))
+        self.assertTrue(all(pqtest.is_pointer_text(s, '_p_FileStat') for s in stats))
+        self.assertLongResult(m.FileStat_length_get(stats[2]), 3)
+        self.assertEqual(m.File_BulkStatWithOp([a], None)[0:2], (1, [1]))
+        for s in stats:
+            m.delete_FileStat(s)
+
+    def test_whole_file_strings_keep_nuls(self):
+        name = self.path('w')
+        assert_results(self, [m.File_WriteStringToFile('a\0b', name), m.File_AppendStringToFile('\0c', name)], [1, 1])
+        self.assertEqual(m.File_ReadFileToString(name), (1, 'a\0b\0c'))
+        self.assertEqual([m.File_WriteStringToFileOrDie('\0', name), m.File_AppendStringToFileOrDie('z', name),
+                          m.File_ReadFileToStringOrDie(name)], [None, None, '\0z'])
+        self.assertEqual(m.File_ReadFileToString(self.path('missing')), (0, ''))
+
+
+@pqtest.on_each_file_system
+class MatchTest(pqtest.FileCases):
     def setUp(self):
         super(MatchTest, self).setUp()
         for name in ('a', 'b.txt', '.hidden', 'backup~'):
@@ -56,27 +140,22 @@ class MatchTest(file_roots.FileCases):
     def test_match_forms(self):
         p, files, visible = self.pattern, self.names('a', 'b.txt'), self.names('a', 'b.txt', 'sub')
         dotted = self.names('.hidden') + visible
-        self.assertEqual([type(v) for v in m.File_Match(p)], [int, list])
         for result, expected in (
                 (m.File_Match(p), visible), (m.File_Match(self.path('nothing*')), []),
-                (m.File_MatchWithOp(p, None), visible), (m.File_MatchLocked(p, None), visible),
                 (m.File_MatchLockedWithOp(self.path('b*'), None, None), self.names('b.txt')),
-                (m.File_GetMatchingFiles(p), files), (m.File_GetMatchingFilesLocked(p, None), files),
+                (m.File_GetMatchingFilesLocked(p, None), files),
                 (m.File_ExtendedMatch(p, m.File_MATCH_DEFAULT), visible),
                 (m.File_ExtendedMatch(p, m.File_MATCH_ALL), self.names('.hidden', 'a', 'b.txt', 'backup~', 'sub')),
                 (m.File_ExtendedMatchWithOp(p, m.File_MATCH_DOTFILES, None), dotted),
                 (m.File_ExtendedMatchLocked(p, None, m.File_MATCH_BACKUPS), self.names('a', 'b.txt', 'backup~', 'sub')),
                 (m.File_ExtendedMatchLockedWithOp(p, None, m.File_MATCH_DOTFILES, None), dotted)):
-            self.assertEqual(result, (1, expected))
-        self.assertRaises(TypeError, m.File_ExtendedMatch, p, 'x')
+            self.assertEqual((type(result[0]), result), (int, (1, expected)))
 
     def test_unknown_match_types_reach_the_library_and_fail(self):
-        p = self.pattern
-        for bad in (-1, 4, 2 ** 31 - 1):
+        for bad in (-1, 4, 2 ** 31 - 1):  # never cast to the enumeration
             op = m.new_Operation()
-            self.assertEqual(m.File_ExtendedMatchWithOp(p, bad, op), (0, []))
-            self.assertIntResult(m.Operation_error(op), m.ERROR_INVALID_ARGUMENT)
-            self.assertEqual(m.File_ExtendedMatch(p, bad), (0, []))
+            self.assertEqual((m.File_ExtendedMatchWithOp(self.pattern, bad, op), m.Operation_error(op),
+                              m.File_ExtendedMatch(self.pattern, bad)), ((0, []), m.ERROR_INVALID_ARGUMENT, (0, [])))
             self.assertIs(m.File_DFListFileAndDir(self.root, bad, None, None, None), None)
             self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/rep/c/x'), '', bad), 0)
             m.delete_Operation(op)
@@ -86,8 +165,6 @@ class MatchTest(file_roots.FileCases):
         # completion has received Finish by the time the call returns.
         p = self.pattern
         for call, count in ((lambda w: m.File_MatchAsync(p, w), 3),
-                            (lambda w: m.File_MatchAsyncLocked(p, None, w), 3),
-                            (lambda w: m.File_ExtendedMatchAsync(p, m.File_MATCH_ALL, w), 5),
                             (lambda w: m.File_ExtendedMatchAsyncLocked(p, None, m.File_MATCH_ALL, w), 5)):
             w = m.new_AsyncIOWatcher()
             ok, found = call(w)
@@ -112,182 +189,25 @@ class MatchTest(file_roots.FileCases):
         self.assertEqual(results, [(1, self.names('a', 'b.txt', 'sub'))] * 80)
 
 
-@file_roots.on_each_file_system
-class ChangeTest(file_roots.FileCases):
-    def test_delete_forms(self):
-        name = self.put('a', '')
-        for n in ('x1', 'x2', 'y'):
-            self.put(n, '')
-        m.File_CreateDir(self.path('d'), 0o755)
-        m.File_CreateDir(self.path('e'), 0o755)
-        assert_results(self, [m.File_Delete(name), m.File_Delete(name),
-                              m.File_DeleteMatchingFiles(self.path('x*')),
-                              m.File_DeleteMatchingFilesWithOp(self.path('y*'), None),
-                              m.File_DeleteDir(self.path('d')), m.File_DeleteDirWithOp(self.path('e'), None)],
-                       [1, 0, 1, 1, 1, 1])
-        self.assertEqual(m.File_Match(self.path('*')), (1, []))
-
-    def test_attribute_records_go_with_none_results(self):
-        name = self.put('a', '')
-        self.assertIntResult(m.File_SetAttributes(name, attr(m.Attr_t_PROTECTED)), 1)
-        self.assertTypeError('null reference', m.File_SetAttributes, name, None)
-        self.assertEqual([m.File_DeleteFileAttributes(name), m.File_DeleteFileAttributesWithOp(name, None),
-                          m.File_BulkDeleteAttributes([name]), m.File_BulkDeleteAttributesWithOp((name,), None)],
-                         [None] * 4)
-        self.assertIntResult(m.File_Delete(name), 1)
-        self.assertTypeError('vector<::string> expected', m.File_BulkDeleteAttributes, name)
-
-    def test_delete_recursively_counts(self):
-        m.File_RecursivelyCreateDir(self.path('t/u/v'), 0o755)
-        self.put('t/f1', '')
-        self.put('t/u/f2', '')
-        assert_results(self, m.File_DeleteRecursively(self.path('t')), [2, 3])
-        self.assertEqual(m.File_Exists(self.path('t')), 0)
-        self.assertRaises(TypeError, m.File_DeleteRecursively, 5)
-
-    def test_rename_and_copy(self):
-        # Overwriting, attributes and modes are the library's (fs_conformance_test.cc).
-        a, b = self.put('a', 'data\0'), self.put('b', 'B')
-        assert_results(self, [m.File_Rename(b, a, 0), m.File_RenameWithOp(b, a, 1, None), m.File_Exists(b)], [0, 1, 0])
-        self.assertRaises(TypeError, m.File_Rename, a, b, 'yes')
-        assert_results(self, [
-            m.File_Copy(a, self.path('c1'), 0), m.File_Copy(a, self.path('c1'), 0),
-            m.File_CopyWithAttr(a, self.path('c2'), attr(0), 0),
-            m.File_CopyFullySpecified(a, self.path('c3'), attr(0), 0o600, 'root', 0, 1, 1),
-            m.File_CopyFullySpecified(a, self.path('c4'), attr(0), 0o640, 'root', 0, 1, 1, None)], [1, 0, 1, 1, 1])
-        self.assertEqual([self.contents(n) for n in ('c1', 'c2', 'c3', 'c4')], ['B'] * 4)
-        for args in ((0, 'root', 0, 1), ('n', 'root', 0, 1, 1), (0, 'root', 0, 1, 1, m.new_FileStat())):
-            self.assertNoMatch(m.File_CopyFullySpecified, a, self.path('x'), attr(0), *args)
-        self.assertEqual(m.File_Exists(self.path('x')), 0)
-
-    def test_handle_copies(self):
-        self.put('src', 'abcdef')
-        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None),
-                                  lambda s, t: m.File_CopyBytes(s, t, None, None),
-                                  lambda s, t: m.File_CopyToEof(s, t), lambda s, t: m.File_CopyToEof(s, t, None))):
-            source = self.handle('src', 'r')
-            m.File_Seek(source, 2)
-            target = m.File_Open(self.path('t%d' % n), 'w')
-            self.assertIntResult(call(source, target), 1)
-            m.File_Close(target)
-            self.assertEqual(self.contents('t%d' % n), 'cdef')
-        source, target = self.handle('src', 'r'), self.handle('n', 'w')
-        assert_results(self, [m.File_CopyNBytes(source, target, 3, None, None),
-                              m.File_CopyNBytes(source, target, 30, None, None), m.File_CopyToEof(None, target)],
-                       [1, 0, 0])
-        self.assertNoMatch(m.File_CopyBytes, source)
-        self.assertNoMatch(m.File_CopyToEof, source, 'x')
-
-    def test_mode_mtime_owner_group(self):
-        name = self.put('a', '')
-        assert_results(self, [m.File_SetMode(name, 0o640), self.mode_of('a'), m.File_SetModeWithOp(name, 0o600, None),
-                              self.mode_of('a'), m.File_SetMtime(name, 1000000000),
-                              m.FileStat_mtime_get(m.File_Stat(name))], [1, 0o640, 1, 0o600, 1, 1000000000])
-        self.assertRaises(OverflowError, m.File_SetMtime, name, 2 ** 64)
-        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroup(name, 'root'),
-                              m.File_SetGroupWithOp(name, 'no-such-group-here', None),
-                              m.File_SetMode(self.path('missing'), 0o600)], [1, 1, 0, 0])
-
-    def test_directories_and_snapshots(self):
-        # What they make is the library's (fs_conformance_test.cc).
-        self.put('f', 'deep')
-        assert_results(self, [
-            m.File_CreateDir(self.path('a'), 0o700), m.File_CreateDir(self.path('a'), 0o700),
-            m.File_CreateDirWithOp(self.path('b'), 0o700, None),
-            m.File_CreateDirFullySpecified(self.path('c'), attr(0), 0o750, 'root'),
-            m.File_CreateDirFullySpecifiedWithOp(self.path('d'), attr(0), 0o700, 'root', None),
-            m.File_RecursivelyCreateDir(self.path('e/f/g'), 0o755),
-            m.File_RecursivelyCreateDirFullySpecified(self.path('h/i'), attr(0), 0o755, 'root'),
-            m.File_IsDirectory(self.path('h/i')), self.mode_of('c'),
-            m.File_SnapshotFile(self.path('f'), self.path('b/f'), 0o644),
-            m.File_Snapshot(self.path('b'), self.path('s'), 0o644, 0o755)], [1, 0, 1, 1, 1, 1, 1, 1, 0o750, 1, 1])
-        self.assertEqual(self.contents('s/f'), 'deep')
-        self.assertTypeError('null reference', m.File_RecursivelyCreateDirWithOptions, self.path('j'), None)
-
-
-@file_roots.on_each_file_system
-class BulkTest(file_roots.FileCases):
-    def test_flag_lists(self):
-        a, b, missing = self.put('a', ''), self.put('b', ''), self.path('missing')
-        m.File_CreateDir(self.path('d'), 0o755)
-        for result, expected in (
-                (m.File_BulkExist([a, missing, b]), (0, [1, 0, 1])), (m.File_BulkExist(()), (1, [])),
-                (m.File_BulkSetMode([a, missing], 0o600), (0, [1, 0])),
-                (m.File_BulkSetOwner([a], 'root'), (1, [1])), (m.File_BulkSetGroup([a], 'root'), (1, [1])),
-                (m.File_BulkSetAttributes([a], attr(0)), (1, [1])),
-                (m.File_BulkSetAttributesWithOp([a], attr(0), None), (1, [1])),
-                (m.File_BulkRename([a, missing], [self.path('a2'), self.path('m2')], 0), (0, [1, 0])),
-                (m.File_BulkDelete([self.path('a2'), b]), (1, [1, 1])), (m.File_BulkDeleteWithOp([b], None), (0, [0])),
-                (m.File_BulkDeleteDir([self.path('d')]), (1, [1])), (m.File_Archive([missing], 0, 1), (0, [0])),
-                (m.File_Archive([self.put('c', 'x' * 5000)], m.FileReedSolomon_ENCODING_5_8, 1), (1, [1])),
-                (m.File_Archive([], 0, 0), (1, []))):
-            self.assertEqual(result, expected)
-        # What archives do is the library's (archive_test.cc).
-        self.assertEqual((self.contents('c'), m.File_Open(self.path('c'), 'w')), ('x' * 5000, None))
-        self.assertRaises(OverflowError, m.File_Archive, [self.path('c')], 2 ** 40, 0)
-
-    def test_bulk_stat_gives_owned_copies(self):
-        a = self.put('a', 'xyz')
-        ok, flags, stats = m.File_BulkStat([a, self.path('missing'), a])
-        self.assertEqual((ok, flags, len(set(stats))), (0, [1, 0, 1], 3))
-        self.assertTrue(all(pqtest.is_pointer_text(s, '_p_FileStat') for s in stats))
-        self.assertLongResult(m.FileStat_length_get(stats[2]), 3)
-        self.assertEqual(m.File_BulkStatWithOp([a], None)[0:2], (1, [1]))
-        for s in stats:
-            m.delete_FileStat(s)
-
-    def test_name_lists_are_checked_before_the_library(self):
-        a = self.put('a', '')
-        for bad in ([a, 1], [u'x'], a, None, m.new_stringVector()):
-            self.assertTypeError('vector<::string> expected', m.File_BulkDelete, bad)
-            self.assertTypeError('vector<::string> expected', m.File_BulkRename, [a], bad, 0)
-            self.assertTypeError('vector<::string> expected', m.File_Archive, bad, 0, 0)
-        self.assertEqual(m.File_Exists(a), 1)
-
-    def test_whole_file_strings_keep_nuls(self):
-        name = self.path('w')
-        assert_results(self, [m.File_WriteStringToFile('a\0b', name), m.File_AppendStringToFile('\0c', name)], [1, 1])
-        self.assertEqual(m.File_ReadFileToString(name), (1, 'a\0b\0c'))
-        self.assertEqual([m.File_WriteStringToFileOrDie('\0', name), m.File_AppendStringToFileOrDie('z', name),
-                          m.File_ReadFileToStringOrDie(name)], [None, None, '\0z'])
-        self.assertEqual(m.File_ReadFileToString(self.path('missing')), (0, ''))
-        self.assertRaises(TypeError, m.File_WriteStringToFile, 5, name)
-
-
 class ProcessWideTest(pqtest.TestCase):
     def test_whole_file_or_die(self):
-        missing = file_roots.scratch_dir(self) + '/no/such'
-        for call, text in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)'),
-                           ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)'),
-                           ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)')):
-            for name in (missing, '/mem/pqtest-ordie/missing'):
-                file_roots.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
+        missing = pqtest.scratch_dir_of(self) + '/no/such'
+        for call, text, name in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)', missing),
+                                 ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)', missing),
+                                 ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)',
+                                  '/mem/pqtest-ordie/missing')):
+            pqtest.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
 
-    def test_values(self):
+    def test_values_and_the_byte_exact_thread_user_name(self):
         values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
         self.assertEqual([type(v) for v in values], [int, int, str])
         self.assertTrue(values[0] > 0 and values[1] in (0, 1) and values[2], values)
         self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
         self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
-                          m.File_InitWithDatadirFrom(file_roots.scratch_dir(self))], [None] * 4)
-        self.assertRaises(TypeError, m.File_InitWithDatadirFrom, None)
-
-    def test_open_files_lists_open_handles(self):
-        name = file_roots.scratch_dir(self) + '/open'
-        f = m.File_Open(name, 'w')
-        self.assertIn('%s w\n' % name, m.File_GetOpenFiles())
-        m.File_Close(f)
-        self.assertNotIn(name, m.File_GetOpenFiles())
-
-    def test_thread_user_name_is_per_thread_and_byte_exact(self):
+                          m.File_InitWithDatadirFrom(pqtest.scratch_dir_of(self))], [None] * 4)
+        # That it is the calling thread's is the library's (local_file_test.cc).
         m.File_SetCurrentThreadUserName('me\0too')
-        self.assertEqual(m.File_GetCurrentThreadUserName(), 'me\0too')
-        seen = []
-        t = threading.Thread(target=lambda: seen.append(m.File_GetCurrentThreadUserName()))
-        t.start()
-        t.join()
-        self.assertEqual(seen, [''])
-        m.File_SetCurrentThreadUserName('')
+        self.assertEqual((m.File_GetCurrentThreadUserName(), m.File_SetCurrentThreadUserName('')), ('me\0too', None))
 
 
 if __name__ == '__main__':

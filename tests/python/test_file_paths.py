@@ -1,113 +1,139 @@
-"""Path and sharded-name utilities, File_ and free forms, and the value functions
-(IsUInt64ANegativeInt64, TranslateFromErrno, ErrorToString, ErrorSpace)."""
+"""Path, sharded-name and FileName utilities (File_ and free forms, replicated and remote
+names) and the value functions (IsUInt64ANegativeInt64, TranslateFromErrno, ErrorToString, ErrorSpace)."""
 import ctypes
 import errno
 import os
 import shutil
 
 import pqtest
-from file_roots import assert_results
 from pqtest import m, pointer_to
 
 
 class PathTest(pqtest.TestCase):
     def test_results_are_byte_exact_strings_or_none(self):
+        # What the names become is the library's (path_test.cc, sharded_test.cc).
         for f, args, expected in (
-                (m.File_CleanPath, ('a//b/../c\0d',), 'a/c\0d'), (m.File_CleanPath, ('',), ''),
-                (m.File_AddSlash, ('a\0',), 'a\0/'), (m.File_AddSlash, ('',), ''),
-                (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'), (m.File_RemoveHosts, ('/x\0/y',), '/x\0/y'),
-                (m.File_GenerateShardedFilename, ('a\0b', 0, 1), 'a\0b-00000-of-00001'),
-                (m.File_GenerateShardedFilename, ('a', 1, 3), 'a-00001-of-00003'),
+                (m.File_CleanPath, ('a//b/../c\0d',), 'a/c\0d'), (m.File_AddSlash, ('',), ''),
+                (m.File_Basename, ('',), ''), (m.File_JoinPath, ('a\0', 'b'), 'a\0/b'),
+                (m.File_Suffix, ('/a/b',), None), (m.File_Suffix, ('/a/b.c',), 'c'),
                 (m.GenerateShardedFilename, ('a\0b', 1, 3), 'a\0b-00001-of-00003'),
-                (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d'),
-                (m.File_StripBasename, ('/a/b.c',), '/a/'), (m.File_RewriteDatadir, ('/plain/name',), '/plain/name'),
-                (m.File_Basename, ('/a/b.c',), 'b.c'), (m.File_Basename, ('',), ''),
-                (m.File_Suffix, ('/a/b.c',), 'c'), (m.File_Suffix, ('/a/b',), None),
-                (m.File_Suffix, ('/a/.hidden',), None)):
+                (m.File_CanonicalizeFileName, ('/a/./b//c/../d',), '/a/b/d')):
             result = f(*args)
             self.assertEqual((type(result), result), (type(expected), expected), (f.__name__, args))
 
     def test_argument_types(self):
         # Library strings keep NULs but refuse non-strings; char pointers also refuse NULs.
-        for f in (m.File_CleanPath, m.File_AddSlash, m.File_RemoveHosts):
-            for bad in (5, None):
-                self.assertRaises(TypeError, f, bad)
-        for f in (m.File_CanonicalizeFileName, m.File_Basename, m.File_Suffix, m.File_StripBasename,
-                  m.File_RewriteDatadir):
-            for bad in ('a\0b', None):
-                self.assertRaises(TypeError, f, bad)
-        self.assertRaises(TypeError, m.File_JoinPath, 'a', None)
-        self.assertRaises(TypeError, m.File_GenerateShardedFilename, 'a', '1', 3)
+        for f, args in ((m.File_CleanPath, (5,)), (m.File_JoinPath, ('a', None)), (m.File_Basename, ('a\0b',)),
+                        (m.File_Exists, ('a\0b',)), (m.File_Suffix, (None,))):
+            self.assertRaises(TypeError, f, *args)
 
-
-class NameListTest(pqtest.TestCase):
-    def test_construct_full_file_name(self):
+    def test_name_lists_in_and_through_a_wrapped_vector(self):
         self.assertEqual(m.File_ConstructFullFileName('/d', ['x', 'y'], '.txt', 3), '/d/x/y.txt@3')
         self.assertEqual(m.File_ConstructFullFileName('/d', (), '', 0), '/d')
-        for bad in (['x', 1], 'x'):
-            self.assertTypeError('vector<::string> expected', m.File_ConstructFullFileName, '/d', bad, '', 0)
-        self.assertRaises(TypeError, m.File_ConstructFullFileName, '/d', [], '', 'three')
-
-    def test_canonicalize_list_writes_through_a_wrapped_vector(self):
         self.assertIs(m.File_CanonicalizeFileNameList(None, ['/a/./b']), None)
         self.assertTypeError('Type error. Got _p_std__vectorTstring_t, expected _p_vectorTstring_t',
                              m.File_CanonicalizeFileNameList, m.new_stringVector(), ['/a'])
         self.assertTypeError('vector<::string> expected', m.File_CanonicalizeFileNameList, None, [None])
 
-
-class ShardedNameTest(pqtest.TestCase):
-    """File_ and free forms of the sharded-name functions; the names themselves are the library's
-    (sharded_test.cc)."""
-
+    # File_ and free forms of the sharded-name functions; the names themselves are the library's
+    # (sharded_test.cc).
     def test_generated_names_and_their_outputs(self):
         for prefix in ('File_', ''):
             generate = getattr(m, prefix + 'GenerateShardedFilenames')
             basename = getattr(m, prefix + 'ShardedBasenameWithNumShards')
             self.assertEqual(generate('a/b@2'), (1, ['a/b-00000-of-00002', 'a/b-00001-of-00002']))
             self.assertEqual(generate('a/b'), (0, []))
-            self.assertRaises(TypeError, generate, 3)
             shard, count, digits = ctypes.c_int(-1), ctypes.c_int(-1), ctypes.c_int(-1)
             self.assertEqual(basename('d/s-00011-of-00012', pointer_to(shard, '_p_int'), pointer_to(count, '_p_int'),
                                       pointer_to(digits, '_p_int')), 'd/s@12')
             self.assertEqual((shard.value, count.value, digits.value), (11, 12, 5))
             self.assertEqual(basename('d/s-00001-of-00003', None, None, None), 'd/s@3')
             self.assertIs(basename('d/a', None, None, None), None)
-            self.assertTypeError('Type error. Got _p_int64, expected _p_int', basename, 'd/a',
-                                 '_0000000000000001_p_int64', None, None)
         self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
-        self.assertRaises(TypeError, m.GenerateShardedFilename, 'a', 'x', 3)
 
-    def test_detecting_the_count_of_existing_shards(self):
-        base = pqtest.scratch_dir('shards')
-        self.addCleanup(shutil.rmtree, base, True)
-        open(os.path.join(base, 's-00001-of-00004'), 'w').close()
-        found = ctypes.c_int(0)
-        self.assertIntResult(m.DetectNumberOfShards(base + '/s@*', pointer_to(found, '_p_int')), 1)
-        self.assertEqual(found.value, 4)
-        assert_results(self, [m.DetectNumberOfShards(base + '/other', None), m.DetectNumberOfShards(base + '/s', None)],
-                       [0, 1])
-
-
-class ValueFunctionTest(pqtest.TestCase):
-    def test_negative_int64_takes_the_whole_uint64_range(self):
+    def test_value_functions(self):
         for value, negative in ((2 ** 63, 1), (2 ** 64 - 1, 1), (2 ** 63 - 1, 0), (0, 0)):
             self.assertIntResult(m.IsUInt64ANegativeInt64(value), negative)
         for bad, error in ((-1, OverflowError), (2 ** 64, OverflowError), ('1', TypeError)):
             self.assertRaises(error, m.IsUInt64ANegativeInt64, bad)
-
-    def test_errno_mapping_and_error_space(self):
-        for value, code in ((0, m.OK), (errno.ENOENT, m.ERROR_NOT_FOUND), (99999, m.ERROR_UNKNOWN)):
-            self.assertIntResult(m.TranslateFromErrno(value), code)
-        self.assertRaises(TypeError, m.TranslateFromErrno, 'ENOENT')
+        self.assertIntResult(m.TranslateFromErrno(errno.ENOENT), m.ERROR_NOT_FOUND)  # the rest: values_test.cc
         self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
-        self.assertIn('99', m.ErrorToString(99))
-        self.assertRaises(TypeError, m.ErrorToString, 'x')
         space = m.ErrorSpace()  # one shared object
         self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
         self.assertEqual(m.ErrorSpace(), space)
-        self.assertRaises(TypeError, m.ErrorSpace, 1)
 
+
+FLAGS = ('simple', 'replicated', 'remote', 'wicket_remote', 'bigfile', 'striped', 'tarn',
+         'tarn_shadow', 'cached', 'cached_check', 'lock_server', 'namespace', 'fern', 'kelp',
+         'quill', 'registered_prefix')
+TEXTS = ('host', 'cellname', 'directory_noslash', 'basename', 'rest', 'prefix', 'strip_basename', 'directory')
+
+
+def flags_of(name):
+    return set(flag for flag in FLAGS if getattr(m, 'FileName_is_' + flag)(name))
+
+
+def texts_of(name):
+    return [getattr(m, 'FileName_' + row)(name) for row in TEXTS]
+
+
+class FileNameTest(pqtest.TestCase):
+    def test_default_is_empty(self):
+        n = m.new_FileName()
+        self.assertEqual((flags_of(n), m.FileName_is_root_directory(n), texts_of(n)), (set(), 0, [''] * len(TEXTS)))
+        for bad in ((5,), ('a', 'b')):
+            self.assertNoMatch(m.new_FileName, *bad)
+
+    def test_each_flag_row_reads_its_own_flag(self):
+        for text, expected in (
+                ('/rep/east/a', {'replicated'}), ('/remote/m7/a', {'remote'}), ('/wicket/m7:4100/a', {'wicket_remote'}),
+                ('/bigfile/east/b', {'bigfile'}), ('/striped/east/s', {'striped'}), ('/tarn/east/t', {'tarn'}),
+                ('/tarn-shadow/east/t', {'tarn', 'tarn_shadow'}), ('/cache/rep/east/a', {'cached'}),
+                ('/cache-check/x', {'cached', 'cached_check'}), ('/lock/east/l', {'lock_server'}),
+                ('/ns/east/n', {'namespace'}), ('/fern/east/f', {'fern'}), ('/kelp/east/k', {'kelp'}),
+                ('/quill/east/q', {'quill'}), ('/mem/a/b', {'registered_prefix'}), ('/tmp/a', {'simple'})):
+            self.assertEqual(flags_of(m.new_FileName(text)), expected, text)
+
+    def test_each_text_row_reads_its_own_field(self):
+        self.assertEqual(texts_of(m.new_FileName('/rep/east/logs/a.txt')),
+                         ['', 'east', '/logs', 'a.txt', '/logs/a.txt', '/rep/east', '/rep/east/logs/', '/logs/'])
+        built = m.new_FileName(m.ReplicatedFileNameToOpen('/rep/east/logs/a', 'm7'))  # parses back
+        self.assertEqual((m.FileName_host(built), m.FileName_rest(built)), ('m7', '/logs/a'))
+        self.assertIntResult(m.FileName_is_root_directory(m.new_FileName('/rep/east')), 1)
+        self.assertIs(m.FileName_Parse(built, '/tmp/b'), None)  # replaces the contents
+        self.assertEqual((flags_of(built), m.FileName_host(built), m.FileName_rest(built)), ({'simple'}, '', '/tmp/b'))
+
+    def test_make_tarn_name_drops_its_output(self):
+        n = m.new_FileName('/rep/east/a')
+        out = 'unchanged'
+        self.assertIntResult(m.FileName_MakeTARNName(n, out, m.FileName_TARN_SHADOW), 1)
+        self.assertEqual(out, 'unchanged')
+        self.assertIntResult(m.FileName_MakeTARNName(m.new_FileName('/tmp/a'), '', m.FileName_TARN_PRIMARY), 0)
+
+    def test_replica_names(self):
+        self.assertEqual(m.ReplicatedFileNameToOpen('/rep/east/a', 'm7'), '/remote/m7/a')
+        self.assertEqual(m.ReplicatedFileNameToOpen('/tmp/a', 'm7'), '')
+        self.assertEqual(m.MultiProtocolReplicatedFileNameToOpen('/rep/east/a', 'm7:99', m.File_TYPE_SREMOTE_SERVER),
+                         '/wicket/m7:99/a')
+        self.assertEqual(m.MultiProtocolReplicatedFileNameToOpen('/rep/east/a', 'm7', 9), '')
+        self.assertEqual(m.ReplicatedFileNameAppend('/rep/east/dir', 'f'), '/rep/east/dir/f')
+
+    def test_parse_wicket_name_returns_only_the_path(self):
+        host, path = 'h', 'p'
+        self.assertEqual(m.ParseWicketRemoteName('/wicket/m7/a/b', 4100, host, path), '/a/b')
+        self.assertEqual((host, path), ('h', 'p'))
+        self.assertEqual(m.ParseWicketRemoteName('/wicket/m7', 4100, '', ''), '')
+        self.assertIs(m.ParseWicketRemoteName('/tmp/a', 4100, '', ''), None)
+
+    def test_find_full_path_searches_path_by_default(self):
+        # The search itself is the library's (filename_test.cc).
+        directory = pqtest.scratch_dir('findpath')
+        self.addCleanup(shutil.rmtree, directory, True)
+        open(os.path.join(directory, 'tool'), 'w').close()
+        code = 'import _file_base_pyquarry as m\nprint m.FindFullPath("tool"), m.FindFullPath("tool", "PQ_H7_PATH")'
+        status, out, err = pqtest.run_python(code, PATH='/nonexistent:' + directory, PQ_H7_PATH='/nonexistent')
+        self.assertEqual((status, out), (0, os.path.join(directory, 'tool') + ' \n'), err)
 
 if __name__ == '__main__':
     pqtest.main()

@@ -31,12 +31,6 @@ CHECK = '\n'.join([
 ])
 
 
-def build_dir():
-    """The CMake build directory the running extension came from."""
-    import _file_base_pyquarry
-    return os.path.dirname(os.path.dirname(os.path.abspath(_file_base_pyquarry.__file__)))
-
-
 class InstallTest(pqtest.TestCase):
     def setUp(self):
         self.tmp = pqtest.scratch_dir('install')
@@ -50,50 +44,36 @@ class InstallTest(pqtest.TestCase):
                         ignore=shutil.ignore_patterns('*.pyc'))
 
     def pip(self, *args, **kw):
-        env = dict(os.environ, PQ_BUILD_DIR=kw.get('build', build_dir()), PIP_NO_INDEX='1',
-                   PIP_DISABLE_PIP_VERSION_CHECK='1')
+        """pip2 install of the copied sources with this environment; returns whether it succeeded."""
+        env = dict(os.environ, PQ_BUILD_DIR=kw.pop('build', pqtest.BUILD_DIR), PIP_NO_INDEX='1',
+                   PIP_DISABLE_PIP_VERSION_CHECK='1', **kw)
         env.pop('PYTHONPATH', None)
         p = subprocess.Popen([sys.executable, '-m', 'pip', 'install', '-q'] + list(args) + [self.src],
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=env, cwd=self.tmp)
-        out = p.communicate()[0]
-        self.assertEqual(p.returncode == 0, kw.get('ok', True), out)
+        self.output = p.communicate()[0]
+        return p.returncode == 0
 
-    def check_import(self, site_dir, **env_extra):
-        env = dict(os.environ, **env_extra)
-        env.pop('PYTHONPATH', None)
-        if site_dir and 'PYTHONUSERBASE' not in env_extra:
-            env['PYTHONPATH'] = site_dir
-        p = subprocess.Popen([sys.executable, '-c', CHECK, site_dir], stdout=subprocess.PIPE,
-                             stderr=subprocess.PIPE, env=env, cwd=self.tmp)
-        out, err = p.communicate()
-        self.assertEqual(p.returncode, 0, err)
-        self.assertEqual(out.split(), ['installed', 'File'])
-
-    def test_prefix_install(self):
-        prefix = os.path.join(self.tmp, 'prefix')
-        self.pip('--prefix', prefix)
-        site_dir = os.path.join(prefix, 'lib', 'python2.7', 'site-packages')
-        self.assertTrue(os.path.exists(os.path.join(site_dir, '_file_base_pyquarry.so')))
-        self.check_import(site_dir)
-
-    def test_user_install(self):
+    def test_prefix_and_user_installs_import_from_there_alone(self):
         user_base = os.path.join(self.tmp, 'user')
-        os.environ['PYTHONUSERBASE'] = user_base
-        try:
-            self.pip('--user')
-        finally:
-            del os.environ['PYTHONUSERBASE']
-        site_dir = os.path.join(user_base, 'lib', 'python2.7', 'site-packages')
-        self.check_import(site_dir, PYTHONUSERBASE=user_base)
+        for args, env, base in ((('--prefix', os.path.join(self.tmp, 'prefix')), {}, 'prefix'),
+                                (('--user',), {'PYTHONUSERBASE': user_base}, 'user')):
+            self.assertTrue(self.pip(*args, **env), self.output)
+            site_dir = os.path.join(self.tmp, base, 'lib', 'python2.7', 'site-packages')
+            env = dict(os.environ, **(env or {'PYTHONPATH': site_dir}))
+            if base == 'user':
+                env.pop('PYTHONPATH', None)
+            p = subprocess.Popen([sys.executable, '-c', CHECK, site_dir], stdout=subprocess.PIPE,
+                                 stderr=subprocess.PIPE, env=env, cwd=self.tmp)
+            out, err = p.communicate()
+            self.assertEqual((p.returncode, out.split()), (0, ['installed', 'File']), err)
 
     def test_failed_build_fails_the_install(self):
         env_dir = os.path.join(self.tmp, 'not-a-build')
         os.mkdir(env_dir)
         open(os.path.join(env_dir, 'CMakeCache.txt'), 'w').close()  # looks configured, is not
-        self.pip('--prefix', os.path.join(self.tmp, 'p2'), build=env_dir, ok=False)
+        self.assertFalse(self.pip('--prefix', os.path.join(self.tmp, 'p2'), build=env_dir), self.output)
         self.assertFalse(os.path.exists(os.path.join(self.tmp, 'p2', 'lib', 'python2.7', 'site-packages',
                                                      'pyquarry')))
-
 
 if __name__ == '__main__':
     if not os.path.exists(os.path.join(ROOT, 'setup.py')):

@@ -1,37 +1,31 @@
-"""Operation rows, and the errors and deadlines the ...WithOp functions record in it."""
-import file_roots
+"""Operation rows, the errors and deadlines the ...WithOp functions record in it, and
+asynchronous completion objects waited on from Python threads."""
+import threading
+import time
+
 import pqtest
-from file_roots import assert_results
-from pqtest import m
+from pqtest import assert_results, m
 
 
-class OperationRecordTest(pqtest.TestCase):
+class OperationAndWatcherTest(pqtest.TestCase):
     def test_fresh_operation_and_its_settings(self):
         op = m.new_Operation()
-        for row, value in (('ok', 1), ('error', 0), ('HasDeadline', 0), ('retry', 0)):
-            self.assertIntResult(getattr(m, 'Operation_' + row)(op), value)
-        self.assertEqual([m.Operation_Status(op), m.Operation_descriptor(op), m.Operation_resource_user(op),
-                          m.Operation_InternalFinish(op), m.Operation_CheckSuccess(op), m.Operation_set_retry(op, 2)],
-                         ['OK', '', '', None, None, None])
-        self.assertIntResult(m.Operation_retry(op), 1)
-        m.Operation_set_retry(op, 0L)
+        assert_results(self, [m.Operation_ok(op), m.Operation_error(op), m.Operation_HasDeadline(op)], [1, 0, 0])
+        self.assertEqual([m.Operation_Status(op), m.Operation_descriptor(op), m.Operation_InternalFinish(op),
+                          m.Operation_CheckSuccess(op), m.Operation_set_retry(op, 2)], ['OK', '', None, None, None])
+        self.assertIntResult(m.Operation_retry(op), 1)  # a bool member
         m.Operation_set_resource_user(op, 'team\0a')  # byte-exact
-        for setter, bad in ((m.Operation_set_retry, 'yes'), (m.Operation_set_resource_user, 5)):
-            self.assertRaises(TypeError, setter, op, bad)
-        self.assertIntResult(m.Operation_retry(op), 0)
         self.assertEqual(m.Operation_resource_user(op), 'team\0a')
 
-    def test_value_results_are_pointer_objects(self):
+    def test_value_results_travel_and_copies_carry_the_error(self):
         op = m.new_Operation()
         m.Operation_SetDeadlineLength(op, 30.0)
         for row, mangled in (('ToStatus', '_p_util__Status'), ('GetDeadline', '_p_WallTime'),
                              ('priority', '_p_util__Priority'), ('traffic_class', '_p_net_base__OptionalTrafficClass')):
             self.assertTrue(pqtest.is_pointer_text(getattr(m, 'Operation_' + row)(op), mangled), row)
-        # Copies are fresh objects; the traffic class lives in the record.
+        # Copies are fresh objects; the traffic class lives in the record. Both travel between operations.
         self.assertNotEqual(m.Operation_GetDeadline(op), m.Operation_GetDeadline(op))
         self.assertEqual(m.Operation_traffic_class(op), m.Operation_traffic_class(op))
-
-    def test_values_travel_between_operations(self):
         a, b = m.new_Operation(), m.new_Operation()
         m.Operation_set_priority(b, m.Operation_priority(a))
         m.Operation_set_traffic_class(b, m.Operation_traffic_class(a))
@@ -39,24 +33,7 @@ class OperationRecordTest(pqtest.TestCase):
         m.Operation_SetAbsoluteDeadline(b, m.Operation_GetDeadline(a))
         assert_results(self, [m.Operation_HasDeadline(b), m.File_ExistsWithOp('/', b), m.Operation_error(b)],
                        [1, 0, m.ERROR_DEADLINE_EXCEEDED])
-        self.assertIs(m.Operation_ClearDeadline(b), None)
-        self.assertIntResult(m.Operation_HasDeadline(b), 0)
-
-    def test_refused_arguments_change_nothing(self):
-        op = m.new_Operation()
-        for f, args in ((m.Operation_SetError, (op, 3, None)), (m.Operation_InternalStart, (op, None, None)),
-                        (m.Operation_CopyFrom, (op, None)), (m.Operation_SetAbsoluteDeadline, (op, None)),
-                        (m.Operation_set_traffic_class, (op, 'NULL')), (m.Operation_set_priority, (op, None)),
-                        (m.Operation_error, (None,))):
-            self.assertTypeError('null reference', f, *args)
-        self.assertTypeError('Type error. Got _p_FileStat, expected _p_file__Operation',
-                             m.Operation_ok, m.new_FileStat())
-        for f, args in ((m.Operation_SetDeadlineLength, (op, 'soon')), (m.Operation_SetError, (op, 'x', None)),
-                        (m.new_Operation, (1,))):
-            self.assertRaises(TypeError, f, *args)
-        self.assertEqual((m.Operation_ok(op), m.Operation_descriptor(op), m.Operation_HasDeadline(op)), (1, '', 0))
-
-    def test_copy_from_and_clear_error(self):
+        self.assertEqual((m.Operation_ClearDeadline(b), m.Operation_HasDeadline(b)), (None, 0))
         failed, copy = m.new_Operation(), m.new_Operation()
         self.assertIntResult(m.File_ExistsWithOp('', failed), 0)
         m.Operation_CopyFrom(copy, failed)
@@ -65,9 +42,57 @@ class OperationRecordTest(pqtest.TestCase):
         self.assertIs(m.Operation_ClearError(copy), None)
         self.assertEqual((m.Operation_ok(copy), m.Operation_Status(copy)), (1, 'OK'))
 
+    def test_finish_then_query(self):
+        w = m.new_AsyncIOWatcher()
+        self.assertRaises(OverflowError, m.AsyncIOWatcher_Finish, w, 0, 2 ** 64)
+        self.assertIntResult(m.AsyncIOWatcher_IsFinished(w), 0)  # a refused count leaves it unfinished
+        m.AsyncIOWatcher_Finish(w, m.ERROR_NOT_FOUND, 123)
+        self.assertEqual([(type(v), v) for v in (m.AsyncIOWatcher_IsFinished(w), m.AsyncIOWatcher_Error(w),
+                                                 m.AsyncIOWatcher_Bytes(w), m.AsyncIOWatcher_Wait(w),
+                                                 m.AsyncIOWatcher_WaitWithTimeout(w, 0))],
+                         [(int, 1), (int, 3), (long, 123), (type(None), None), (int, 1)])
+        m.delete_AsyncIOWatcher(w)
 
-@file_roots.on_each_file_system
-class WithOpErrorCases(file_roots.FileCases):
+    def test_second_thread_finishes_the_watcher_a_waiter_blocks_on(self):
+        # The waiter holds no interpreter lock while it waits, so the other
+        # Python thread runs and completes it.
+        w = m.new_AsyncIOWatcher()
+        results = []
+
+        def waiter():
+            m.AsyncIOWatcher_Wait(w)
+            results.append((m.AsyncIOWatcher_Error(w), m.AsyncIOWatcher_Bytes(w)))
+        t, finisher = threading.Thread(target=waiter), threading.Thread(target=m.AsyncIO_Finish, args=(w, 0, 77))
+        t.start()
+        time.sleep(0.05)
+        self.assertEqual(results, [])
+        finisher.start()
+        finisher.join(5)
+        t.join(5)
+        self.assertFalse(t.is_alive())
+        self.assertEqual(results, [(0, 77)])
+        m.delete_AsyncIOWatcher(w)
+
+    def test_abandon_wakes_waiters_and_a_wait_times_out_in_milliseconds(self):
+        # What abandoning and detaching do is the library's (async_test.cc).
+        w = m.new_AsyncIOWatcher()
+        start = time.time()
+        self.assertIntResult(m.AsyncIOWatcher_WaitWithTimeout(w, 50), 0)
+        self.assertGreaterEqual(time.time() - start, 0.04)
+        self.assertIs(m.AsyncIOWatcher_Abandon(w), None)
+        self.assertIntResult(m.AsyncIOWatcher_WaitWithTimeout(w, 1000), 0)
+        m.delete_AsyncIOWatcher(w)
+
+    def test_detached_watcher_frees_itself_and_null_objects_delete_as_nothing(self):
+        w = m.new_AsyncIOWatcher()
+        m.AsyncIOWatcher_Detach(w)
+        m.AsyncIOWatcher_Finish(w, 0, 5)  # the last use of w
+        self.assertEqual([f(null) for f in (m.delete_AsyncIO, m.delete_AsyncIOWatcher, m.delete_AsyncIOForSS)
+                          for null in (None, 'NULL')], [None] * 6)
+
+
+@pqtest.on_each_file_system
+class WithOpErrorCases(pqtest.FileCases):
     """Each ...WithOp failure leaves its own error code in the Operation."""
 
     def assertFails(self, op, code, result):
@@ -86,17 +111,13 @@ class WithOpErrorCases(file_roots.FileCases):
         self.assertFails(op, m.ERROR_INVALID_ARGUMENT, m.File_StatWithOp(missing, None, op))
         self.assertIntResult(m.File_StatWithOp(self.put('f', 'x'), stat, op), 1)
         self.assertEqual((m.Operation_ok(op), m.Operation_Status(op)), (1, 'OK'))
-        r, w = self.handle('f', 'r'), self.handle('w', 'w')
+        r = self.handle('f', 'r')
         m.Operation_SetDeadlineLength(op, -0.5)
-        self.assertIs(m.File_PReadStringWithOp(r, 0, 4, op), None)
-        self.assertIntResult(m.Operation_error(op), m.ERROR_DEADLINE_EXCEEDED)
+        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.Operation_error(op)),
+                         (None, m.ERROR_DEADLINE_EXCEEDED))
         m.Operation_SetDeadlineLength(op, 60.0)
-        self.assertEqual(m.File_PReadStringWithOp(r, 0, 4, op), 'x')
-        self.assertLongResult(m.File_PWriteStringWithOp(w, 0, 'ab', op), 2)
-        self.assertEqual(m.File_BulkDeleteWithOp([self.path('f'), missing], op), (0, [1, 0]))
-        self.assertIntResult(m.Operation_error(op), m.ERROR_NOT_FOUND)
-        self.assertEqual(m.File_BulkDeleteWithOp([], op), (1, []))
-        self.assertIntResult(m.Operation_ok(op), 1)
+        self.assertEqual((m.File_PReadStringWithOp(r, 0, 4, op), m.File_BulkDeleteWithOp([self.path('f'), missing], op),
+                          m.Operation_error(op)), ('x', (0, [1, 0]), m.ERROR_NOT_FOUND))
 
 
 if __name__ == '__main__':

@@ -1,4 +1,13 @@
-"""Pointer text, type checks and proxies, seen through ordinary wrappers."""
+"""Pointer text, type checks and proxies, seen through ordinary wrappers; and every function,
+called with hostile arguments, raises or returns: none crashes the interpreter.
+
+Left out of the hostile calls: what ends the process by design (or-die forms, CheckSuccess),
+what frees or hands off objects (delete_..., Detach, AbandonAndRelease), what blocks (Wait...),
+proxy registration, and real buffers for untyped buffer parameters (those get null only)."""
+import os
+import random
+import shutil
+
 import pqtest
 from pqtest import m
 
@@ -11,20 +20,13 @@ class Broken(object):
 class PointerTextTest(pqtest.TestCase):
     """Runs before any proxy class is registered for FileStat (own process)."""
 
-    def test_results_are_tagged_text_without_a_proxy(self):
-        s = m.new_FileStat()
+    def test_results_are_tagged_text_and_wrong_types_are_named(self):
+        s, a = m.new_FileStat(), m.new_Attr_t()
         self.assertTrue(pqtest.is_pointer_text(s, '_p_FileStat'), s)
-        self.assertLongResult(m.FileStat_length_get(s), -1)
-        m.delete_FileStat(s)
-
-    def test_wrong_type_names_both_types_and_non_pointers_are_refused(self):
-        a = m.new_Attr_t()
-        self.addCleanup(m.delete_Attr_t, a)
-        for text, f, args in (('Type error. Got _p_Attr_t, expected _p_FileStat', m.FileStat_length_get, (a,)),
-                              ('Type error. Got _p_Attr_t, expected _p_FileStat', m.FileStat_length_set, (a, 1)),
+        for text, f, args in (('Type error. Got _p_Attr_t, expected _p_FileStat', m.FileStat_length_set, (a, 1)),
                               ('Type error. Got bogus, expected _p_FileStat', m.FileStat_length_get, ('bogus',))):
             self.assertTypeError(text, f, *args)
-        for bad in (5, 2.5, [], object(), type('NotText', (object,), {'this': 7})()):
+        for bad in (5, 2.5, object(), type('NotText', (object,), {'this': 7})()):
             self.assertTypeError('Expected a pointer', m.FileStat_length_get, bad)
 
     def test_null_pointers(self):
@@ -48,16 +50,13 @@ class PointerTextTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_AsyncIO, expected _p_AsyncIOWatcher',
                              m.AsyncIOWatcher_IsFinished, w[:17] + '_p_AsyncIO')
 
-
-class NullReceiverTest(pqtest.TestCase):
-    """A null receiver converts like any null pointer: the later arguments
-    still convert in order and raise their own errors first; only then is
-    the call refused, before it reaches the library."""
-
+    # A null receiver converts like any null pointer: the later arguments
+    # still convert in order and raise their own errors first; only then is
+    # the call refused, before it reaches the library.
     def test_later_argument_errors_come_first(self):
         empty_closer = m.new_FileCloser()
         self.addCleanup(m.delete_FileCloser, empty_closer)
-        stat, attr = m.new_FileStat(), m.new_Attr_t()
+        stat, attr, options = m.new_FileStat(), m.new_Attr_t(), m.new_FileOpenOptions()
         got = 'Type error. Got %s, expected %s'
         for error, text, f, args in (
                 (TypeError, got % ('_p_Attr_t', '_p_FileStat'), m.File_StatThis, (None, attr)),
@@ -65,9 +64,7 @@ class NullReceiverTest(pqtest.TestCase):
                 (OverflowError, None, m.File_Seek, (None, 2 ** 64)),
                 (TypeError, 'an integer is required', m.File_ReadToString, (None, 'x')),
                 (TypeError, got % ('_p_FileStat', '_p_file__Operation'), m.File_PReadStringWithOp, (None, 0, 5, stat)),
-                (TypeError, got % ('_p_Attr_t', '_p_file__Operation'), m.File_PWriteStringWithOp, (None, 0, 'x', attr)),
                 (TypeError, got % ('_p_Attr_t', '_p_FileStat'), m.FileCloser_StatThis, (empty_closer, attr)),
-                (OverflowError, None, m.FileDeleter_Truncate, (None, 2 ** 64)),
                 (TypeError, got % ('_p_FileStat', '_p_FileOpenOptions'), m.FileFactory_CreateWithOptions,
                  (None, 'a', 'w', stat)),
                 (TypeError, 'vector<::string> expected', m.FileAttributes_BulkDelete, (None, 5)),
@@ -81,9 +78,8 @@ class NullReceiverTest(pqtest.TestCase):
                 # Once everything has converted, the null receiver is refused.
                 (TypeError, 'null reference', m.File_StatThis, (None, stat)),
                 (TypeError, 'null reference', m.AsyncIOWatcher_Wait, ('NULL',)),
-                (TypeError, 'null reference', m.File_PReadStringWithOp, ('NULL', 0, 5, None)),
                 (TypeError, 'null reference', m.FileCloser_Seek, (empty_closer, 3)),
-                (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', m.new_FileOpenOptions())),
+                (TypeError, 'null reference', m.FileFactory_CreateWithOptions, (None, 'a', 'w', options)),
                 (TypeError, 'null reference', m.FileAttributes_BulkDelete, (None, ['a']))):
             with self.assertRaises(error) as raised:
                 f(*args)
@@ -101,12 +97,6 @@ class ProxyTest(pqtest.TestCase):
     def setUpClass(cls):
         cls.Attr = pqtest.register_proxy('Attr_t')
         cls.Stat = pqtest.register_proxy('FileStat')
-        cls.Options = pqtest.register_proxy('FileOpenOptions')
-
-    def test_constructors_return_owned_proxies(self):
-        a = m.new_Attr_t(5)
-        self.assertEqual((type(a), a.thisown, pqtest.is_pointer_text(a.this, '_p_Attr_t')), (self.Attr, 1, True))
-        self.assertIntResult(m.Attr_t_attr_get(a), 5)
 
     def test_every_constructor_without_arguments_hands_out_an_owned_proxy(self):
         checked = 0
@@ -131,16 +121,7 @@ class ProxyTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_FileStat, expected _p_Attr_t', m.Attr_t_attr_get, s)  # a proxy
 
     def test_failing_proxy_class_call_raises_its_error(self):
-        m.FileOpenOptions_swigregister(Broken)
-        try:
-            self.assertRaises(ValueError, m.new_FileOpenOptions)
-        finally:
-            m.FileOpenOptions_swigregister(self.Options)
-        self.assertIsInstance(m.new_FileOpenOptions(), self.Options)
-
-    def test_failing_proxy_class_inside_folded_outputs(self):
-        # Bulk results fold lists of objects; a proxy that cannot be made
-        # must surface as its exception, with nothing half-built returned.
+        # Also inside bulk results, which fold lists of objects: nothing half-built is returned.
         record = m.new_FileStat()
         m.FileStat_swigregister(Broken)
         try:
@@ -151,11 +132,61 @@ class ProxyTest(pqtest.TestCase):
             m.FileStat_swigregister(self.Stat)
         self.assertIsInstance(m.File_BulkStat(['/'])[2][0], self.Stat)
 
-    def test_registration_returns_none_and_checks_arguments(self):
-        self.assertIs(m.FileStat_swigregister(self.Stat), None)
-        for args in ((), (1, 2)):
-            self.assertRaises(TypeError, m.FileStat_swigregister, *args)
 
+SKIP = ('OrDie', 'CheckSuccess', 'swigregister', 'AbandonAndRelease', 'Detach', 'Wait')
+BUFFER_TAKERS = ('Read', 'Write', 'Append', 'ReadWithOp', 'WriteWithOp', 'ReadRegion', 'WriteRegion', 'PRead',
+                 'PWrite', 'PReadWithOp', 'PWriteWithOp', 'ReadWithVerifier', 'PReadWithVerifier')
+SCALARS = [None, 'NULL', 0, 1, -1, 7, 2 ** 31, 2 ** 63, -2 ** 63, 2 ** 64, 1.5, '', 'x', 'a\0b', 'f',
+           'd', '/mem/pq-robust/x', 'sub/f', [], ['f', 'x'], ('a',), ['a', 1], object()]
+CALLS_PER_FUNCTION = 40
+
+
+def candidates():
+    return [n for n in sorted(dir(m)) if callable(getattr(m, n)) and not n.startswith('delete_')
+            and not any(part in n for part in SKIP)]
+
+
+def hammer(first, last, seed):
+    """Runs in a scratch directory: relative names stay inside it."""
+    f = m.File_Open('f', 'w+')
+    m.File_WriteString(f, 'line one\nline two\n')
+    os.mkdir('d')
+    m.File_RecursivelyCreateDir('/mem/pq-robust', 0o755)
+    objects = [m.new_FileStat(), m.new_Attr_t(3), m.new_FileOpenOptions(), m.new_FileVersion(), f,
+               m.new_AsyncIOWatcher(), m.new_Operation(), m.new_FileAttr(), m.new_FileName('/rep/c/x'),
+               m.new_stringVector(), m.FileFactory_Find('mem'), m.new_FileCloser(f), m.cvar.file_attributes]
+    rnd = random.Random(seed)
+    for name in candidates()[first:last]:
+        function = getattr(m, name)
+        for _ in range(CALLS_PER_FUNCTION):
+            count = rnd.randint(0, 5)
+            if name.split('_', 1)[-1] in BUFFER_TAKERS:
+                args = [rnd.choice([f, None]) if i == 0 else rnd.choice([None, 'NULL', 0, 5, -1, 2 ** 40])
+                        for i in range(count)]
+            else:
+                args = [rnd.choice(SCALARS + objects) for _ in range(count)]
+            try:
+                function(*args)
+            except (TypeError, OverflowError, ValueError, MemoryError, SystemError):
+                pass
+
+
+class RobustnessTest(pqtest.TestCase):
+    def test_no_function_crashes_on_hostile_arguments(self):
+        total = len(candidates())
+        self.assertGreater(total, 500)
+        step = 150
+        for first in range(0, total, step):
+            work = pqtest.scratch_dir('robust')
+            try:
+                code = ('import os, sys\nos.chdir(%r)\nsys.path.insert(0, %r)\nimport test_pointers\n'
+                        'test_pointers.hammer(%d, %d, %d)\n' %
+                        (work, os.path.dirname(os.path.abspath(__file__)), first, first + step, first))
+                status, _, err = pqtest.run_python(code)
+                tail = '\n'.join(line for line in err.splitlines() if line[:1] not in 'IWEF')[-600:]
+                self.assertEqual(status, 0, 'functions %d..%d: %s' % (first, first + step, tail))
+            finally:
+                shutil.rmtree(work, ignore_errors=True)
 
 if __name__ == '__main__':
     pqtest.main()

@@ -1,10 +1,12 @@
-"""The quarry command-line tool, run as a subprocess."""
+"""The quarry command-line tool (files, records and logs), run as a subprocess."""
 import hashlib
 import os
 import pty
 import shutil
+import signal
 import subprocess
 import sys
+import time
 import unittest
 
 import pqtest
@@ -12,13 +14,7 @@ import pqtest
 import pyquarry
 
 
-def quarry_path():
-    import _file_base_pyquarry
-    build = os.path.dirname(os.path.dirname(os.path.abspath(_file_base_pyquarry.__file__)))
-    return os.path.join(build, 'quarry')
-
-
-QUARRY = quarry_path()
+QUARRY = os.path.join(pqtest.BUILD_DIR, 'quarry')
 
 
 def run(*args):
@@ -50,7 +46,7 @@ def run_on_a_terminal(*args):
 
 
 @unittest.skipUnless(os.path.exists(QUARRY), 'quarry is not built')
-class QuarryTest(pqtest.TestCase):
+class QuarryCase(pqtest.TestCase):
     def setUp(self):
         self.dir = pqtest.scratch_dir('quarry') + '/'
         self.addCleanup(shutil.rmtree, self.dir, True)
@@ -59,47 +55,45 @@ class QuarryTest(pqtest.TestCase):
         pyquarry.write_file(self.dir + name, data)
         return self.dir + name
 
+    def assertFailures(self, cases):
+        """Each (arguments, exit status, text in stderr); usage errors exit 2, others 1 with one line."""
+        for args, status, text in cases:
+            code, out, err = run(*args)
+            self.assertEqual((code, out), (status, ''), (args, err))
+            self.assertRegexpMatches(err, text)
+            if status == 1 and args[0] != 'repair':
+                self.assertEqual(len(err.splitlines()), 1, err)
+
+
+class FileCommandTest(QuarryCase):
     def test_failures_are_one_line_and_exit_non_zero(self):
         self.put('f', 'x')
         os.mkdir(self.dir + 'd')
-        cases = [(('cat', self.dir + 'missing'), 1, 'No such file'),
-                 (('cat', self.dir + 'd'), 1, 'is a directory'),
-                 (('cp', self.dir + 'd', self.dir + 'x'), 1, 'is a directory'),
-                 (('cp', self.dir + 'f', self.dir + 'no/such/x'), 1, self.dir + 'no/such/x'),
-                 (('ls', self.dir + 'nothing*'), 1, 'no match'),
-                 (('rm', self.dir + 'd'), 1, 'is a directory'),
-                 (('mkdir', '-m', '9', self.dir + 'e'), 1, 'not an octal mode'),
-                 (('stat', self.dir + 'missing'), 1, 'No such file'),
-                 (('frobnicate',), 2, ''),
-                 (('ls',), 2, 'required'),
-                 (('cp', self.dir + 'f'), 2, '')]
-        for args, status, text in cases:
-            code, out, err = run(*args)
-            self.assertEqual(code, status, (args, err))
-            self.assertIn(text, err, args)
-            if status == 1:
-                self.assertEqual(len(err.splitlines()), 1, err)
+        d = self.dir
+        self.assertFailures([(('records', 'verify', d + 'missing'), 1, 'No such file'), (('records',), 2, 'subcommand'),
+                             (('records', 'write', '-z', 'gzip', d + 'x'), 2, 'gzip'), (('frobnicate',), 2, ''),
+                             (('mkdir', '-m', '9', d + 'e'), 1, 'not an octal mode'), (('cp', d + 'f'), 2, ''),
+                             (('cp', d + 'f', d + 'no/such/x'), 1, d + 'no/such/x'),
+                             (('records', 'cat', d + 'nothing*'), 1, 'no match'),
+                             (('stat', d + 'missing'), 1, 'No such file'), (('cat', d + 'd'), 1, 'is a directory'),
+                             (('ls', d + 'nothing*'), 1, 'no match'), (('rm', d + 'd'), 1, 'is a directory'),
+                             (('records', 'verify'), 2, 'required')])
         self.assertEqual(sorted(os.listdir(self.dir)), ['d', 'f'])  # nothing half-written
-
-    def test_help_for_every_command(self):
-        for command in ('ls', 'stat', 'cat', 'cp', 'rm', 'mkdir', 'checksum', 'sha1', 'archive', 'repair'):
-            code, out, _ = run(command, '--help')
-            self.assertEqual(code, 0)
-            self.assertIn('Usage', out)
+        for command in ('ls', 'stat', 'cat', 'cp', 'rm', 'mkdir', 'checksum', 'sha1', 'archive', 'repair',
+                        'records write', 'records verify', 'log tail', 'log gc'):
+            code, out, _ = run(*(command.split() + ['--help']))
+            self.assertEqual((code, 'Usage' in out), (0, True), command)
 
     def test_copy_between_file_systems_without_progress_in_pipes(self):
         data = os.urandom(3 << 20)
         src = self.put('src', data)
-        mem = '/mem/quarry-cli-%d' % os.getpid()  # /mem/ lives in one process: copy through it within one call
-        code, out, err = run('cp', src, self.dir + 'copy')
-        self.assertEqual((code, out, err), (0, '', ''))
-        self.assertEqual(pyquarry.read_file(self.dir + 'copy'), data)
         os.mkdir(self.dir + 'into')
-        code, _, err = run('cp', src, self.dir + 'copy', self.dir + 'into')
-        self.assertEqual((code, err), (0, ''))
+        mem = '/mem/quarry-cli-%d' % os.getpid()  # /mem/ lives in one process: copy through it within one call
+        for args in (('cp', src, self.dir + 'copy'), ('cp', src, self.dir + 'copy', self.dir + 'into'),
+                     ('cp', src, mem)):
+            self.assertEqual(run(*args), (0, '', ''))
+        self.assertEqual(pyquarry.read_file(self.dir + 'copy'), data)
         self.assertEqual(sorted(os.listdir(self.dir + 'into')), ['copy', 'src'])
-        code, _, err = run('cp', src, mem)
-        self.assertEqual((code, err), (0, ''))
 
     def test_copy_replaces_and_keeps_the_mode_within_a_file_system(self):
         data = os.urandom((1 << 20) + 3)
@@ -136,7 +130,7 @@ class QuarryTest(pqtest.TestCase):
     def test_ls_stat_cat_checksum_rm_mkdir(self):
         self.put('a.txt', 'alpha\n')
         self.put('b.txt', 'beta\n')
-        self.put('.hidden', '')
+        self.put('.hidden', '123456789')  # CRC-64/XZ's published check value: 995dc9bbdf1939fa
         code, out, _ = run('ls', self.dir)
         self.assertEqual((code, out.split()), (0, [self.dir + 'a.txt', self.dir + 'b.txt']))
         self.assertEqual(run('ls', '-a', self.dir + '*')[1].split(),
@@ -145,14 +139,10 @@ class QuarryTest(pqtest.TestCase):
         self.assertEqual((fields[0][0], fields[3], fields[-1]), ('-', '6', self.dir + 'a.txt'))
         self.assertEqual(run('cat', self.dir + '*.txt'), (0, 'alpha\nbeta\n', ''))
         self.assertIn('size: 6', run('stat', self.dir + 'a.txt')[1])
-        # CRC-64/XZ of "alpha\n", computed independently of the library
-        self.assertEqual(run('checksum', self.dir + 'a.txt')[1].split()[:2], [crc64('alpha\n'), '6'])
-        self.assertEqual(run('mkdir', '-p', self.dir + 'x/y/z')[0], 0)
-        self.assertEqual(run('mkdir', '-p', self.dir + 'x/y/z')[0], 0)
-        self.assertEqual(run('mkdir', self.dir + 'x')[0], 1)
-        self.assertEqual(run('rm', '-r', self.dir + 'x')[0], 0)
-        self.assertEqual(run('rm', self.dir + '*.txt')[0], 0)
-        self.assertEqual(run('rm', '-f', self.dir + 'missing')[0], 0)
+        self.assertEqual(run('checksum', self.dir + '.hidden')[1].split()[:2], ['995dc9bbdf1939fa', '9'])
+        for args, status in ((('mkdir', '-p', 'x/y/z'), 0), (('mkdir', '-p', 'x/y/z'), 0), (('mkdir', 'x'), 1),
+                             (('rm', '-r', 'x'), 0), (('rm', '*.txt'), 0), (('rm', '-f', 'missing'), 0)):
+            self.assertEqual(run(*(args[:-1] + (self.dir + args[-1],)))[0], status, args)
         self.assertEqual(os.listdir(self.dir), ['.hidden'])
 
     def test_sha1_archive_and_repair(self):
@@ -171,22 +161,98 @@ class QuarryTest(pqtest.TestCase):
         self.assertEqual(run('repair', name)[:2], (0, name + ': all 8 shards intact\n'))
         for i in (0, 2, 3, 4):
             os.remove(shard % i)
-        for args, status, text in ((('repair', self.dir + 'missing', name), 1, 'not an archive.*\n.*data loss'),
-                                   (('sha1', name), 1, 'data loss'),
-                                   (('archive', name), 1, 'already an archive'),
-                                   (('archive', '-e', 'rs_1_2', self.dir + 'x'), 2, 'rs_1_2')):
-            code, out, err = run(*args)
-            self.assertEqual((code, out), (status, ''), args)
-            self.assertRegexpMatches(err, text)
+        self.assertFailures([(('repair', self.dir + 'missing', name), 1, 'not an archive.*\n.*data loss'),
+                             (('sha1', name), 1, 'data loss'), (('archive', name), 1, 'already an archive'),
+                             (('archive', '-e', 'rs_1_2', self.dir + 'x'), 2, 'rs_1_2')])
 
 
-def crc64(data):
-    poly, crc = 0xC96C5795D7870F42, 0xFFFFFFFFFFFFFFFF
-    for ch in data:
-        crc ^= ord(ch)
-        for _ in range(8):
-            crc = (crc >> 1) ^ (poly if crc & 1 else 0)
-    return '%016x' % (crc ^ 0xFFFFFFFFFFFFFFFF)
+class RecordsCommandTest(QuarryCase):
+    RECORDS = ['rec%03d' % i * 20 for i in range(50)]  # 120 bytes, 132 with the header
+
+    def setUp(self):
+        QuarryCase.setUp(self)
+        for name, compression in (('plain', None), ('zstd', 'zstd')):
+            with pyquarry.RecordWriter(self.dir + name, compression=compression) as w:
+                w.writelines(self.RECORDS)
+        data = bytearray(pyquarry.read_file(self.dir + 'plain'))
+        for at in (132 * 3 + 1, 132 * 15 + 20):
+            data[at] ^= 0x01
+        pyquarry.write_file(self.dir + 'damaged', str(data))
+
+    def test_sound_files(self):
+        self.assertEqual(run('records', 'cat', self.dir + 'zstd'), (0, ''.join(r + '\n' for r in self.RECORDS), ''))
+        self.assertEqual(run('records', 'cat', '-0', self.dir + 'plain')[1], ''.join(r + '\0' for r in self.RECORDS))
+        self.assertEqual(run('records', 'count', self.dir + '[pz]*'),
+                         (0, '%12d  %splain\n%12d  %szstd\n' % (50, self.dir, 50, self.dir), ''))
+        code, out, err = run('records', 'verify', self.dir + 'plain', self.dir + 'zstd')
+        self.assertEqual((code, err), (0, ''))  # no progress in a pipe
+        self.assertEqual(out.count('50 records, 6000 bytes of records; 0 damaged regions, 0 bytes skipped: ok'), 2)
+
+    def test_damage_is_reported_and_fails(self):
+        regions = ['%sdamaged: damaged region at offset %d: 132 bytes skipped' % (self.dir, offset)
+                   for offset in (132 * 3, 132 * 15)]
+        code, out, err = run('records', 'verify', self.dir + 'plain', self.dir + 'damaged')
+        self.assertEqual(code, 1)
+        self.assertEqual(out.splitlines()[1:],
+                         regions + ['%sdamaged: 48 records, 5760 bytes of records; 2 damaged regions, '
+                                    '264 bytes skipped: DAMAGED' % self.dir])
+        self.assertEqual(err, 'quarry: 1 damaged record file\n')
+        code, out, err = run('records', 'count', self.dir + 'damaged')
+        self.assertEqual((code, out.split()), (1, ['48', self.dir + 'damaged']))
+        self.assertEqual(err.splitlines(), ['quarry: ' + r for r in regions] +
+                         ['quarry: %sdamaged: damaged: 264 bytes skipped in 2 regions' % self.dir])
+        code, out, err = run('records', 'cat', self.dir + 'damaged', self.dir + 'plain')
+        self.assertEqual(code, 1)  # every file is printed, then the failure
+        self.assertEqual(out.splitlines(), [r for i, r in enumerate(self.RECORDS) if i not in (3, 15)] + self.RECORDS)
+
+    def test_write_lines_as_records(self):
+        for compression in ('none', 'zlib', 'zstd', 'lz4'):
+            p = subprocess.Popen([QUARRY, 'records', 'write', '-z', compression, self.dir + 'w'],
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            out, err = p.communicate('one\n\nthree\0nul\nno newline')
+            self.assertEqual((p.returncode, err), (0, self.dir + 'w: 4 records\n'))
+            self.assertEqual(list(pyquarry.read_records(self.dir + 'w')), ['one', '', 'three\0nul', 'no newline'])
+        code, _, err = run('records', 'write', self.dir + 'no/dir/w')
+        self.assertEqual(code, 1)
+        self.assertNotIn('.tmp', err)
+        self.assertEqual(sorted(os.listdir(self.dir)), ['damaged', 'plain', 'w', 'zstd'])
+
+
+class LogCommandTest(QuarryCase):
+    def test_tail_from_the_start_and_from_a_position(self):
+        base = self.dir + 'ev.'
+        with pyquarry.LogWriter(base) as w:
+            w.write('one')
+            w.write('two')
+            middle = w.position()
+            w.write('three')
+        self.assertEqual(run('log', 'tail', base), (0, 'one\ntwo\nthree\n', ''))
+        self.assertEqual(run('log', 'tail', '--from', middle, base), (0, 'three\n', ''))
+        self.assertEqual(run('log', 'tail', self.dir + 'none.'), (0, '', ''))
+        self.assertEqual(run('log', 'gc', base, middle)[0], 0)
+        self.assertEqual(run('log', 'tail', base)[1], 'one\ntwo\nthree\n')  # the open file stays
+        self.assertFailures([(('log', 'tail', '--from', '1:x', base), 1, 'not a log position'),
+                             (('log', 'gc', base, '-1:0'), 1, 'not a log position'),
+                             (('log', 'gc', base, '3'), 1, 'not a log position')])
+
+    def test_follow_prints_records_as_they_are_written(self):
+        base = self.dir + 'ev.'
+        w = pyquarry.LogWriter(base)
+        w.write('first')
+        w.flush()
+        p = subprocess.Popen([QUARRY, 'log', 'tail', '-f', '--poll-ms', '10', base], stdout=subprocess.PIPE)
+        try:
+            self.assertEqual(p.stdout.readline(), 'first\n')
+            for i in range(5):
+                w.write('later %d' % i)
+                w.flush()
+                self.assertEqual(p.stdout.readline(), 'later %d\n' % i)
+            time.sleep(0.05)
+            self.assertIsNone(p.poll())  # still following
+        finally:
+            os.kill(p.pid, signal.SIGTERM)
+            p.wait()
+            w.close()
 
 
 if __name__ == '__main__':

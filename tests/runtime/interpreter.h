@@ -26,11 +26,6 @@ class Ref {
   Ref& operator=(const Ref&) = delete;
   PyObject* get() const { return o_; }
   operator PyObject*() const { return o_; }  // NOLINT
-  PyObject* release() {
-    PyObject* o = o_;
-    o_ = nullptr;
-    return o;
-  }
 
  private:
   PyObject* o_;

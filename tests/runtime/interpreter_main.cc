@@ -26,14 +26,8 @@ std::string TakeError() {
   PyErr_NormalizeException(&type, &value, &trace);
   std::string text = reinterpret_cast<PyTypeObject*>(type)->tp_name;
   if (text.rfind("exceptions.", 0) == 0) text.erase(0, 11);
-  if (value) {
-    PyObject* s = PyObject_Str(value);
-    if (s) text += std::string(": ") + PyString_AsString(s);
-    Py_XDECREF(s);
-  }
-  Py_XDECREF(type);
-  Py_XDECREF(value);
-  Py_XDECREF(trace);
+  const Ref owned_type(type), owned_value(value), owned_trace(trace), s(value ? PyObject_Str(value) : nullptr);
+  if (s.get()) text += std::string(": ") + PyString_AsString(s);
   return text;
 }
 
