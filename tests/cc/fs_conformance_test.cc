@@ -333,8 +333,7 @@ TEST_P(FsConformance, StatFillsEveryFieldAndMissingNamesAreNotFound) {
   file::Operation op;
   EXPECT_EQ(ErrorOf(File::StatWithOp(P("missing").c_str(), &st, &op), op), file::ERROR_NOT_FOUND);
   EXPECT_TRUE(Contains(op.message(), P("missing"))) << op.message();
-  EXPECT_EQ(File::GetFileSize(P("missing").c_str()), -1);
-  EXPECT_FALSE(File::Readable(P("missing").c_str()));
+  EXPECT_TRUE(File::GetFileSize(P("missing").c_str()) == -1 && !File::Readable(P("missing").c_str()));
   EXPECT_FALSE(File::ExistsWithOp(P("missing").c_str(), &op));
   EXPECT_TRUE(op.ok());  // absence is an answer, not a failure
 }
@@ -407,8 +406,7 @@ TEST_P(FsConformance, DeleteRenameAndCopyRespectKindAndOverwrite) {
   EXPECT_FALSE(Exists("b"));
   EXPECT_EQ(Get("a"), "B");
   EXPECT_EQ(ErrorOf(File::RenameWithOp(P("missing").c_str(), P("e").c_str(), false, &op), op), file::ERROR_NOT_FOUND);
-  EXPECT_TRUE(File::Delete(P("a").c_str()));
-  EXPECT_FALSE(Exists("a"));
+  EXPECT_TRUE(File::Delete(P("a").c_str()) && !Exists("a"));
   EXPECT_EQ(ErrorOf(File::DeleteWithOp(P("a").c_str(), &op), op), file::ERROR_NOT_FOUND);
   Put("g1", "");
   Put("g2", "");
@@ -435,9 +433,7 @@ TEST_P(FsConformance, SnapshotsAndRenamesCarryAttributeRecords) {
   ASSERT_TRUE(File::SnapshotFile(P("t/a").c_str(), P("a.snap").c_str(), 0600));
   ASSERT_TRUE(File::Snapshot(P("t").c_str(), P("t.snap").c_str(), DEFAULT_FILE_MODE, 0700));
   Put("t/a", "changed");
-  EXPECT_EQ(Get("a.snap"), "A");
-  EXPECT_EQ(Get("t.snap/a"), "A");
-  EXPECT_EQ(Get("t.snap/sub/b"), "B");
+  EXPECT_EQ(Get("a.snap") + Get("t.snap/a") + Get("t.snap/sub/b"), "AAB");  // the bytes of their time
   EXPECT_EQ(StatOf("a.snap").mode & 07777, 0600u);
   EXPECT_EQ(StatOf("t.snap/sub").mode & 07777, 0700u);
   for (const char* copy : {"a.snap", "t.snap/a"}) {
@@ -527,15 +523,13 @@ TEST_P(FsConformance, DirectoryLifecycleAndRecursiveDelete) {
   Put("x/y/f", "");
   EXPECT_FALSE(File::RecursivelyCreateDir(P("x/y/f/g"), 0755));
   EXPECT_EQ(ErrorOf(File::DeleteDirWithOp(P("x").c_str(), &op), op), file::ERROR_NOT_EMPTY);
-  EXPECT_TRUE(File::DeleteDir(P("x/y/z").c_str()));
-  EXPECT_FALSE(File::IsDirectory(P("x/y/z").c_str()));
+  EXPECT_TRUE(File::DeleteDir(P("x/y/z").c_str()) && !File::IsDirectory(P("x/y/z").c_str()));
   MkDirs("x/a");
   for (const char* name : {"x/a/f2", "x/a/.dot"}) Put(name, "");
   SetAttr("x/y/f", Attr_t::ARCHIVAL_PENDING);
   int files = -1, dirs = -1;
   File::DeleteRecursively(P("x"), &files, &dirs);
-  EXPECT_EQ(files, 3);  // the attribute record is not counted
-  EXPECT_EQ(dirs, 3);
+  EXPECT_EQ(std::pair(files, dirs), std::pair(3, 3));  // the attribute record is not counted
   EXPECT_FALSE(Exists("x"));
 }
 
@@ -627,8 +621,7 @@ TEST_P(FsConformance, PassedDeadlineFailsWithoutDoingTheWork) {
   FileStat st;
   EXPECT_EQ(ErrorOf(File::StatWithOp(P("f").c_str(), &st, &op), op), file::ERROR_DEADLINE_EXCEEDED);
   EXPECT_EQ(ErrorOf(File::DeleteWithOp(P("f").c_str(), &op), op), file::ERROR_DEADLINE_EXCEEDED);
-  EXPECT_FALSE(File::CreateDirWithOp(P("d").c_str(), 0755, &op));
-  EXPECT_FALSE(Exists("d"));
+  EXPECT_FALSE(File::CreateDirWithOp(P("d").c_str(), 0755, &op) || Exists("d"));
   Handle f = OpenOrFail(P("f"), "r+");
   EXPECT_EQ(ErrorOf(f->WriteWithOp("XX", 2, &op), op), file::ERROR_DEADLINE_EXCEEDED);
   EXPECT_TRUE(f->IsSoftError());
