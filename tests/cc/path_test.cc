@@ -66,12 +66,10 @@ TEST(PathTest, ConstructFullFileNameAndRemoveHosts) {
   EXPECT_EQ(ConstructFullFileName("", {"rel"}, "", 0), "rel");
   EXPECT_EQ(ConstructFullFileName("", {}, "txt", 2), "");
 
-  const Case hosts[] = {
-      {"/remote/m7/a/b", "/a/b"}, {"/wicket/m7:80/a", "/a"}, {"/rep/east/a", "/a"},
-      {"/rep/east", "/"},  // keeping the path inside; unchanged without a host or cell:
-      {"/cache/x", "/cache/x"}, {"/remote/bad host/a", "/remote/bad host/a"},
-      {"/plain/a", "/plain/a"},
-  };
+  // The path inside is kept; names without a host or cell are unchanged.
+  const Case hosts[] = {{"/remote/m7/a/b", "/a/b"}, {"/wicket/m7:80/a", "/a"}, {"/rep/east/a", "/a"},
+                        {"/rep/east", "/"}, {"/cache/x", "/cache/x"}, {"/plain/a", "/plain/a"},
+                        {"/remote/bad host/a", "/remote/bad host/a"}};
   for (const auto& [in, out] : hosts) EXPECT_EQ(RemoveHosts(in.c_str()), out) << in;
   EXPECT_TRUE(IsReplicatedFileName("/rep/east/a"));
   EXPECT_FALSE(IsReplicatedFileName("/remote/m7/a") || IsReplicatedFileName(nullptr));
@@ -89,9 +87,8 @@ TEST(DatadirTest, InitAndRewrite) {
   InitWithDatadirFrom(dir.c_str());
   EXPECT_TRUE(InitCalled());
   EXPECT_EQ(Datadir(), dir);
-  const Case rewrites[] = {{"$DATADIR/a/b", dir + "/a/b"}, {"/datadir/a", dir + "/a"},
-                           {"$DATADIR", dir}, {"$DATADIRX/a", "$DATADIRX/a"},
-                           {"/data/a", "/data/a"}};
+  const Case rewrites[] = {{"$DATADIR/a/b", dir + "/a/b"}, {"/datadir/a", dir + "/a"}, {"$DATADIR", dir},
+                           {"$DATADIRX/a", "$DATADIRX/a"}, {"/data/a", "/data/a"}};
   for (const auto& [in, out] : rewrites) EXPECT_EQ(RewriteDatadir(in.c_str()), out) << in;
 
   // A file (such as a program's path) gives its directory; null records nothing.
