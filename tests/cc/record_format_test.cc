@@ -263,20 +263,5 @@ TEST(RecordFormat, GrowingSourceResumesAtTheCutRecord) {
   EXPECT_EQ(dec.skipped_bytes(), 0);
 }
 
-TEST(RecordFormat, LengthLimitsSkipAndCountWithoutReading) {
-  std::string bytes;
-  const std::string big = Payload(5000, 3), small = "ok";
-  AppendRecord(0, big.data(), big.size(), &bytes, 1000);  // fragmented
-  AppendRecord(0, small.data(), small.size(), &bytes);
-  AppendRecord(0, big.data(), big.size(), &bytes);  // one frame
-  AppendRecord(0, small.data(), small.size(), &bytes);
-  StringSource source(bytes);
-  RecordDecoder dec(&source, 4096);
-  dec.limits().max_record = 4999;
-  EXPECT_EQ(DecodeAll(bytes, &dec), (std::vector<std::string>{small, small}));
-  EXPECT_EQ(dec.skipped_regions(), 2);
-  EXPECT_EQ(dec.skipped_bytes(), static_cast<int64>(FramedSize(5000, 1000) + FramedSize(5000)));
-}
-
 }  // namespace
 }  // namespace records
