@@ -1,5 +1,4 @@
 // The per-call operation record: deadlines, errors, status texts, copying.
-#include <chrono>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -60,9 +59,7 @@ TEST(OperationTest, InternalStartFinishAndCopyFromEveryField) {
   source.set_resource_user("batch");
   source.set_traffic_class(net_base::OptionalTrafficClass(3));
   source.InternalStart("Open", StringPiece("/mem/a"));
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
   source.InternalFinish();
-  EXPECT_TRUE(source.elapsed_seconds() >= 0.019 && source.elapsed_seconds() < 10) << source.elapsed_seconds();
 
   file::Operation copy;
   copy.CopyFrom(source);
