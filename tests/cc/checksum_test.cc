@@ -4,10 +4,8 @@
 // set of 5 of 8 and random losses for the larger encodings).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "file/base/checksums/checksum.h"
@@ -71,14 +69,10 @@ TEST(ChecksumStateTest, EqualsExplainsTheFirstDifference) {
   ::string why;
   EXPECT_TRUE(a.Equals(&copy, &why) && !(a != copy));
   EXPECT_FALSE(a.Equals(nullptr, &why));
-  std::string data = RandomBytes(300, 3);
-  const ChecksumState original = StateOf(data);
-  data[5] ^= 1;
   const struct { ChecksumState left, right; const char* why; } cases[] = {
       {a, StateOf("hello"), "lengths differ: 11 vs 5"},
       {a, StateOf("hello_world"), "bytes after the last whole chunk differ"},
-      {original, StateOf(data), "aligned checksums differ"},
-  };
+      {StateOf(std::string(300, 'a')), StateOf("b" + std::string(299, 'a')), "aligned checksums differ"}};
   for (const auto& c : cases) {
     EXPECT_FALSE(c.left.Equals(&c.right, &why));
     EXPECT_EQ(why, c.why);
@@ -167,7 +161,6 @@ TEST_P(Sha1FileTest, FilesAndHandles) {
   EXPECT_TRUE(sum.AddFile(path.c_str()));
   EXPECT_FALSE(sum.AddFile(P("missing").c_str()) || sum.AddOpenFile(nullptr));
   EXPECT_EQ(sum.Digest(), expected.Digest());  // failures add nothing
-  open.Add("", 0);
   EXPECT_TRUE(open.AddOpenFile(OpenOrFail(path, "r").get()));
   EXPECT_EQ(open.Digest(), expected.Digest());
 }
