@@ -108,7 +108,6 @@ TEST_P(RecordIoTest, ReadAheadOptionsReadTheSameRecords) {
     fetched.Wait();
     EXPECT_EQ(fetched.Error(), 0);
     EXPECT_TRUE(ReadAll(&r) == want) << text;  // no printing of megabytes on failure
-    r.Unfetch(0, 1 << 20);
     ::string s;
     EXPECT_TRUE(r.Seek(0) && r.ReadRecord(&s) && s == want[0]) << text;
   }
@@ -306,15 +305,6 @@ TEST_P(RecordIoTest, ReaderLimitsSkipLongRecordsAndBatches) {
   EXPECT_EQ(r->skipped_regions(), 2);
 }
 
-// Known keys are read by the read-ahead case; a refused text changes nothing.
-TEST(RecordReaderOptionsTest, RefusesUnknownKeysAndBadValues) {
-  for (const char* text : {"memory_budget=-1", "memory_budget=12k", "nosuch=1", "enable_aio", "buffer_size=99999999999"}) {
-    RecordReaderOptions before;
-    EXPECT_FALSE(before.LoadOptionsFromString(std::string("lookahead=7,") + text)) << text;
-    EXPECT_EQ(before.lookahead(), 0) << "changed by a refused text: " << text;
-  }
-}
-
 // Writer processes: forked appenders share one file, and a writer killed
 // at a random moment loses nothing it had flushed.
 TEST(RecordIoProcesses, ForkedAppendersAndKilledWriter) {
@@ -372,7 +362,6 @@ TEST(RecordIoFuzz, MutatedFilesThroughTheReader) {
     RecordReader r(File::Open(name.c_str(), "r"), 65536);
     ::string s;
     for (int n = 0; r.ReadRecord(&s); ++n) ASSERT_TRUE(written.count(s) && n < 100) << "seed " << seed;
-    EXPECT_LE(r.skipped_bytes(), static_cast<int64>(bytes.size()));
     File::Delete(name.c_str());
   }
 }
