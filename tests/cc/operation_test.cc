@@ -34,7 +34,6 @@ TEST(OperationTest, ErrorsAndStatusTexts) {
   op.SetError(file::ERROR_NOT_FOUND, StringPiece("no such file /x/y"));
   EXPECT_FALSE(op.ok());
   EXPECT_EQ(op.Status(), "not found: no such file /x/y");
-  EXPECT_EQ(op.ToStatus().error_space(), file::ErrorSpace());
   EXPECT_EQ(op.ToStatus().ToString(), "file::not found: no such file /x/y");
   op.SetError(file::ERROR_WRONG_TYPE, StringPiece("a\0b", 3));
   EXPECT_EQ(op.message(), ::string("a\0b", 3)) << "bytes after a NUL are part of the message";
