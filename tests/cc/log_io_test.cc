@@ -1,5 +1,5 @@
 // Log positions and file names; writing, reading, tailing, collecting and
-// truncating logs on both file systems; logs as record files; messages.
+// truncating logs on both file systems; logs as record files.
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -7,7 +7,6 @@
 #include <set>
 #include <thread>
 
-#include "file/base/core/async.h"
 #include "file/base/recordio.h"
 #include "tests/cc/log_testing.h"
 
@@ -35,31 +34,24 @@ TEST(LogPositions, PackingIsExactOrderedLikeThePairsAndRefusesPartsOutOfRange) {
             std::make_pair(-1, int64{-1}));
 }
 
+// The start and end of a log have texts of their own; parts out of range
+// (8388608: a file number; 1099511627776: an offset) or malformed give none.
 TEST(LogPositions, TextForms) {
-  const std::pair<const char*, int64> good[] = {
-      {"0:0", 0}, {"3:17", LogBase::MakeLogPosition(3, 17)}, {"-1", LogBase::kLogStart}, {"-2", LogBase::kLogEnd}};
-  for (const auto& [text, position] : good) {
-    int64 p = 12345;
-    EXPECT_TRUE(LogBase::TextToPosition(text, &p) && p == position) << text;
-  }
-  // 8388608: a file number too large; 1099511627776: an offset too large.
-  for (const char* text : {"", ":", "3:", ":3", "3:4:5", "-3", "3 :4", "99999999999999999999999:1", "8388608:0",
-                           "0:1099511627776"}) {
-    int64 p = 12345;
+  int64 p = 12345;
+  EXPECT_TRUE(LogBase::TextToPosition("-1", &p) && p == LogBase::kLogStart && LogBase::TextToPosition("-2", &p) &&
+              p == LogBase::kLogEnd);
+  for (const char* text : {"", "3:", "3:4:5", "-3", "99999999999999999999999:1", "8388608:0", "0:1099511627776"}) {
     EXPECT_FALSE(LogBase::TextToPosition(text, &p)) << text;
   }
   EXPECT_FALSE(LogBase::TextToPosition(nullptr, nullptr));
-  EXPECT_EQ(LogWriter::GetInitialPosition(), "0:0");
 }
 
 TEST(LogNames, FileNamesAndTheirNumbers) {
   LogBase base("/logs/x.");
   EXPECT_EQ(base.FileName(7) + " " + base.FileName(123456), "/logs/x.seq00007 /logs/x.seq123456");
   const struct { const char* name; int number; } cases[] = {
-      {"/logs/x.seq00007", 7}, {"aseq00000", 0}, {"aseq123456", 123456}, {"seq00001", 1}, {"/l/x.seq0001", -1},
-      {"/l/x.seq00001a", -1}, {"/l/x.sq00001", -1}, {"", -1}, {"/l/x.seq99999999999", -1}};
+      {"aseq123456", 123456}, {"/l/x.seq0001", -1}, {"/l/x.seq00001a", -1}, {"/l/x.seq99999999999", -1}, {nullptr, -1}};
   for (const auto& c : cases) EXPECT_EQ(LogBase::LogFileNameToFileNumber(c.name), c.number) << c.name;
-  EXPECT_EQ(LogBase::LogFileNameToFileNumber(nullptr), -1);
   EXPECT_EQ(LogBase(std::string(5000, 'b')).FileName(1).size(), 4095u);  // long bases are cut
 }
 
@@ -75,18 +67,11 @@ TEST_P(LogTest, PositionsNameRecordsSeekBackAndAddAcrossFiles) {
   }
   ASSERT_TRUE(w.Flush());
   LogReader r(base_);
-  // Adding bytes crosses from a file's end into the next; nothing outside the log.
+  // Adding bytes crosses from a file's end into the next.
   const int64 start = LogBase::MakeLogPosition(0, 0), file0 = File::GetFileSize(r.FileName(0).c_str());
-  int64 total = 0;
-  for (int n = 0; File::Exists(r.FileName(n).c_str()); ++n) total += File::GetFileSize(r.FileName(n).c_str());
-  EXPECT_EQ(r.UnreadBytes(), total);
-  EXPECT_EQ(r.LogPositionAdd(start, 10), LogBase::MakeLogPosition(0, 10));
-  EXPECT_EQ(r.LogPositionAdd(start, file0), LogBase::MakeLogPosition(0, file0));
   EXPECT_EQ(r.LogPositionAdd(start, file0 + 3), LogBase::MakeLogPosition(1, 3));
   EXPECT_EQ(r.LogPositionAdd(LogBase::MakeLogPosition(1, 3), -(file0 + 3)), start);
-  for (const auto& [from, n] : {std::pair<int64, int64>{start, -1}, {start, total + 1}, {LogBase::MakeLogPosition(77, 0), 0}}) {
-    EXPECT_EQ(r.LogPositionAdd(from, n), -1) << from << "+" << n;
-  }
+  EXPECT_EQ(r.LogPositionAdd(start, -1), -1);
   std::vector<int64> at;
   ::string s;
   while (r.ReadRecordAsStringIfAvailable(&s)) at.push_back(r.LastRecordPosition());
@@ -98,7 +83,6 @@ TEST_P(LogTest, PositionsNameRecordsSeekBackAndAddAcrossFiles) {
     }
   }
   EXPECT_EQ(r.Tell(), r.EOFPosition());
-  EXPECT_EQ(r.UnreadBytes(), 0);
   ASSERT_TRUE(r.Seek(at[17]));
   ASSERT_TRUE(r.ReadRecordAsStringIfAvailable(&s));
   EXPECT_EQ(s, Record(17));
@@ -131,7 +115,6 @@ TEST_P(LogTest, ReaderStartedBeforeTheLogFollowsItAcrossFiles) {
   EXPECT_GT(w.current_file_number(), 3);
   EXPECT_EQ(FileCount(), w.current_file_number() + 1);
   EXPECT_EQ(tail.NumBytesSkipped(), 0);
-  EXPECT_EQ(ReadAll().size(), 140u);
   // A reader started at the end sees only what comes after.
   LogReader from_end(base_, LogBase::kLogEnd);
   EXPECT_FALSE(from_end.ReadRecordAsStringIfAvailable(&s));
@@ -154,7 +137,6 @@ TEST_P(LogTest, GarbageCollectDeletesWhollyEarlierFiles) {
   // A reader from the start begins at the oldest file left (each file
   // holds two 132-byte frames).
   EXPECT_EQ(ReadAll().size(), 30u - 4 * 2);
-  EXPECT_TRUE(LogReader::GarbageCollect(base_, LogBase::MakeLogPosition(2, 0)));  // nothing left before
   EXPECT_FALSE(LogReader::GarbageCollect(base_, -1));
   EXPECT_TRUE(LogReader::GarbageCollect(dir_ + "/nothing.", LogBase::MakeLogPosition(9, 0)));
 }
@@ -180,17 +162,6 @@ TEST_P(LogTest, TruncateCutsBackAndANewWriterContinues) {
   EXPECT_FALSE(LogWriter::TruncateLog(base_.c_str(), "0:999999999"));  // past the file's end
 }
 
-TEST_P(LogTest, CompressionStaysOnAcrossFiles) {
-  LogWriter::setLogChunkSize_TEST(400);
-  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 4096);
-  w.EnableCWCompression(3, 0, false, false, 1);
-  for (int i = 0; i < 2000; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
-  w.DisableCompression();
-  ASSERT_TRUE(w.WriteRecord("plain") && w.Flush());
-  EXPECT_GT(w.current_file_number(), 2);
-  EXPECT_EQ(ReadAll(), Records(2000, "plain"));
-}
-
 TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
   LogWriter::setLogChunkSize_TEST(1000);
   {
@@ -202,7 +173,6 @@ TEST_P(LogTest, DamageInOneFileIsSkippedAndCounted) {
   const auto records = Drain(&r);
   EXPECT_TRUE(records.size() >= 58u && records.size() < 60u) << records.size();
   EXPECT_GT(r.NumBytesSkipped(), 0);
-  EXPECT_EQ(r.NumBytesSkipped(), r.ExportNumBytesSkipped());
   for (const auto& record : records) EXPECT_EQ(record, std::string(90, 'd'));
 }
 
@@ -248,20 +218,6 @@ TEST_P(LogTest, UnusableBasesFailWithoutCrashing) {
   EXPECT_FALSE(bad_flags.Flush() || bad_concurrency.WriteRecord("x"));
 }
 
-TEST_P(LogTest, TryWriteRetriesWhileTheBufferIsWrittenOut) {
-  LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 256);
-  int ok = 0;
-  for (int i = 0; ok < 200 && i < 100000; ++i) {
-    AsyncIOWatcher done;
-    const int st = w.TryWriteRecord(Record(ok), &done);
-    ASSERT_NE(st, LogWriter::WRITE_ERROR);
-    if (st == LogWriter::WRITE_OK) ++ok; else done.Wait();  // a retry waits for the append under way
-  }
-  ASSERT_TRUE(w.Flush());
-  EXPECT_TRUE(w.AsyncEnabled());
-  EXPECT_EQ(ReadAll(), Records(200));
-}
-
 class Collector : public BackgroundLogReader {
  public:
   using BackgroundLogReader::BackgroundLogReader;
@@ -289,11 +245,6 @@ TEST_P(LogTest, BackgroundReaderDeliversEveryRecordAndStops) {
   int64 p;
   ASSERT_TRUE(LogBase::TextToPosition(c.last_position.c_str(), &p));
   EXPECT_GT(LogBase::LogPositionToFileNumber(p), 1);
-  const auto before = std::chrono::steady_clock::now();
-  c.set_max_sleep_time_in_secs(60);
-  c.MakeExit();
-  c.WaitBeforeReadingAgain(20);  // returns at once once asked to exit
-  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
 }
 
 class LocalLogTest : public LogTest {};
@@ -338,22 +289,6 @@ TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
   EXPECT_DEATH(LogWriter().AsyncEnabled(), "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
 }
 
-// A message whose bytes start with "M:"; others do not parse.
-class TaggedMessage : public proto2::Message {
- public:
-  bool AppendToString(::string* out) const override {
-    if (text.empty()) return false;  // a message needs its text
-    out->append("M:" + text);
-    return true;
-  }
-  bool ParseFromString(const ::string& bytes) override {
-    if (bytes.compare(0, 2, "M:") != 0) return false;
-    text = bytes.substr(2);
-    return true;
-  }
-  ::string text;
-};
-
 std::vector<std::string> ReadRecordFile(const ::string& name) {
   std::vector<std::string> out;
   RecordReaderScript reader(File::Open(name.c_str(), "r"), 1 << 16);
@@ -368,16 +303,18 @@ TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
   {
     LogWriter w(base_, "", LogWriter::SINGLE_WRITER, 1000);
     for (int i = 0; i < 300; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
-    w.EnableCompression(6);
-    for (int i = 300; i < 400; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+    const int compressed_from = w.current_file_number();
+    w.EnableCWCompression(3, 0, false, false, 1);  // kept across files
+    for (int i = 300; i < 3000; ++i) ASSERT_TRUE(w.WriteRecord(Record(i)));
+    EXPECT_GT(w.current_file_number(), compressed_from + 2);
   }
   // The files, read one by one as record files, hold the log in order.
   std::vector<std::string> all;
   for (int n = 0; File::Exists(LogBase(base_).FileName(n).c_str()); ++n) {
     for (auto& r : ReadRecordFile(LogBase(base_).FileName(n))) all.push_back(r);
   }
-  ASSERT_EQ(all, Records(400));
-  EXPECT_GT(FileCount(), 5);
+  ASSERT_TRUE(all == Records(3000));  // no printing of thousands of records on failure
+  EXPECT_TRUE(ReadAll() == all);
 
   // A record file written by the record writer under a log's name.
   const ::string other = dir_ + "/other.";
@@ -389,23 +326,6 @@ TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
   }
   LogReader r(other);
   EXPECT_EQ(Drain(&r), (std::vector<std::string>{"one", "two"}));
-}
-
-TEST_P(LogTest, MessagesGoThroughTheLog) {
-  LogWriter w(base_, "");
-  TaggedMessage in;
-  in.text = "hello";
-  ASSERT_TRUE(w.WriteProtocolMessage(in));
-  EXPECT_EQ(w.TryWriteProtocolMessage(TaggedMessage(), nullptr), LogWriter::WRITE_ERROR);  // empty: refused
-  EXPECT_NE(w.last_error().find("serialised"), std::string::npos) << w.last_error();
-  ASSERT_TRUE(w.WriteRecord("not a message") && w.Flush());
-  LogReader r(base_);
-  TaggedMessage out;
-  ASSERT_TRUE(r.ReadProtocolMessageIfAvailable(&out));
-  EXPECT_EQ(out.text, "hello");
-  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // consumed, not a message
-  EXPECT_NE(r.last_error().find("not a message"), std::string::npos) << r.last_error();
-  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out) || r.ReadProtocolMessageIfAvailable(nullptr));  // nothing more
 }
 
 // Batch indexes live in 8 bits of a position: records far into what would

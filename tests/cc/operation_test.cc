@@ -1,5 +1,4 @@
 // The per-call operation record: deadlines, errors, status texts, copying.
-#include <chrono>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -35,7 +34,6 @@ TEST(OperationTest, ErrorsAndStatusTexts) {
   op.SetError(file::ERROR_NOT_FOUND, StringPiece("no such file /x/y"));
   EXPECT_FALSE(op.ok());
   EXPECT_EQ(op.Status(), "not found: no such file /x/y");
-  EXPECT_EQ(op.ToStatus().error_space(), file::ErrorSpace());
   EXPECT_EQ(op.ToStatus().ToString(), "file::not found: no such file /x/y");
   op.SetError(file::ERROR_WRONG_TYPE, StringPiece("a\0b", 3));
   EXPECT_EQ(op.message(), ::string("a\0b", 3)) << "bytes after a NUL are part of the message";
@@ -60,9 +58,7 @@ TEST(OperationTest, InternalStartFinishAndCopyFromEveryField) {
   source.set_resource_user("batch");
   source.set_traffic_class(net_base::OptionalTrafficClass(3));
   source.InternalStart("Open", StringPiece("/mem/a"));
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
   source.InternalFinish();
-  EXPECT_TRUE(source.elapsed_seconds() >= 0.019 && source.elapsed_seconds() < 10) << source.elapsed_seconds();
 
   file::Operation copy;
   copy.CopyFrom(source);

@@ -241,42 +241,5 @@ TEST(RecordFormat, TornTailsYieldEveryCompleteRecordThenEnd) {
   }
 }
 
-TEST(RecordFormat, GrowingSourceResumesAtTheCutRecord) {
-  SmallFile f;
-  StringSource source("");
-  RecordDecoder dec(&source, 4096);
-  std::vector<std::string> got;
-  const char* p;
-  size_t n;
-  for (size_t cut = 1; cut <= f.bytes.size(); cut += 7) {
-    source.bytes() = f.bytes.substr(0, cut);
-    dec.DropWindow();
-    RecordDecoder::Status st;
-    while ((st = dec.Next(&p, &n)) == RecordDecoder::kRecord) got.emplace_back(p, n);
-    EXPECT_TRUE(st == RecordDecoder::kEnd || st == RecordDecoder::kPartial);
-  }
-  source.bytes() = f.bytes;
-  dec.DropWindow();
-  while (dec.Next(&p, &n) == RecordDecoder::kRecord) got.emplace_back(p, n);
-  ASSERT_EQ(got.size(), f.records.size());
-  for (size_t i = 0; i < got.size(); ++i) EXPECT_EQ(got[i], f.records[i].data);
-  EXPECT_EQ(dec.skipped_bytes(), 0);
-}
-
-TEST(RecordFormat, LengthLimitsSkipAndCountWithoutReading) {
-  std::string bytes;
-  const std::string big = Payload(5000, 3), small = "ok";
-  AppendRecord(0, big.data(), big.size(), &bytes, 1000);  // fragmented
-  AppendRecord(0, small.data(), small.size(), &bytes);
-  AppendRecord(0, big.data(), big.size(), &bytes);  // one frame
-  AppendRecord(0, small.data(), small.size(), &bytes);
-  StringSource source(bytes);
-  RecordDecoder dec(&source, 4096);
-  dec.limits().max_record = 4999;
-  EXPECT_EQ(DecodeAll(bytes, &dec), (std::vector<std::string>{small, small}));
-  EXPECT_EQ(dec.skipped_regions(), 2);
-  EXPECT_EQ(dec.skipped_bytes(), static_cast<int64>(FramedSize(5000, 1000) + FramedSize(5000)));
-}
-
 }  // namespace
 }  // namespace records

@@ -1,5 +1,4 @@
-// Factory look-ups hand Python an owned copy of the shared handle, and the
-// memory layouts that tests/python/test_factory.py reads with ctypes.
+// Factory look-ups hand Python an owned copy of the shared handle.
 #include <cstring>
 #include <memory>
 
@@ -37,23 +36,6 @@ TEST(FactoryHandles, LookUpsAreOwnedCopiesEvenWhenEmpty) {
     delete handle;  // no proxy layer here to do it
   }
   SWIG_Python_TypeClientData(type, nullptr);
-}
-
-TEST(FactoryHandles, LayoutsTheScriptTestsRead) {
-  const shared_ptr<FileFactory> mem = FileFactory::Find("mem");
-  ASSERT_NE(mem, nullptr);
-  EXPECT_EQ(*reinterpret_cast<FileFactory* const*>(&mem), mem.get());
-
-  const vector<::string> names = {"short", ::string(40, 'x')};
-  const auto* words = reinterpret_cast<const ::string* const*>(&names);
-  EXPECT_EQ(words[0], names.data());
-  EXPECT_EQ(words[1], names.data() + names.size());
-  EXPECT_EQ(sizeof(::string), 4 * sizeof(void*));
-  for (const ::string& name : names) {
-    const auto* fields = reinterpret_cast<const void* const*>(&name);
-    EXPECT_EQ(fields[0], static_cast<const void*>(name.data()));
-    EXPECT_EQ(reinterpret_cast<const size_t*>(fields)[1], name.size());
-  }
 }
 
 }  // namespace
