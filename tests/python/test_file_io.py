@@ -36,13 +36,11 @@ class HandleTest(pqtest.FileCases):
 
     def test_unsupported_and_refused_requests_keep_result_types(self):
         f = self.handle('a', 'w+')
-        t = m.new_FileStat()
         self.assertIs(m.File_FindAllMirrors(f), None)
         for call, result, code in ((lambda: m.File_IsMirrorOnDisk(f, 0, 0), 0, m.ERROR_UNIMPLEMENTED),
-                                   (lambda: m.File_ReadMultipleDataVariants(f, 0, 1, 1, None, None), 0,
-                                    m.ERROR_UNIMPLEMENTED),
                                    (lambda: m.File_SetAccessPattern(f, 99, 0), 0, m.ERROR_INVALID_ARGUMENT),
-                                   (lambda: m.File_PReadWithVerifier(f, 0, t, 8, None, None), -1L, m.ERROR_NOT_FOUND)):
+                                   (lambda: m.File_PReadWithVerifier(f, 0, m.new_FileStat(), 8, None, None), -1L,
+                                    m.ERROR_NOT_FOUND)):
             m.File_ClearError(f)
             value = call()
             self.assertEqual((type(value), value, m.File_GetCurrentErrorCode(f)), (type(result), result, code))
@@ -76,14 +74,6 @@ class HandleTest(pqtest.FileCases):
                             (lambda: m.File_ReadRegion(f, t, 16, 8), 3),
                             (lambda: m.File_Seek(f, 0) and m.File_ReadWithOp(f, t, 8, None), -1)):
             assert_results(self, [read(), m.FileStat_length_get(t)], [8, value], long)
-
-    def test_memory_blocks_are_not_owned(self):
-        f = self.handle('a', 'w+')
-        m.File_WriteString(f, 'abc')
-        for block in (m.File_GetMemBlock(f, 0, 3, 0), m.File_GetMemBlockFromDisk(f, 0, 3, 1)):
-            self.assertTrue(pqtest.is_pointer_text(block, '_p_MemBlock'), block)
-        self.assertIs(m.File_TryMMap(f, 0, 3), None)  # too small to map
-        self.assertNotEqual(m.File_GetCurrentErrorCode(f), m.OK)
 
     def test_pread_string_sizes(self):
         f = self.handle('a', 'w+')
@@ -125,10 +115,6 @@ class HandleTest(pqtest.FileCases):
         f = self.handle('s', 'r')
         assert_results(self, [m.File_StatThis(f, mine), m.File_StatWithOpThis(f, m.new_FileStat(), None)], [1, 1])
         self.assertLongResult(m.FileStat_length_get(mine), 5)
-
-    def test_dispatcher_refuses_other_shapes(self):
-        for args in ((5,), (self.put('s', ''), m.new_Attr_t()), (u'x',)):
-            self.assertNoMatch(m.File_Stat, *args)
 
     def test_delete_and_set_attributes_by_handle_and_by_name(self):
         f, g, name = self.handle('h', 'w'), self.handle('d', 'w'), self.put('n', '')
@@ -279,19 +265,10 @@ class LifecycleTest(pqtest.FileCases):
 
     def test_overloaded_rows_take_a_holder_or_a_name(self):
         for h in (CLOSER, DELETER):
-            for make in (lambda: self.held(h, 'c', 'r', 'abcd'), lambda: self.put('c', 'abcd')):
-                target, s = make(), m.new_FileStat()
+            for target in (self.held(h, 'c', 'r', 'abcd'), self.put('c', 'abcd')):
+                s = m.new_FileStat()
                 assert_results(self, awaited(self, lambda w: h.StatAsync(target, s, w)), [1, m.OK])
                 self.assertLongResult(m.FileStat_length_get(s), 4)
-                assert_results(self, awaited(self, lambda w: h.DeleteAsync(target, w)) +
-                               (m.File_Exists(self.path('c')),), [1, m.OK, 0])
-                self.put('c', 'x')
-                self.assertEqual((h.DeleteWithOp(make(), None), m.File_Exists(self.path('c'))), (1, 0))
-            name = self.put('d', 'x')
-            assert_results(self, [h.SetAttributesWithOp(name, m.new_Attr_t(m.Attr_t_PROTECTED), None),
-                                  m.File_Delete(name),
-                                  h.SetAttributesWithOp(self.held(h, 'd', 'r'), m.new_Attr_t(0), None),
-                                  m.File_Delete(name)], [1, 0, 1, 1])
 
 if __name__ == '__main__':
     pqtest.main()
