@@ -76,21 +76,15 @@ class ReachTest(pqtest.TestCase):
         m.delete_File(f)
 
     def test_import_with_a_partial_extension(self):
-        # Take whole families and single functions away before the proxy
-        # module is imported: the import works and leaves out what is gone.
+        # Functions taken away before the proxy module is imported are left out and listed as missing.
         code = '\n'.join([
             'import _file_base_pyquarry as m',
-            'for n in [n for n in dir(m) if n.startswith(("RecordWriter_", "LogWriter_"))] + ["new_FileStat",',
-            '          "delete_FileStat", "FileStat_length_get", "ErrorToString", "File_Close", "FileVersion___eq__",',
-            '          "InputBuffer_swigregister"]:',
-            '    if hasattr(m, n): delattr(m, n)',
+            'for n in ("new_FileStat", "FileStat_length_get", "ErrorToString", "File_Close", "InputBuffer_swigregister"):',
+            '    delattr(m, n)',
             'import file_base_pyquarry as fb',
-            'assert not hasattr(fb.RecordWriter, "WriteRecord") and not hasattr(fb, "ErrorToString")',
-            'assert not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
-            'assert isinstance(fb.FileStat.__dict__["length"], property) and fb.FileStat.length.fget is None',
+            'assert not hasattr(fb, "ErrorToString") and not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
+            'assert fb.FileStat.length.fget is None and fb.FileStat.length.fset is not None',
             'assert "new_FileStat" in fb.missing() and "InputBuffer_swigregister" in fb.missing()',
-            'assert "__eq__" not in vars(fb.FileVersion) and "__ne__" in vars(fb.FileVersion)',
-            'fb.FileVersion()',
             'fb.FileStat()',
         ])
         status, out, err = pqtest.run_python(code)
