@@ -166,12 +166,6 @@ DELETER = Holders('FileDeleter')
 
 
 class HoldersAndLockReleaseTest(pqtest.TestCase):
-    def test_empty_closer(self):
-        c, empty = m.new_FileCloser(), m.new_FileDeleter(None)
-        self.assertEqual([accessor(c) for accessor in (CLOSER.get, CLOSER.__mul__, CLOSER.__deref__, CLOSER.release)]
-                         + [m.FileCloser_reset(c, None), m.delete_FileCloser(c), m.FileDeleter_get(empty)], [None] * 7)
-        m.delete_FileDeleter(empty)
-
     def test_argument_and_receiver_checks(self):
         # An empty holder forwards to no handle: refused like a null receiver.
         empty = m.new_FileCloser()
