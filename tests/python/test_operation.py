@@ -14,8 +14,6 @@ class OperationAndWatcherTest(pqtest.TestCase):
         self.assertEqual([m.Operation_Status(op), m.Operation_descriptor(op), m.Operation_InternalFinish(op),
                           m.Operation_CheckSuccess(op), m.Operation_set_retry(op, 2)], ['OK', '', None, None, None])
         self.assertIntResult(m.Operation_retry(op), 1)  # a bool member
-        m.Operation_set_resource_user(op, 'team\0a')  # byte-exact
-        self.assertEqual(m.Operation_resource_user(op), 'team\0a')
 
     def test_value_results_travel_and_copies_carry_the_error(self):
         op = m.new_Operation()
