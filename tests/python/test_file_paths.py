@@ -1,5 +1,5 @@
 """Path, sharded-name and FileName utilities (File_ and free forms, replicated and remote
-names) and the value functions (IsUInt64ANegativeInt64, TranslateFromErrno, ErrorToString, ErrorSpace)."""
+names) and the value functions (IsUInt64ANegativeInt64, TranslateFromErrno)."""
 import ctypes
 import errno
 
@@ -56,10 +56,6 @@ class PathTest(pqtest.TestCase):
         for bad, error in ((-1, OverflowError), (2 ** 64, OverflowError), ('1', TypeError)):
             self.assertRaises(error, m.IsUInt64ANegativeInt64, bad)
         self.assertIntResult(m.TranslateFromErrno(errno.ENOENT), m.ERROR_NOT_FOUND)  # the rest: values_test.cc
-        self.assertIn('not found', m.ErrorToString(m.ERROR_NOT_FOUND))
-        space = m.ErrorSpace()  # one shared object
-        self.assertTrue(pqtest.is_pointer_text(space, '_p_util__ErrorSpace'))
-        self.assertEqual(m.ErrorSpace(), space)
 
 
 FLAGS = ('simple', 'replicated', 'remote', 'wicket_remote', 'bigfile', 'striped', 'tarn',
