@@ -37,13 +37,6 @@ class ModuleTest(pqtest.TestCase):
                          sorted((n, type(v), v) for n, v in expected.items() + odd.items()))
         self.assertEqual([n for n in names if n not in odd and type(getattr(m, n)) is not int], [])
 
-    def test_import_prints_nothing_and_reinitialising_keeps_one_link_object(self):
-        code = ('import _file_base_pyquarry as m, ctypes, sys\ncvar = m.cvar\n'
-                'ctypes.PyDLL(m.__file__).init_file_base_pyquarry()\nm2 = sys.modules["_file_base_pyquarry"]\n'
-                'assert m2.cvar is cvar and m2.cvar.kMaxLogReaderPosLen == 48\n'
-                'assert m2.FileStat_length_get(m2.new_FileStat()) == -1\n')
-        self.assertEqual(pqtest.run_python(code), (0, '', ''))
-
     def test_the_functions_are_exactly_the_canonical_names(self):
         names = canonical_names()
         self.assertEqual((len(names), len(set(names))), (907, 907))  # no duplicates
