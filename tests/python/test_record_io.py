@@ -249,15 +249,6 @@ class LogTest(LogCase):
         self.assertEqual((m.LogWriter_Flush(w), m.LogWriter_EOFPosition(w)), (0, -1L))
         m.delete_LogWriter(w)
 
-    def test_rows_on_null(self):
-        # A null background reader stores nothing, but the reader is given up.
-        pqtest.register_proxy('LogReader')
-        r = m.new_LogReader(self.base)
-        self.assertEqual(r.thisown, 1)
-        self.assertIsNone(m.BackgroundLogReader_log_reader__set(None, r))
-        self.assertEqual(r.thisown, 0)
-        m.delete_LogReader(r)
-
 if __name__ == '__main__':
     import unittest
     unittest.main()
