@@ -53,7 +53,8 @@ class NameOperationTest(pqtest.FileCases):
 
     def test_handle_copies(self):
         self.put('src', 'abcdef')
-        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None, None), lambda s, t: m.File_CopyToEof(s, t))):
+        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None, None),
+                                  lambda s, t: m.File_CopyToEof(s, t))):
             source = self.handle('src', 'r')
             m.File_Seek(source, 2)
             target = m.File_Open(self.path('t%d' % n), 'w')

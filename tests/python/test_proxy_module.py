@@ -79,7 +79,8 @@ class ReachTest(pqtest.TestCase):
         # Functions taken away before the proxy module is imported are left out and listed as missing.
         code = '\n'.join([
             'import _file_base_pyquarry as m',
-            'for n in ("new_FileStat", "FileStat_length_get", "ErrorToString", "File_Close", "InputBuffer_swigregister"):',
+            'for n in ("new_FileStat", "FileStat_length_get", "ErrorToString", "File_Close",',
+            '          "InputBuffer_swigregister"):',
             '    delattr(m, n)',
             'import file_base_pyquarry as fb',
             'assert not hasattr(fb, "ErrorToString") and not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
