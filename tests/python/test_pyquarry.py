@@ -152,7 +152,6 @@ class PyquarryCases(pqtest.FileCases):
             self.assertEqual((r.read(), r.tell() > second), ('two', True))
             self.assertEqual(list(r), ['three'])
         self.assertTrue(r.closed)
-        self.assertRaises(ValueError, r.read)
 
     def test_damage_is_skipped_counted_and_located(self):
         records = ['%04d' % i * 25 for i in range(40)]  # 100 bytes each, 112 with the header
@@ -210,7 +209,6 @@ class PyquarryCases(pqtest.FileCases):
                 w.write('r%03d' % i)
         self.assertEqual(list(pyquarry.tail(base, poll=None)), ['one', ''] + ['r%03d' % i for i in range(300)])
         self.assertTrue(w.closed)
-        self.assertRaises(ValueError, w.write, 'late')
 
     def test_tail_follows_a_live_writer(self):
         base = self.path('live.')
