@@ -185,7 +185,6 @@ class FactoryOperationTest(pqtest.FileCases):
         m.File_Close(handles[0])
         self.assertIntResult(m.FileFactory_BulkRename(f, [a, b], [self.path('a2'), self.path('b2')], 0, None), 1)
         self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('a2'), self.path('b2'), self.path('c')]))
-        self.assertIntResult(m.FileFactory_BulkRename(f, [self.path('a2')], [], 0, None), 0)
 
 
 if __name__ == '__main__':

@@ -22,7 +22,6 @@ class NameOperationTest(pqtest.FileCases):
                        [1, 0, 1, 0, 1, m.OK, 1, m.OK])
         assert_results(self, [size, m.FileStat_length_get(s), m.FileStat_length_get(t), m.File_GetFileSize(name)],
                        [3, 3, 3, -1], long)
-        self.assertIs(m.File_DFListFileAndDir(self.root, m.File_MATCH_DEFAULT, None, None, None), None)
 
     def test_delete_forms(self):
         name = self.put('a', '')

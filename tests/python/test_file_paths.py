@@ -47,7 +47,6 @@ class PathTest(pqtest.TestCase):
             self.assertEqual((shard.value, count.value, digits.value), (11, 12, 5))
             self.assertEqual(basename('d/s-00001-of-00003', None, None, None), 'd/s@3')
             self.assertIs(basename('d/a', None, None, None), None)
-        self.assertEqual(m.GenerateShardedFilename('a', 3, 3), '')
         self.assertEqual(m.GenerateShardedFilePattern('a/b', 3), 'a/b-?????-of-00003')
 
     def test_value_functions(self):
