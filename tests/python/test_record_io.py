@@ -1,5 +1,5 @@
 """Record files and logs through the flat functions: RecordIO, RecordWriter, RecordReader,
-RecordReaderOptions, RecordReaderScript, LogBase, LogReader, LogReaderScript, BackgroundLogReader and LogWriter."""
+RecordReaderScript, LogBase, LogReader, LogReaderScript and LogWriter."""
 import os
 import shutil
 
@@ -150,17 +150,6 @@ class RecordCases(pqtest.FileCases):
 
 
 on_each_file_system(RecordCases)
-
-
-class OptionsTest(pqtest.TestCase):
-    def test_text_form(self):
-        o = m.new_RecordReaderOptions()
-        m.RecordReaderOptions_set_initial_seek_back(o, -1)
-        self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), -1)
-        load = lambda text: m.RecordReaderOptions_LoadOptionsFromString(o, text)
-        assert_results(self, [load('buffer_size=8192'), load('buffer_size=1\0'), m.RecordReaderOptions_buffer_size(o)],
-                       [1, 0, 8192])
-        m.delete_RecordReaderOptions(o)
 
 
 class LogCase(pqtest.TestCase):
