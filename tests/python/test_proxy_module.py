@@ -66,7 +66,6 @@ class ReachTest(pqtest.TestCase):
         self.assertEqual((fb.ERROR_NOT_FOUND, fb.Attr_t_APPEND, fb.Attr_t.APPEND, fb.File.MATCH_ALL),
                          (m.ERROR_NOT_FOUND, m.Attr_t_APPEND, m.Attr_t_APPEND, m.File_MATCH_ALL))
         self.assertEqual(fb.ChecksumState.kBlockSize, 1048576)
-        self.assertIs(fb.ErrorToString, m.ErrorToString)
         self.assertTrue(issubclass(fb.LogWriter, fb.LogBase) and issubclass(fb.AsyncIOWatcher, fb.AsyncIO))
 
     def test_pointer_results_are_instances(self):
