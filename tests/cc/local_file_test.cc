@@ -269,6 +269,20 @@ TEST_F(LocalFileTest, StatisticsCountOperations) {
   Put("f", "12345");
   EXPECT_EQ(stats->opens, opens + 1);
   EXPECT_EQ(stats->bytes_written, written + 5);
+  // Failed by-name calls count as errors whether or not the caller passed an
+  // Operation; only a caller's Operation is tagged with the call.
+  for (const bool with_op : {false, true}) {
+    for (const char* name : {"f", "missing"}) {
+      const int64 errors = stats->errors;
+      file::Operation op;
+      FileStat st;
+      const bool ok = File::StatWithOp(P(name).c_str(), &st, with_op ? &op : nullptr);
+      EXPECT_EQ(ok, name == ::string("f")) << name;
+      EXPECT_EQ(stats->errors, errors + (ok ? 0 : 1)) << name << with_op;
+      EXPECT_EQ(op.descriptor(), with_op ? "Stat(" + P(name) + ")" : "") << name;
+      EXPECT_EQ(op.ok(), ok || !with_op) << name;
+    }
+  }
 }
 
 

@@ -3,13 +3,13 @@
 #include <pwd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
 #include "file/base/core/accounts.h"
+#include "file/base/util/coarse_clock.h"
 
 namespace file_internal {
 namespace {
@@ -45,25 +45,27 @@ bool ParseId(const char* text, unsigned long* id) {  // NOLINT
 // and the system's lookup reads the account databases each time.
 class NameCache {
  public:
+  // Sets *out to the name of id; `now` is util::CoarseMonotonicNanos().
   template <typename Lookup>
-  ::string Get(unsigned id, Lookup lookup) {
-    const auto now = std::chrono::steady_clock::now();
+  void Get(unsigned id, int64_t now, Lookup lookup, ::string* out) {
     {
       std::lock_guard<std::mutex> lock(mu_);
       auto it = names_.find(id);
-      if (it != names_.end() && now - it->second.when < kLifetime) return it->second.name;
+      if (it != names_.end() && now - it->second.when < kLifetimeNanos) {
+        *out = it->second.name;
+        return;
+      }
     }
-    ::string name = lookup(id);
+    *out = lookup(id);
     std::lock_guard<std::mutex> lock(mu_);
-    names_[id] = Entry{name, now};
-    return name;
+    names_[id] = Entry{*out, now};
   }
 
  private:
-  static constexpr std::chrono::seconds kLifetime{30};
+  static constexpr int64_t kLifetimeNanos = 30 * int64_t{1000000000};
   struct Entry {
     ::string name;
-    std::chrono::steady_clock::time_point when;
+    int64_t when;
   };
   std::mutex mu_;
   std::unordered_map<unsigned, Entry> names_;
@@ -89,14 +91,14 @@ class NameCache {
   return name;
 }
 
-::string UserName(uid_t uid) {
+void UserName(uid_t uid, int64_t now, ::string* out) {
   static NameCache* cache = new NameCache();
-  return cache->Get(uid, [](unsigned id) { return LookUpUserName(id); });
+  cache->Get(uid, now, [](unsigned id) { return LookUpUserName(id); }, out);
 }
 
-::string GroupName(gid_t gid) {
+void GroupName(gid_t gid, int64_t now, ::string* out) {
   static NameCache* cache = new NameCache();
-  return cache->Get(gid, [](unsigned id) { return LookUpGroupName(id); });
+  cache->Get(gid, now, [](unsigned id) { return LookUpGroupName(id); }, out);
 }
 
 }  // namespace
@@ -133,8 +135,9 @@ void FillStatFromPosix(const struct stat& st, FileStat* stat) {
   stat->length = static_cast<int64>(st.st_size);
   stat->mtime = static_cast<long>(st.st_mtime);  // NOLINT
   stat->mode = static_cast<uint32>(st.st_mode);
-  stat->owner = UserName(st.st_uid);
-  stat->group = GroupName(st.st_gid);
+  const int64_t now = util::CoarseMonotonicNanos();
+  UserName(st.st_uid, now, &stat->owner);
+  GroupName(st.st_gid, now, &stat->group);
   stat->identifier = static_cast<int64>(st.st_ino);
 }
 

@@ -31,19 +31,19 @@ NamedOp::NamedOp(file::Operation* caller, const char* what, const char* name)
       name_(name != nullptr ? name : "") {}
 
 NamedOp::~NamedOp() {
-  if (started_) {
-    op_->InternalFinish();
-    if (!op_->ok()) ++File::opstats()->errors;
-  }
+  if (started_) op_->InternalFinish();
+  if ((started_ || op_ == &scratch_) && !op_->ok()) ++File::opstats()->errors;
 }
 
 bool NamedOp::Begin(const char* name) {
-  if (OpNesting::outermost() || op_ == &scratch_) {
-    op_->ClearError();
-    op_->InternalStart(what_, name_);
-    started_ = true;
+  if (op_ != &scratch_) {
+    if (OpNesting::outermost()) {
+      op_->ClearError();
+      op_->InternalStart(what_, name_);
+      started_ = true;
+    }
+    if (op_->DeadlineExceeded()) return Fail(file::ERROR_DEADLINE_EXCEEDED, "deadline exceeded");
   }
-  if (op_->DeadlineExceeded()) return Fail(file::ERROR_DEADLINE_EXCEEDED, "deadline exceeded");
   if (name == nullptr || name[0] == '\0') {
     return Fail(file::ERROR_INVALID_ARGUMENT, "empty file name");
   }

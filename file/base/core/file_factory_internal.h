@@ -25,12 +25,16 @@ class OpNesting {
   static bool outermost() { return depth_ == 1; }
 
  private:
-  static thread_local int depth_;
+  // Read three times per operation: initial-exec spares the library, a
+  // shared object, a __tls_get_addr call per read for these few bytes.
+  static thread_local int depth_ __attribute__((tls_model("initial-exec")));
 };
 
 // Brackets one by-name operation: supplies a scratch Operation when the
 // caller gave none (so primitives can always record into one), refuses
-// passed deadlines and empty names, and tags the Operation.
+// passed deadlines and empty names, and tags the caller's Operation. The
+// scratch Operation is never seen outside the call, so it is not tagged or
+// timed. `name` must outlive the NamedOp (it is the operation's argument).
 class NamedOp {
  public:
   NamedOp(file::Operation* caller, const char* what, const char* name);
@@ -50,7 +54,7 @@ class NamedOp {
   file::Operation scratch_;
   file::Operation* const op_;
   const char* const what_;
-  const ::string name_;
+  const char* const name_;
   bool started_ = false;
 };
 

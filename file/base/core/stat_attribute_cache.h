@@ -10,7 +10,7 @@
 #ifndef FILE_BASE_STAT_ATTRIBUTE_CACHE_H_
 #define FILE_BASE_STAT_ATTRIBUTE_CACHE_H_
 
-#include <functional>
+#include <string_view>
 
 #include "file/base/core/attr.h"
 #include "file/base/util/base_types.h"
@@ -19,10 +19,26 @@ class FileFactory;
 
 namespace file {
 
+// The two halves of CachedStatAttributes below. FindStatAttributes sets *attr and
+// returns true for a fresh entry; otherwise it sets *generation to the
+// record generation that a load begun now must be stored with.
+bool FindStatAttributes(const FileFactory* factory, std::string_view name, Attr_t* attr,
+                        uint64* generation);
+void StoreStatAttributes(const FileFactory* factory, std::string_view name, Attr_t attr,
+                         uint64 generation);
+
 // The attributes of name on factory: from the cache when fresh, else from
-// load (which returns false on failure; failures are not cached).
-bool CachedStatAttributes(const FileFactory* factory, const ::string& name, Attr_t* attr,
-                          const std::function<bool(Attr_t*)>& load);
+// load, a callable bool(Attr_t*) that returns false on failure (failures are
+// not cached). The callable is called in place, never copied.
+template <class Load>
+bool CachedStatAttributes(const FileFactory* factory, std::string_view name, Attr_t* attr,
+                          Load&& load) {
+  uint64 generation = 0;
+  if (FindStatAttributes(factory, name, attr, &generation)) return true;
+  if (!load(attr)) return false;
+  StoreStatAttributes(factory, name, *attr, generation);
+  return true;
+}
 
 }  // namespace file
 
