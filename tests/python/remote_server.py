@@ -10,8 +10,8 @@ SCRIPT = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 't
 
 
 class Server(object):
-    def __init__(self, cluster=False):
-        args = ['bash', SCRIPT, '--watch', str(os.getpid())] + (['--cluster'] if cluster else [])
+    def __init__(self):
+        args = ['bash', SCRIPT, '--watch', str(os.getpid())]
         # The servers are not ours: no sanitizer runtime preloaded into them.
         env = dict(os.environ)
         env.pop('LD_PRELOAD', None)

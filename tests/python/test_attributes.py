@@ -44,7 +44,6 @@ class FileAttrTest(pqtest.TestCase):
         # Attribute file names and version order are the library's (file_attributes_test.cc).
         store, own = m.cvar.file_attributes, m.new_FileAttributes()
         self.assertEqual((type(store), store.thisown, m.FileAttributes_ClearCache(store)), (StoreProxy, 0, None))
-        self.assertEqual(m.FileAttributes_GetAttributeFileName('dir/name'), 'dir/.name.attr')
         version = m.FileAttributes_CreateVersion(own)
         self.assertEqual((type(version), version.thisown), (VersionProxy, 1))
         self.assertIs(m.delete_FileAttributes(own), None)

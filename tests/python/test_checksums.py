@@ -17,14 +17,11 @@ def state_of(data):
 
 class ChecksumStateTest(pqtest.TestCase):
     def test_fresh_state_unsigned_results_and_read_buffers(self):
-        s = m.new_ChecksumState()
-        self.assertIntResult(m.ChecksumState_HistoryLength(s), 0)
-        m.ChecksumState_Add(s, '123456789')
+        s = state_of('123456789')
         # CRC-64/XZ's check value has the top bit set: it must come back unsigned.
         assert_results(self, [m.ChecksumState_Checksum(s), m.ChecksumState_AlignedChecksum(s),
                               m.ChecksumState_History(s, 5), m.ChecksumState_Length(s)], [0x995DC9BBDF1939FA, 0, 0, 9],
                        long)
-        self.assertTrue(pqtest.is_pointer_text(m.ChecksumState_PostAlignData(s), '_p_StringPiece'))
         self.assertEqual((m.ChecksumState_Clear(s), m.ChecksumState_Length(s)), (None, 0))
         expected = m.ChecksumState_Checksum(state_of('abc\0def'))
         for data in ('abc\0def', buffer('xabc\0def', 1), array.array('c', 'abc\0def'), bytearray('abc\0def')):
@@ -44,8 +41,6 @@ class ChecksumStateTest(pqtest.TestCase):
         m.ChecksumState_Add(c, 'y')
         assert_results(self, compare() + [m.ChecksumState_Equals(s, None, '')], [0, 0, 1, 0])
         self.assertEqual(why, 'keep me')  # the explanation never reaches Python
-        self.assertTypeError('null reference', m.new_ChecksumState, None)
-        self.assertNoMatch(m.new_ChecksumState, s, s)
 
     def test_history_outputs_and_64_bit_checksums(self):
         # What the history holds is the library's (checksum_files_test.cc).
@@ -56,7 +51,6 @@ class ChecksumStateTest(pqtest.TestCase):
         self.assertEqual((start.value, end.value), (MB, 2 * MB))
         self.assertIs(m.ChecksumState_SetRunningChecksum(s, 2 ** 64 - 1), None)
         self.assertLongResult(m.ChecksumState_AlignedChecksum(s), 2 ** 64 - 1)
-        self.assertRaises(OverflowError, m.ChecksumState_SetRunningChecksum, s, -1)
 
     def test_encodings_names_and_outputs(self):
         # The names and parameters are the library's (checksum_test.cc).

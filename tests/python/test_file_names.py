@@ -22,7 +22,6 @@ class NameOperationTest(pqtest.FileCases):
                        [1, 0, 1, 0, 1, m.OK, 1, m.OK])
         assert_results(self, [size, m.FileStat_length_get(s), m.FileStat_length_get(t), m.File_GetFileSize(name)],
                        [3, 3, 3, -1], long)
-        self.assertIs(m.File_DFListFileAndDir(self.root, m.File_MATCH_DEFAULT, None, None, None), None)
 
     def test_delete_forms(self):
         name = self.put('a', '')
@@ -53,9 +52,8 @@ class NameOperationTest(pqtest.FileCases):
 
     def test_handle_copies(self):
         self.put('src', 'abcdef')
-        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None),
-                                  lambda s, t: m.File_CopyBytes(s, t, None, None),
-                                  lambda s, t: m.File_CopyToEof(s, t), lambda s, t: m.File_CopyToEof(s, t, None))):
+        for n, call in enumerate((lambda s, t: m.File_CopyBytes(s, t, None, None),
+                                  lambda s, t: m.File_CopyToEof(s, t))):
             source = self.handle('src', 'r')
             m.File_Seek(source, 2)
             target = m.File_Open(self.path('t%d' % n), 'w')
@@ -73,9 +71,7 @@ class NameOperationTest(pqtest.FileCases):
         assert_results(self, [m.File_SetMode(name, 0o640), self.mode_of('a'), m.File_SetModeWithOp(name, 0o600, None),
                               self.mode_of('a'), m.File_SetMtime(name, 1000000000),
                               m.FileStat_mtime_get(m.File_Stat(name))], [1, 0o640, 1, 0o600, 1, 1000000000])
-        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroup(name, 'root'),
-                              m.File_SetGroupWithOp(name, 'no-such-group-here', None),
-                              m.File_SetMode(self.path('missing'), 0o600)], [1, 1, 0, 0])
+        assert_results(self, [m.File_SetOwner(name, 'root'), m.File_SetGroupWithOp(name, 'root', None)], [1, 1])
 
     def test_directories_and_snapshots(self):
         # What they make is the library's (fs_conformance_test.cc).
@@ -88,7 +84,6 @@ class NameOperationTest(pqtest.FileCases):
             m.File_SnapshotFile(self.path('f'), self.path('b/f'), 0o644),
             m.File_Snapshot(self.path('b'), self.path('s'), 0o644, 0o755)], [1, 1, 1, 1, 1, 0o750, 1, 1])
         self.assertEqual(self.contents('s/f'), 'deep')
-        self.assertTypeError('null reference', m.File_RecursivelyCreateDirWithOptions, self.path('j'), None)
 
     def test_flag_lists(self):
         a, b, missing = self.put('a', ''), self.put('b', ''), self.path('missing')
@@ -99,8 +94,7 @@ class NameOperationTest(pqtest.FileCases):
                 (m.File_BulkRename([a, missing], [self.path('a2'), self.path('m2')], 0), (0, [1, 0])),
                 (m.File_BulkDelete([self.path('a2'), b]), (1, [1, 1])), (m.File_BulkDeleteWithOp([b], None), (0, [0])),
                 (m.File_BulkDeleteDir([self.path('d')]), (1, [1])), (m.File_Archive([missing], 0, 1), (0, [0])),
-                (m.File_Archive([self.put('c', 'x' * 5000)], m.FileReedSolomon_ENCODING_5_8, 1), (1, [1])),
-                (m.File_Archive([], 0, 0), (1, []))):
+                (m.File_Archive([self.put('c', 'x' * 5000)], m.FileReedSolomon_ENCODING_5_8, 1), (1, [1]))):
             self.assertEqual(result, expected)
         # What archives do is the library's (archive_test.cc).
         self.assertEqual((self.contents('c'), m.File_Open(self.path('c'), 'w')), ('x' * 5000, None))
@@ -192,19 +186,10 @@ class MatchTest(pqtest.FileCases):
 class ProcessWideTest(pqtest.TestCase):
     def test_whole_file_or_die(self):
         missing = pqtest.scratch_dir_of(self) + '/no/such'
-        for call, text, name in (('ReadFileToStringOrDie(%r)', 'ReadFileToString(%s)', missing),
-                                 ('WriteStringToFileOrDie("x", %r)', 'WriteStringToFile(%s)', missing),
-                                 ('AppendStringToFileOrDie("x", %r)', 'AppendStringToFile(%s)',
-                                  '/mem/pqtest-ordie/missing')):
-            pqtest.assert_dies(self, 'm.File_' + call % name, 'Check failed: ' + text % name)
+        pqtest.assert_dies(self, 'm.File_WriteStringToFileOrDie("x", %r)' % missing,
+                           'Check failed: WriteStringToFile(%s)' % missing)
 
-    def test_values_and_the_byte_exact_thread_user_name(self):
-        values = (m.File_pagesize(), m.File_init_called(), m.File_localhost_name())
-        self.assertEqual([type(v) for v in values], [int, int, str])
-        self.assertTrue(values[0] > 0 and values[1] in (0, 1) and values[2], values)
-        self.assertTrue(pqtest.is_pointer_text(m.File_opstats(), '_p_FileOpStats'))
-        self.assertEqual([m.File_SyncAll(), m.File_LogOpStats(), m.File_LogUnsupportedFile('x\0y'),
-                          m.File_InitWithDatadirFrom(pqtest.scratch_dir_of(self))], [None] * 4)
+    def test_the_byte_exact_thread_user_name(self):
         # That it is the calling thread's is the library's (local_file_test.cc).
         m.File_SetCurrentThreadUserName('me\0too')
         self.assertEqual((m.File_GetCurrentThreadUserName(), m.File_SetCurrentThreadUserName('')), ('me\0too', None))

@@ -16,10 +16,8 @@ class SingleOpenTest(pqtest.FileCases):
         name, missing = self.put('a', 'abc'), self.path('missing')
         opens = [lambda n: m.File_Open(n, 'r'), lambda n: m.File_OpenWithOptions(n, 'r', m.new_FileOpenOptions()),
                  lambda n: m.File_OpenFullySpecifiedLocked(n, 'r', attr(0), DEFAULT_MODE, 'root', None)]
-        for i, open_ in enumerate(opens + [
-                lambda n: m.File_OpenWithAttrOrDie(n, 'r', attr(0)), m.File_OpenForAppend,
-                lambda n: m.File_OpenToCheckpointOrDie(n, 'r', None),
-                lambda n: m.File_OpenOrDieForWriting(n, 'a', None, 0, None)]):
+        for i, open_ in enumerate(opens + [m.File_OpenForAppend,
+                                           lambda n: m.File_OpenOrDieForWriting(n, 'a', None, 0, None)]):
             f = open_(name)
             self.assertIsInstance(f, FileProxy)
             self.assertEqual((f.thisown, m.File_CreateFileName(f), m.File_Close(f)), (0, name, 1), i)

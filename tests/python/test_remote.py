@@ -23,7 +23,6 @@ class RemoteFileTest(pqtest.TestCase):
 
     def tearDown(self):
         m.File_DeleteRecursively(self.root)
-        self.assertIntResult(m.File_Exists(self.root), 0)
 
     def path(self, name):
         return self.root + '/' + name
@@ -41,8 +40,6 @@ class RemoteFileTest(pqtest.TestCase):
         self.assertLongResult(m.File_Size(f), len(data))
         m.File_Close(f)
         self.assertEqual(m.File_Match(self.path('*')), (1, [self.path('a.bin')]))
-        self.assertIntResult(m.File_Delete(self.path('a.bin')), 1)
-        self.assertEqual((m.File_Open(self.path('a.bin'), 'r'), m.File_Stat(self.path('a.bin'))), (None, None))
 
 
 if __name__ == '__main__':
