@@ -289,6 +289,22 @@ TEST(LogWriterDeath, AsyncEnabledOnAnUnopenedWriterAborts) {
   EXPECT_DEATH(LogWriter().AsyncEnabled(), "logio.h:426: .*AsyncEnabled.*Assertion `writer_ != __null' failed");
 }
 
+// A message whose bytes start with "M:"; others do not parse.
+class TaggedMessage : public proto2::Message {
+ public:
+  bool AppendToString(::string* out) const override {
+    if (text.empty()) return false;  // a message needs its text
+    out->append("M:" + text);
+    return true;
+  }
+  bool ParseFromString(const ::string& bytes) override {
+    if (bytes.compare(0, 2, "M:") != 0) return false;
+    text = bytes.substr(2);
+    return true;
+  }
+  ::string text;
+};
+
 std::vector<std::string> ReadRecordFile(const ::string& name) {
   std::vector<std::string> out;
   RecordReaderScript reader(File::Open(name.c_str(), "r"), 1 << 16);
@@ -326,6 +342,23 @@ TEST_P(LogTest, EachLogFileIsARecordFileAndARecordFileIsALog) {
   }
   LogReader r(other);
   EXPECT_EQ(Drain(&r), (std::vector<std::string>{"one", "two"}));
+}
+
+TEST_P(LogTest, MessagesGoThroughTheLog) {
+  LogWriter w(base_, "");
+  TaggedMessage in;
+  in.text = "hello";
+  ASSERT_TRUE(w.WriteProtocolMessage(in));
+  EXPECT_EQ(w.TryWriteProtocolMessage(TaggedMessage(), nullptr), LogWriter::WRITE_ERROR);  // empty: refused
+  EXPECT_NE(w.last_error().find("serialised"), std::string::npos) << w.last_error();
+  ASSERT_TRUE(w.WriteRecord("not a message") && w.Flush());
+  LogReader r(base_);
+  TaggedMessage out;
+  ASSERT_TRUE(r.ReadProtocolMessageIfAvailable(&out));
+  EXPECT_EQ(out.text, "hello");
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out));  // consumed, not a message
+  EXPECT_NE(r.last_error().find("not a message"), std::string::npos) << r.last_error();
+  EXPECT_FALSE(r.ReadProtocolMessageIfAvailable(&out) || r.ReadProtocolMessageIfAvailable(nullptr));  // nothing more
 }
 
 // Batch indexes live in 8 bits of a position: records far into what would
