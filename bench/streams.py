@@ -4,9 +4,13 @@ InputBuffer_ReadLineAsString over a 128 MiB file of 80-byte lines against
 file.readline() in the same loop shape (and against `for line in file`);
 InputBuffer_ReadToString in 1 MiB pieces against file.read; OutputBuffer
 WriteLine of 80-byte lines against file.write(line + "\\n"); 1 MiB
-OutputBuffer_WriteString against file.write. Medians of ratios over rounds."""
+OutputBuffer_WriteString against file.write. Medians of ratios over rounds;
+the order alternates from round to round, and the file written last is
+removed and synced away (not timed) before each timed run, so that neither
+side pays for the other's writeback."""
 import os
 import shutil
+import subprocess
 import tempfile
 
 import _file_base_pyquarry as m
@@ -95,9 +99,14 @@ def main():
         py_readline(0)  # warm the page cache
         for name, base, cand, kind, bound in pairs:
             ratios = []
-            for _ in range(ROUNDS):
-                b = time_loop(base, 1)
-                c = time_loop(cand, 1)
+            for k in range(ROUNDS):
+                times = {}
+                for which, f in sorted(((0, base), (1, cand)), reverse=k % 2 == 1):
+                    if os.path.exists(out):
+                        os.unlink(out)
+                    subprocess.check_call(['sync'])
+                    times[which] = time_loop(f, 1)
+                b, c = times[0], times[1]
                 ratios.append(c / b if kind == 'time' else b / c)
             r = median(ratios)
             verdict = ''
