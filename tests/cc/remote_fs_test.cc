@@ -31,19 +31,21 @@ namespace {
 // out of scope asks the script to stop without waiting for it.
 struct ServerProcess {
   ~ServerProcess() { Stop(/*wait=*/false); }
-  // Starts the servers and waits until they serve; false with *error set when they do not.
-  bool Start(bool cluster, std::string* error);
+  // Starts the servers (a standalone one on a tmpfs of `space` if given) and
+  // waits until they serve; false with *error set when they do not.
+  bool Start(bool cluster, std::string* error, const char* space = nullptr);
   void Stop(bool wait) {
-    if (pid > 0 && kill(pid, SIGTERM) == 0 && wait) waitpid(pid, nullptr, 0);
+    if (pid > 0 && kill(pid, SIGTERM) == 0 && wait) waitpid(pid, &status, 0);
     pid = -1;
   }
 
   pid_t pid = -1;
   std::string prefix;  // "root://127.0.0.1:PORT/": a name is this followed by an absolute path
   std::vector<pid_t> daemons;  // the xrootd daemons the script started
+  int status = 0;  // the script's wait status once stopped and waited for
 };
 
-bool ServerProcess::Start(bool cluster, std::string* error) {
+bool ServerProcess::Start(bool cluster, std::string* error, const char* space) {
   const std::string script = std::string(PQ_SOURCE_DIR) + "/tools/xrootd-cluster";
   const std::string watch = std::to_string(getpid());
   int out[2];
@@ -53,7 +55,8 @@ bool ServerProcess::Start(bool cluster, std::string* error) {
   }
   if (pid == 0) {
     dup2(out[1], STDOUT_FILENO);
-    const char* argv[] = {"bash", script.c_str(), "--watch", watch.c_str(), cluster ? "--cluster" : nullptr, nullptr};
+    const char* argv[] = {"bash", script.c_str(), "--watch", watch.c_str(),
+                          cluster ? "--cluster" : space != nullptr ? "--space" : nullptr, space, nullptr};
     execv("/bin/bash", const_cast<char* const*>(argv));
     _exit(127);
   }
@@ -324,6 +327,41 @@ TEST(RemoteFault, AServerKilledMidWriteFailsSoftAndNothingIsAcknowledged) {
   EXPECT_FALSE(File::StatWithOp(name.c_str(), &st, &stat_op));
   EXPECT_TRUE(stat_op.error() == file::ERROR_TEMPORARY || stat_op.error() == file::ERROR_DEADLINE_EXCEEDED)
       << stat_op.Status();
+}
+
+// A server whose disk fills up: the write that finds it full fails with
+// ERROR_NO_SPACE (sequential and asynchronous alike); the one that fitted
+// only in part was acknowledged whole by the server, so Close says what was
+// lost; what the server kept reads back intact, and deleting frees the space.
+TEST(RemoteFault, AFullServerFailsWritesAndCloseAndKeepsAPrefix) {
+  ServerProcess server;
+  std::string error;
+  if (!server.Start(/*cluster=*/false, &error, "4m") && WIFEXITED(server.status) && WEXITSTATUS(server.status) == 3)
+    GTEST_SKIP() << "this machine cannot give a server a private tmpfs (no user or mount namespaces)";
+  ASSERT_FALSE(server.prefix.empty()) << error;
+  const std::string name = server.prefix + "/full";
+  Handle f = OpenOrFail(name, "w");
+  std::string written;
+  file::Operation op;
+  for (int64 n = 0, i = 0; n >= 0 && i < 6; ++i) {  // 1.5 MiB pieces: the third fits in part
+    const std::string piece(3 << 19, static_cast<char>('a' + i));
+    if ((n = f->WriteWithOp(piece.data(), piece.size(), &op)) >= 0) written += piece;
+    else EXPECT_EQ(ErrorOf(n, op), file::ERROR_NO_SPACE) << op.message();
+  }
+  EXPECT_NE(op.message().find(name), ::string::npos) << op.message();
+  IOBuffer more(std::string(1 << 20, 'z').data(), 1 << 20);
+  int64 count = 0;
+  AsyncIOWatcher late;
+  ASSERT_TRUE(f->PWriteAsync(5 << 20, &more, &count, &late));
+  late.Wait();
+  EXPECT_EQ(late.Error(), file::ERROR_NO_SPACE);
+  EXPECT_EQ(ErrorOf(f->Close(), f), file::ERROR_NO_SPACE) << f->GetCurrentErrorMessage();
+  ::string back;
+  ASSERT_TRUE(File::ReadFileToString(name, &back));
+  EXPECT_TRUE(back.size() >= 2u << 20 && back.size() < written.size()) << back.size();
+  EXPECT_EQ(back, written.substr(0, back.size()));
+  ASSERT_TRUE(File::Delete(name.c_str()));
+  EXPECT_TRUE(File::WriteStringToFile(back, name));
 }
 
 }  // namespace

@@ -148,12 +148,30 @@ bool RemoteFile::DoClose() {
   }
   std::shared_ptr<HandleState> state = std::move(state_);
   if (state == nullptr) return true;
+  // A write that only partly fitted on the server's disk was acknowledged
+  // whole: the file is then shorter than what was written.
+  int64 kept = -1;
+  const int64 written = written_end_.load();
+  if (written > 0) {
+    const auto stat = Await([&](Handler* h, uint16_t t) { return state->file.Stat(true, h, t); }, 0);
+    auto* info = stat->status.IsOK() ? stat->Get<XrdCl::StatInfo>() : nullptr;
+    if (info != nullptr) kept = static_cast<int64>(info->GetSize());
+  }
   // Closing is where a server reports writes it could not keep: wait for it
   // within the client's own time-outs whatever deadline the caller had.
   const auto reply =
       Await([&](Handler* h, uint16_t t) { return state->file.Close(h, t); }, 0);
-  if (reply->status.IsOK()) return true;
-  return SetReplyError("Close", *reply, 0);
+  if (!reply->status.IsOK()) return SetReplyError("Close", *reply, 0);
+  if (kept < 0 || kept >= written) return true;
+  const ::string reason = "the server kept only " + std::to_string(kept) + " of the " + std::to_string(written) +
+                          " bytes written (its disk or quota is full)";
+  return SetError(ERROR_NO_SPACE, "Close", reason.c_str());
+}
+
+void RemoteFile::Wrote(int64 end) {
+  int64 known = written_end_.load();
+  while (end > known && !written_end_.compare_exchange_weak(known, end)) {
+  }
 }
 
 // ---- Reads and writes -------------------------------------------------------------------
@@ -218,6 +236,7 @@ int64 RemoteFile::WriteAt(int64 offset, const void* buffer, int64 size, const ch
       return -1;
     }
     done += piece;
+    Wrote(offset + done);
   }
   return done;
 }
@@ -260,8 +279,11 @@ bool RemoteFile::DoTruncate(int64 length) {
   const auto reply = Await(
       [&](Handler* h, uint16_t t) { return state_->file.Truncate(static_cast<uint64_t>(length), h, t); },
       deadline);
-  if (reply->status.IsOK()) return true;
-  return SetReplyError("Truncate", *reply, deadline);
+  if (!reply->status.IsOK()) return SetReplyError("Truncate", *reply, deadline);
+  int64 known = written_end_.load();
+  while (length < known && !written_end_.compare_exchange_weak(known, length)) {
+  }
+  return true;
 }
 
 int64 RemoteFile::DoSize() {
@@ -462,7 +484,8 @@ bool RemoteFile::PWriteAsyncWithOp(int64 offset, IOBuffer* data, int64* written,
       [offset, size, from](XrdCl::File* file, Handler* h, uint16_t t) {
         return file->Write(static_cast<uint64_t>(offset), static_cast<uint32_t>(size), from, h, t);
       },
-      [written, size](const Reply* reply) -> int64 {
+      [this, written, offset, size](const Reply* reply) -> int64 {
+        if (reply != nullptr) Wrote(offset + size);
         if (written != nullptr) *written = reply != nullptr ? size : -1;
         return reply != nullptr ? size : 0;
       });

@@ -111,12 +111,19 @@ class RemoteFile : public File {
   // Async requests in flight: Close waits for them.
   void BeginAsync();
   void EndAsync();
+  // Notes that bytes up to `end` were acknowledged.
+  void Wrote(int64 end);
 
   std::shared_ptr<HandleState> state_;
   file::KeptPosition position_;
   std::mutex async_mu_;
   std::condition_variable async_cv_;
   int async_in_flight_ = 0;
+  // The end of the furthest write the server acknowledged (cut back by
+  // truncation): a server whose disk fills up mid-write acknowledges the
+  // whole write yet keeps only part of it, so Close checks the file is at
+  // least this long.
+  std::atomic<int64> written_end_{0};
 };
 
 class RemoteFileFactory : public FileFactory {
