@@ -331,8 +331,8 @@ TEST(RemoteFault, AServerKilledMidWriteFailsSoftAndNothingIsAcknowledged) {
 
 // A server whose disk fills up: the write that finds it full fails with
 // ERROR_NO_SPACE (sequential and asynchronous alike); the one that fitted
-// only in part was acknowledged whole by the server, so Close says what was
-// lost; what the server kept reads back intact, and deleting frees the space.
+// only in part was acknowledged whole by the server, so Sync and Close say
+// what was lost; what the server kept reads back intact, and deleting frees the space.
 TEST(RemoteFault, AFullServerFailsWritesAndCloseAndKeepsAPrefix) {
   ServerProcess server;
   std::string error;
@@ -355,6 +355,7 @@ TEST(RemoteFault, AFullServerFailsWritesAndCloseAndKeepsAPrefix) {
   ASSERT_TRUE(f->PWriteAsync(5 << 20, &more, &count, &late));
   late.Wait();
   EXPECT_EQ(late.Error(), file::ERROR_NO_SPACE);
+  EXPECT_EQ(ErrorOf(f->Sync(), f), file::ERROR_NO_SPACE) << f->GetCurrentErrorMessage();
   EXPECT_EQ(ErrorOf(f->Close(), f), file::ERROR_NO_SPACE) << f->GetCurrentErrorMessage();
   ::string back;
   ASSERT_TRUE(File::ReadFileToString(name, &back));

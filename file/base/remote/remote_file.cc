@@ -148,24 +148,29 @@ bool RemoteFile::DoClose() {
   }
   std::shared_ptr<HandleState> state = std::move(state_);
   if (state == nullptr) return true;
-  // A write that only partly fitted on the server's disk was acknowledged
-  // whole: the file is then shorter than what was written.
-  int64 kept = -1;
-  const int64 written = written_end_.load();
-  if (written > 0) {
-    const auto stat = Await([&](Handler* h, uint16_t t) { return state->file.Stat(true, h, t); }, 0);
-    auto* info = stat->status.IsOK() ? stat->Get<XrdCl::StatInfo>() : nullptr;
-    if (info != nullptr) kept = static_cast<int64>(info->GetSize());
-  }
+  // The length check goes first, while the handle is open.
+  const int64 kept = ShortLength(&state->file, 0);
   // Closing is where a server reports writes it could not keep: wait for it
   // within the client's own time-outs whatever deadline the caller had.
   const auto reply =
       Await([&](Handler* h, uint16_t t) { return state->file.Close(h, t); }, 0);
   if (!reply->status.IsOK()) return SetReplyError("Close", *reply, 0);
-  if (kept < 0 || kept >= written) return true;
-  const ::string reason = "the server kept only " + std::to_string(kept) + " of the " + std::to_string(written) +
-                          " bytes written (its disk or quota is full)";
-  return SetError(ERROR_NO_SPACE, "Close", reason.c_str());
+  return kept < 0 || FailShort("Close", kept);
+}
+
+int64 RemoteFile::ShortLength(XrdCl::File* file, WallTime deadline) {
+  const int64 written = written_end_.load();
+  if (written == 0) return -1;
+  const auto stat = Await([&](Handler* h, uint16_t t) { return file->Stat(true, h, t); }, deadline);
+  auto* info = stat->status.IsOK() ? stat->Get<XrdCl::StatInfo>() : nullptr;
+  const int64 kept = info != nullptr ? static_cast<int64>(info->GetSize()) : -1;
+  return kept < written ? kept : -1;
+}
+
+bool RemoteFile::FailShort(const char* what, int64 kept) {
+  const ::string reason = "the server kept only " + std::to_string(kept) + " of the " +
+                          std::to_string(written_end_.load()) + " bytes written (its disk or quota is full)";
+  return SetError(ERROR_NO_SPACE, what, reason.c_str());
 }
 
 void RemoteFile::Wrote(int64 end) {
@@ -306,8 +311,9 @@ bool RemoteFile::DoSeek(int64 position) {
 bool RemoteFile::DoSync(bool) {
   const WallTime deadline = DeadlineFor(nullptr);
   const auto reply = Await([&](Handler* h, uint16_t t) { return state_->file.Sync(h, t); }, deadline);
-  if (reply->status.IsOK()) return true;
-  return SetReplyError("Sync", *reply, deadline);
+  if (!reply->status.IsOK()) return SetReplyError("Sync", *reply, deadline);
+  const int64 kept = ShortLength(&state_->file, deadline);
+  return kept < 0 || FailShort("Sync", kept);
 }
 
 bool RemoteFile::DoStat(FileStat* stat) {

@@ -113,6 +113,11 @@ class RemoteFile : public File {
   void EndAsync();
   // Notes that bytes up to `end` were acknowledged.
   void Wrote(int64 end);
+  // The file's length on the server when it is shorter than the acknowledged
+  // writes reach (one fitted only in part), else -1 (also when unknown).
+  int64 ShortLength(XrdCl::File* file, WallTime deadline);
+  // Fails `what` with ERROR_NO_SPACE, saying the server kept only `kept` bytes; false.
+  bool FailShort(const char* what, int64 kept);
 
   std::shared_ptr<HandleState> state_;
   file::KeptPosition position_;
