@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <typeinfo>
 
 #include "file/base/file.h"
 #include "file/base/core/loaded_file_system.h"
@@ -87,8 +88,10 @@ Registry& GetRegistry() {
 // factory it made. A file system that cannot be loaded stays the deferred
 // one, which fails every operation.
 shared_ptr<FileFactory> Loaded(shared_ptr<FileFactory> factory) {
-  auto* deferred = dynamic_cast<file::DeferredFileSystem*>(factory.get());
-  if (deferred == nullptr) return factory;
+  // Every by-name lookup passes here: the exact type (the class is final)
+  // is cheaper to compare than a dynamic_cast.
+  if (factory == nullptr || typeid(*factory) != typeid(file::DeferredFileSystem)) return factory;
+  auto* deferred = static_cast<file::DeferredFileSystem*>(factory.get());
   shared_ptr<FileFactory> loaded = deferred->Load(factory);
   if (loaded != factory) {
     Registry& registry = GetRegistry();

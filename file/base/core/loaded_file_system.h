@@ -25,7 +25,7 @@
 
 namespace file {
 
-class DeferredFileSystem : public FileFactory {
+class DeferredFileSystem final : public FileFactory {
  public:
   // fs names the object (library), its entry point (an extern "C" function
   // taking nothing and returning a new FileFactory*) and the environment
