@@ -90,11 +90,6 @@ bool PayloadMatches(const Header& h, const char* payload) {
   return MaskCrc(Crc32c(payload, h.length)) == h.payload_crc;
 }
 
-FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n) {
-  if (done == 0) return piece == n ? FULL : FIRST;
-  return done + piece == n ? LAST : MIDDLE;
-}
-
 size_t FramedSize(size_t n, size_t fragment_payload) {
   const size_t fragments = n == 0 ? 1 : (n + fragment_payload - 1) / fragment_payload;
   return n + fragments * kHeaderSize;
@@ -103,15 +98,10 @@ size_t FramedSize(size_t n, size_t fragment_payload) {
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload) {
   out->reserve(out->size() + FramedSize(n, fragment_payload));
-  size_t done = 0;
-  do {
-    const size_t piece = std::min(n - done, fragment_payload);
-    char header[kHeaderSize];
-    EncodeHeader(tag, FragmentKindAt(done, piece, n), data + done, static_cast<uint32>(piece), header);
+  ForEachFrame(tag, data, n, fragment_payload, [out](const char* header, const char* payload, size_t length) {
     out->append(header, kHeaderSize);
-    out->append(data + done, piece);
-    done += piece;
-  } while (done < n);
+    out->append(payload, length);
+  });
 }
 
 // ---- Batches ----------------------------------------------------------------

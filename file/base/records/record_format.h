@@ -13,6 +13,7 @@
 #ifndef FILE_BASE_RECORDS_RECORD_FORMAT_H_
 #define FILE_BASE_RECORDS_RECORD_FORMAT_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -59,13 +60,25 @@ void EncodeHeader(uint8 tag, FragmentKind kind, const char* data, uint32 length,
 bool DecodeHeader(const char* p, Header* h);
 bool PayloadMatches(const Header& h, const char* payload);
 
-// Appends `data` as one record of `tag`, split into fragments of at most
-// `fragment_payload` bytes (an empty record is one empty FULL frame).
+// The frames of `data` as one record of `tag`, split into fragments of at
+// most `fragment_payload` bytes (an empty record is one empty FULL frame):
+// emit(header, payload, length) is called for each, in order, with the
+// kHeaderSize bytes of its header.
+template <class Emit>
+void ForEachFrame(uint8 tag, const char* data, size_t n, size_t fragment_payload, Emit&& emit) {
+  size_t done = 0;
+  do {
+    const size_t piece = std::min(n - done, fragment_payload);
+    const FragmentKind kind = done == 0 ? (piece == n ? FULL : FIRST) : (done + piece == n ? LAST : MIDDLE);
+    char header[kHeaderSize];
+    EncodeHeader(tag, kind, data + done, static_cast<uint32>(piece), header);
+    emit(static_cast<const char*>(header), data + done, piece);
+    done += piece;
+  } while (done < n);
+}
+// Appends the frames of `data` as one record of `tag` (see ForEachFrame).
 void AppendRecord(uint8 tag, const char* data, size_t n, std::string* out,
                   size_t fragment_payload = kFragmentPayload);
-// The kind of the fragment of `piece` bytes that starts `done` bytes into
-// an n-byte record.
-FragmentKind FragmentKindAt(size_t done, size_t piece, size_t n);
 // The framed size of an n-byte record.
 size_t FramedSize(size_t n, size_t fragment_payload = kFragmentPayload);
 

@@ -384,21 +384,17 @@ void RecordWriter::StreamRecordLocked(const char* data, size_t n) {
   if (concurrent_ && buffer_.empty()) base_offset_ = std::max<int64>(file_->Size(), 0);
   if (buffer_.capacity() < spill_unit_) buffer_.reserve(std::min<size_t>(spill_unit_, 8 << 20));
   bool spilling = true;
-  size_t done = 0;
-  do {
-    const size_t piece = std::min<size_t>(n - done, records::kFragmentPayload);
-    char header[records::kHeaderSize];
-    records::EncodeHeader(RecordIO::SINGLETON, records::FragmentKindAt(done, piece, n), data + done,
-                          static_cast<uint32>(piece), header);
-    if (spilling) {
-      // A failed write leaves the rest of the record in the buffer.
-      spilling = SpillLocked(header, sizeof header, data + done, piece) && SpillLocked(data + done, piece, nullptr, 0);
-    } else {
-      buffer_.append(header, sizeof header);
-      buffer_.append(data + done, piece);
-    }
-    done += piece;
-  } while (done < n);
+  records::ForEachFrame(RecordIO::SINGLETON, data, n, records::kFragmentPayload,
+                        [&](const char* header, const char* payload, size_t length) {
+                          if (spilling) {
+                            // A failed write leaves the rest of the record in the buffer.
+                            spilling = SpillLocked(header, records::kHeaderSize, payload, length) &&
+                                       SpillLocked(payload, length, nullptr, 0);
+                          } else {
+                            buffer_.append(header, records::kHeaderSize);
+                            buffer_.append(payload, length);
+                          }
+                        });
 }
 
 void RecordWriter::StartBackgroundFlushLocked() {
