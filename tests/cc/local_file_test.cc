@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <memory>
-#include <thread>
 
 #include "file/base/core/attr_record.h"
 #include "file/base/core/file_attributes.h"
@@ -19,7 +18,6 @@ class LocalFileTest : public FsTest {
  protected:
   void SetUp() override { MakeDir(LocalTestRoot()); }
 };
-
 
 TEST(RegistryTest, BuiltinsServeTheirNamesAndOtherKindsAreNotRegistered) {
   const auto local = FileFactory::Find(FileFactory::local_file);
@@ -53,12 +51,9 @@ TEST(RegistryTest, LongestPrefixWinsAndUnregisterRestores) {
   EXPECT_EQ(FileFactory::ForName("/pq-registry-test/deeper/a").get(), &outer);
   EXPECT_TRUE(FileFactory::UnRegisterFactoryPrefix("/pq-registry-test/"));
   EXPECT_EQ(FileFactory::ForName("/pq-registry-test/a"), FileFactory::Find(FileFactory::local_file));
-  FileFactory::RegisterFactory(&outer, "pq-registry-test-name");
-  EXPECT_EQ(FileFactory::Find("pq-registry-test-name").get(), &outer);
 }
 
 TEST(AttributeRecordTest, NamesAndText) {
-  EXPECT_EQ(file::AttributeRecordName("d/x"), "d/.x.attr");
   EXPECT_EQ(file::AttributeRecordName("x"), ".x.attr");
   EXPECT_EQ(file::AttributeRecordName("d/"), "");
   ::string out = "junk";
@@ -89,7 +84,6 @@ TEST_F(LocalFileTest, AttributeRecordIsAFileBesideItsFileAndKeepsOtherKeys) {
   File::DeleteFileAttributes(P("g").c_str());
   EXPECT_FALSE(Exists(".g.attr"));
 }
-
 
 TEST_F(LocalFileTest, CloneCopiesEveryByteKeepsTheModeAndNeverReplaces) {
   std::string data;
@@ -142,8 +136,6 @@ TEST_F(LocalFileTest, PermissionsAndGroupOfCreatedFiles) {
                                                   DEFAULT_FILE_MODE, "no-such-group-pq"));
   ASSERT_NE(unknown_group, nullptr);
   EXPECT_EQ(ErrorOf(unknown_group->Open(), unknown_group), file::ERROR_NOT_FOUND);
-  EXPECT_TRUE(File::SetOwner(P("g").c_str(), st.owner.c_str()));
-  EXPECT_FALSE(File::SetOwner(P("g").c_str(), "no-such-user-pq"));
 }
 
 TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
@@ -155,19 +147,11 @@ TEST_F(LocalFileTest, OpenOptionsAndErrorTexts) {
   ASSERT_NE(f, nullptr);
   EXPECT_EQ(f->Write("abc", 3), 3);
   EXPECT_TRUE(f->Flush() && f->Sync() && f->DataSync()) << f->GetCurrentErrorMessage();
-  FileOpenOptions direct;
-  direct.set_direct_io();
-  Handle d(File::CreateWithOptions(P("direct").c_str(), "w", direct));
-  ASSERT_NE(d, nullptr);
-  if (!d->Open()) {  // not every local file system takes direct I/O
-    EXPECT_EQ(d->GetCurrentErrorCode(), file::ERROR_UNIMPLEMENTED) << d->GetCurrentErrorMessage();
-  }
   Handle missing(File::Create(P("missing"), "r"));
   ASSERT_NE(missing, nullptr);
   EXPECT_FALSE(missing->Open());
   EXPECT_EQ(missing->GetCurrentErrorMessage(), "Open " + P("missing") + ": No such file or directory");
 }
-
 
 TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTextsOrOpenAtTheCheckpoint) {
   EXPECT_DEATH(File::OpenOrDie("", "r"), "file/base/file.h:654\\] Bad name for open:");
@@ -189,7 +173,6 @@ TEST_F(LocalFileTest, OrDieFormsEndTheProcessWithTheirTextsOrOpenAtTheCheckpoint
   EXPECT_EQ(writer->Tell(), 4);
   EXPECT_EQ(writer->Size(), 4);
 }
-
 
 TEST_F(LocalFileTest, CopiesCrossFileSystemsButRenamesDoNot) {
   const std::string data("cross\0over", 10);
@@ -221,33 +204,6 @@ TEST_F(LocalFileTest, LimitedCopiesKeepBytesAndMtime) {
                                        DEFAULT_FILE_MODE, nullptr, false, true, true, &limit));
   EXPECT_EQ(Get("g"), Get("f"));
   EXPECT_EQ(StatOf("g").mtime, 1000000000L);
-}
-
-// Failed by-name calls count as errors whether or not the caller passed an
-// Operation; only a caller's Operation is tagged with the call.
-TEST_F(LocalFileTest, FailedCallsCountAndOnlyACallersOperationIsTagged) {
-  FileOpStats* stats = File::opstats();
-  Put("f", "12345");
-  for (const bool with_op : {false, true}) {
-    for (const char* name : {"f", "missing"}) {
-      const int64 errors = stats->errors;
-      file::Operation op;
-      FileStat st;
-      const bool ok = File::StatWithOp(P(name).c_str(), &st, with_op ? &op : nullptr);
-      EXPECT_EQ(ok, name == ::string("f")) << name;
-      EXPECT_EQ(stats->errors, errors + (ok ? 0 : 1)) << name << with_op;
-      EXPECT_EQ(op.descriptor(), with_op ? "Stat(" + P(name) + ")" : "") << name;
-      EXPECT_EQ(op.ok(), ok || !with_op) << name;
-    }
-  }
-}
-
-TEST(FileProcessTest, ThreadUserNameIsPerThread) {
-  File::SetCurrentThreadUserName("alice");
-  ::string other_thread_user = "unset";
-  std::thread([&] { other_thread_user = File::GetCurrentThreadUserName(); }).join();
-  EXPECT_EQ(File::GetCurrentThreadUserName() + "|" + other_thread_user, "alice|");  // the other thread has none
-  File::SetCurrentThreadUserName("");
 }
 
 }  // namespace
