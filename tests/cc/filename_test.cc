@@ -60,10 +60,6 @@ TEST(FileNameTest, DirectoryFields) {
               expected);
     EXPECT_EQ(name.is_root_directory(), text == std::string("/rep/east")) << text;
   }
-  for (const char* root : {"/", "//", "/rep/east/", "/remote/h"}) {
-    EXPECT_TRUE(FileName(root).is_root_directory()) << root;
-    EXPECT_EQ(FileName(root).rest().substr(0, 1), "/") << root;
-  }
 }
 
 TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
@@ -77,24 +73,6 @@ TEST(FileNameTest, MalformedAndGarbageNamesParseToNothing) {
   FileName reused("/rep/east/a");
   reused.Parse("/rep//a");
   ExpectEmpty(reused, "re-parsing clears what the previous parse set");
-}
-
-TEST(FileNameTest, MakeTARNNameAndRegisteredPrefixHook) {
-  ::string out = "untouched";
-  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(&out, static_cast<FileName::Type>(5)));  // no such type
-  EXPECT_FALSE(FileName("/remote/h/a").MakeTARNName(&out, FileName::TARN_PRIMARY));
-  EXPECT_FALSE(FileName("/rep/east/a").MakeTARNName(nullptr, FileName::TARN_PRIMARY));
-  EXPECT_EQ(out, "untouched");
-  ASSERT_TRUE(FileName("/lock/east").MakeTARNName(&out, FileName::TARN_SHADOW));
-  EXPECT_EQ(out, "/tarn-shadow/east/");
-
-  FileName::SetRegisteredPrefixHook([](const char* name) { return name[0] == '/' && name[1] == 'z'; });
-  EXPECT_TRUE(FileName("/zz/a").is_registered_prefix());
-  EXPECT_TRUE(FileName("/mem/a").is_simple());
-  EXPECT_TRUE(FileName("/rep/east/a").is_replicated());  // special forms come first
-  FileName::SetRegisteredPrefixHook(nullptr);
-  EXPECT_TRUE(FileName("/mem/a").is_registered_prefix());
-  EXPECT_TRUE(FileName("/zz/a").is_simple());
 }
 
 }  // namespace
