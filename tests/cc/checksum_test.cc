@@ -12,7 +12,6 @@
 #include "file/base/redundancy/reed_solomon.h"
 #include "file/base/redundancy/sha1.h"
 #include "tests/cc/checksum_testing.h"
-#include "tests/cc/fs_conformance.h"
 
 namespace {
 
@@ -125,8 +124,6 @@ TEST(ChecksumStateTest, RecordTextRoundTripsAndRefusesDamage) {
   EXPECT_TRUE(ChecksumState::FromRecordText("100000 1 - 1", &state));
 }
 
-
-
 TEST(Sha1Test, Fips180Vectors) {
   const struct { std::string input; const char* digest; } cases[] = {
       {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"}, {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
@@ -140,32 +137,7 @@ TEST(Sha1Test, Fips180Vectors) {
     for (size_t at = 0; at < c.input.size(); at += 61) pieces.Update(c.input.substr(at, 61));
     EXPECT_EQ(pieces.Digest(), whole.Digest());
   }
-  Sha1 a;
-  a.Update("ab");
-  Sha1 b(a);  // copies go their own way
-  b.Update("c");
-  a.Update("x");
-  EXPECT_EQ(b.HexDigest(), "a9993e364706816aba3e25717850c26c9cd0d89d");
-  a.Reset();
-  EXPECT_EQ(a.HexDigest(), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
 }
-
-class Sha1FileTest : public BothFsTest {};
-
-TEST_P(Sha1FileTest, FilesAndHandles) {
-  const std::string data = RandomBytes(3 * (1 << 20) + 5, 21);
-  const std::string path = Put("s", data);
-  Sha1 expected;
-  expected.Update(data);
-  Sha1Checksum sum, open;
-  EXPECT_TRUE(sum.AddFile(path.c_str()));
-  EXPECT_FALSE(sum.AddFile(P("missing").c_str()) || sum.AddOpenFile(nullptr));
-  EXPECT_EQ(sum.Digest(), expected.Digest());  // failures add nothing
-  EXPECT_TRUE(open.AddOpenFile(OpenOrFail(path, "r").get()));
-  EXPECT_EQ(open.Digest(), expected.Digest());
-}
-
-PQ_ON_BOTH_FILE_SYSTEMS(Sha1FileTest);
 
 // Encoding names and parameters travel through every archive's manifest
 // (archive_test.cc); here, what is refused.
