@@ -79,10 +79,6 @@ TEST_P(ChecksumFileTest, FileFormsMatchTheBytes) {
   ChecksumState open;
   EXPECT_TRUE(open.AddOpenFile(f.get()) && open == StateOf(data));
   EXPECT_EQ(f->Tell(), 7);  // positioned reads leave the position alone
-  open.Clear();
-  EXPECT_TRUE(open.AddOpenFileBytes(f.get(), 10, 20));
-  EXPECT_FALSE(open.AddOpenFileBytes(f.get(), data.size() - 1, 2) || open.AddOpenFileBytes(nullptr, 0, 1));
-  EXPECT_TRUE(open == StateOf(data.substr(10, 20)));
 }
 
 TEST_P(ChecksumFileTest, VerifyAndTruncateAgainstTheStoredRecord) {
