@@ -39,8 +39,8 @@ class HoldersTest : public BothFsTest {
   std::vector<File*> handles_;
 };
 
-// Accessors, release and reset to another handle are also driven through the
-// binding (tests/python/test_holders.py); these are the cases it cannot reach.
+// Accessors, release and reset to another handle are driven through the
+// binding (tests/python/test_file_io.py); these are the cases it cannot reach.
 TEST_P(HoldersTest, CloserClosesAndDeleterDeletesEvenAnUnopenedHandle) {
   File* f = OpenNew("a");
   {
@@ -58,21 +58,7 @@ TEST_P(HoldersTest, CloserClosesAndDeleterDeletesEvenAnUnopenedHandle) {
   EXPECT_FALSE(Exists("c"));
 }
 
-TEST_P(HoldersTest, ReleaseGivesUpTheFileAndResetEndsTheHeldOne) {
-  File* f = OpenNew("a");
-  {
-    FileDeleter deleter(f);
-    EXPECT_EQ(deleter.release(), f);
-    EXPECT_EQ(deleter.get(), nullptr);
-  }
-  EXPECT_TRUE(IsOpen("a") && Exists("a") && f->Write("!", 1) == 1 && f->Close());
-  File* second = OpenNew("c");
-  {
-    FileCloser closer(OpenNew("b"));
-    closer.reset(second);
-    EXPECT_TRUE(!IsOpen("b") && closer.get() == second);
-  }
-  EXPECT_TRUE(!IsOpen("c") && Exists("b") && Exists("c"));
+TEST_P(HoldersTest, ResetToTheHeldHandleEndsItOnce) {
   // reset does not compare: the held file is ended and the closed handle kept;
   // ending it again when the holder goes is harmless.
   File* d = OpenNew("d");

@@ -112,9 +112,8 @@ TEST(RecordFormat, EveryCodecRoundTripsAndRefusesOversizedClaims) {
     want.push_back("record " + std::to_string(i) + std::string(static_cast<size_t>(i % 17), 'x'));
     AppendBatchEntry(want.back().data(), want.back().size(), &staging);
   }
-  const CodecParams cases[] = {{kZlib, 0, 0, false},  {kZlib, 9, 0, false}, {kZstd, 0, 0, false},
-                               {kZstd, 19, 0, false}, {kZstdWindowed, 3, 18, true}, {kLz4, 0, 0, false},
-                               {kLz4, 8, 0, false}};
+  const CodecParams cases[] = {{kZlib, 0, 0, false}, {kZlib, 9, 0, false}, {kZstd, 0, 0, false}, {kZstd, 19, 0, false},
+                               {kZstdWindowed, 3, 18, true}, {kLz4, 0, 0, false}, {kLz4, 8, 0, false}};
   for (const auto& params : cases) {
     std::string payload, out, reason;
     ASSERT_TRUE(EncodeBatch(params, staging, &payload)) << int(params.codec);
