@@ -47,8 +47,6 @@ class NameOperationTest(pqtest.FileCases):
             m.File_CopyFullySpecified(a, self.path('c3'), attr(0), 0o600, 'root', 0, 1, 1),
             m.File_CopyFullySpecified(a, self.path('c4'), attr(0), 0o640, 'root', 0, 1, 1, None)], [1, 0, 1, 1, 1])
         self.assertEqual([self.contents(n) for n in ('c1', 'c2', 'c3', 'c4')], ['B'] * 4)
-        self.assertNoMatch(m.File_CopyFullySpecified, a, self.path('x'), attr(0), 0, 'root', 0, 1, 1, m.new_FileStat())
-        self.assertEqual(m.File_Exists(self.path('x')), 0)
 
     def test_handle_copies(self):
         self.put('src', 'abcdef')
@@ -64,7 +62,6 @@ class NameOperationTest(pqtest.FileCases):
         assert_results(self, [m.File_CopyNBytes(source, target, 3, None, None),
                               m.File_CopyNBytes(source, target, 30, None, None), m.File_CopyToEof(None, target)],
                        [1, 0, 0])
-        self.assertNoMatch(m.File_CopyToEof, source, 'x')
 
     def test_mode_mtime_owner_group(self):
         name = self.put('a', '')
