@@ -36,9 +36,6 @@ class FileAttrTest(pqtest.TestCase):
         assert_results(self, [m.FileVersion_time_get(kept), m.FileVersion_creator_get(kept)], [5, 2 ** 63], long)
         m.FileAttr_checksum_set(b, m.FileAttr_checksum_get(a))
         self.assertTypeError('null reference', m.FileAttr_version_set, a, None)
-        m.FileAttr_finalized_set(a, 5)
-        self.assertEqual((m.FileAttr_finalized_get(a), m.FileAttr_Clear(a)), (1, None))
-        assert_results(self, [m.FileAttr_finalized_get(a), m.FileVersion_IsEmpty(m.FileAttr_version_get(a))], [0, 1])
 
     def test_store_objects_names_and_versions(self):
         # Attribute file names and version order are the library's (file_attributes_test.cc).
