@@ -104,7 +104,6 @@ class CallTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_FileVersion, expected _p_FileStat',
                              fb.FileStat.length.fget, fb.FileVersion())
         self.assertRaises(TypeError, fb.File)  # no constructor where the table has none
-        self.assertRaises(TypeError, fb.FileFactory)
 
 
 class OwnershipTest(pqtest.TestCase):
