@@ -30,7 +30,6 @@ class HandleTest(pqtest.FileCases):
         self.assertEqual((m.File_ClearError(r), m.File_GetCurrentErrorCode(r), m.File_GetCurrentErrorMessage(r)),
                          (None, m.OK, ''))
         assert_results(self, [m.File_Close(f), m.File_Close(f)], [1, 1])  # closing twice is harmless
-        self.assertIs(m.File_PReadStringWithOp(f, 0, 4, None), None)
 
     def test_unsupported_and_refused_requests_keep_result_types(self):
         f = self.handle('a', 'w+')
