@@ -100,11 +100,9 @@ class ProxyTest(pqtest.TestCase):
 
     def test_failing_proxy_class_call_raises_its_error(self):
         # Also inside bulk results, which fold lists of objects: nothing half-built is returned.
-        record = m.new_FileStat()
         m.FileStat_swigregister(Broken)
         try:
             self.assertRaises(ValueError, m.File_BulkStat, ['/', '/'])
-            self.assertRaises(ValueError, m.FromFileStat, record)
             self.assertRaises(ValueError, m.new_FileStat)
         finally:
             m.FileStat_swigregister(self.Stat)
