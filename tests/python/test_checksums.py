@@ -22,7 +22,6 @@ class ChecksumStateTest(pqtest.TestCase):
         assert_results(self, [m.ChecksumState_Checksum(s), m.ChecksumState_AlignedChecksum(s),
                               m.ChecksumState_History(s, 5), m.ChecksumState_Length(s)], [0x995DC9BBDF1939FA, 0, 0, 9],
                        long)
-        self.assertEqual((m.ChecksumState_Clear(s), m.ChecksumState_Length(s)), (None, 0))
         expected = m.ChecksumState_Checksum(state_of('abc\0def'))
         for data in ('abc\0def', buffer('xabc\0def', 1), array.array('c', 'abc\0def'), bytearray('abc\0def')):
             s = m.new_ChecksumState()
@@ -95,7 +94,6 @@ class ChecksumFileCases(pqtest.FileCases):
                               m.ChecksumState_VerifyChecksum(name, 5, 10, why),
                               m.ChecksumState_VerifyChecksum(name, 5, 2 ** 40, why)], [1, 1, 0])
         self.assertEqual(why, 'unchanged')
-        self.assertNoMatch(m.ChecksumState_VerifyChecksum, name, 1, 2)
         assert_results(self, [m.ChecksumState_TruncateChecksummedFile(name, 100),
                               m.ChecksumState_TruncateChecksummedFile(name, 2 ** 40)], [1, 0])
         self.assertEqual((m.File_GetFileSize(name), m.ChecksumState_VerifyChecksum(name, '')), (100, 1))

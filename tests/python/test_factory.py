@@ -103,7 +103,6 @@ class RegistryTest(pqtest.TestCase):
         for empty in (m.FileFactory_Find('pqtest-no-such-kind'), pointer_text(0, '_p_shared_ptrTFileFactory_t')):
             self.assertTypeError('null reference', m.FileFactory_RegisterFactoryPrefix, empty, '/p/')
         self.assertIntResult(m.FileFactory_RegisterFactoryPrefix(None, '/p/'), 0)
-        self.assertNoMatch(m.FileFactory_RegisterFactoryPrefix, m.new_FileStat(), '/p/')
         self.assertIs(m.FileFactory_RegisterFactory(by_name('mem'), 'pqtest-alias'), None)
         self.assertEqual(factory_of(m.FileFactory_Find('pqtest-alias')), by_name('mem'))
         self.assertTypeError('Type error. Got _p_shared_ptrTFileFactory_t, expected _p_FileFactory',
@@ -130,14 +129,6 @@ class FactoryOperationTest(pqtest.FileCases):
         super(FactoryOperationTest, self).setUp()
         self.f = by_name('mem' if self.root.startswith('/mem/') else 'local')
         self.group = grp.getgrgid(os.getgid()).gr_name
-
-    def test_create_forms_return_unopened_handles(self):
-        h = m.FileFactory_CreateFullySpecified(self.f, self.path('a'), 'w', m.new_Attr_t(0), 0o600, self.group)
-        self.assertTrue(pqtest.is_pointer_text(h, '_p_File'), h)
-        # Opening creates the file: the name and the writing mode were kept.
-        self.assertEqual((m.File_Exists(self.path('a')), m.File_OpenThis(h), m.File_Close(h),
-                          m.File_Exists(self.path('a')), m.File_Delete(self.path('a'))), (0, 1, 1, 1, 1))
-        self.assertIs(m.FileFactory_Create(self.f, self.path('a'), 'bogus'), None)
 
     def test_outputs_through_the_callers_objects(self):
         name = self.put('a', 'abcd')

@@ -101,13 +101,11 @@ class FileNameTest(pqtest.TestCase):
         self.assertEqual(m.MultiProtocolReplicatedFileNameToOpen('/rep/east/a', 'm7:99', m.File_TYPE_SREMOTE_SERVER),
                          '/wicket/m7:99/a')
         self.assertEqual(m.MultiProtocolReplicatedFileNameToOpen('/rep/east/a', 'm7', 9), '')
-        self.assertEqual(m.ReplicatedFileNameAppend('/rep/east/dir', 'f'), '/rep/east/dir/f')
 
     def test_parse_wicket_name_returns_only_the_path(self):
         host, path = 'h', 'p'
         self.assertEqual(m.ParseWicketRemoteName('/wicket/m7/a/b', 4100, host, path), '/a/b')
         self.assertEqual((host, path), ('h', 'p'))
-        self.assertEqual(m.ParseWicketRemoteName('/wicket/m7', 4100, '', ''), '')
         self.assertIs(m.ParseWicketRemoteName('/tmp/a', 4100, '', ''), None)
 
 if __name__ == '__main__':

@@ -8,23 +8,13 @@ from pqtest import assert_results, m
 
 
 class OperationAndWatcherTest(pqtest.TestCase):
-    def test_fresh_operation_and_its_settings(self):
-        op = m.new_Operation()
-        assert_results(self, [m.Operation_ok(op), m.Operation_error(op), m.Operation_HasDeadline(op)], [1, 0, 0])
-        self.assertEqual([m.Operation_Status(op), m.Operation_descriptor(op), m.Operation_InternalFinish(op),
-                          m.Operation_CheckSuccess(op), m.Operation_set_retry(op, 2)], ['OK', '', None, None, None])
-        self.assertIntResult(m.Operation_retry(op), 1)  # a bool member
-
     def test_value_results_travel_and_copies_carry_the_error(self):
         op = m.new_Operation()
         m.Operation_SetDeadlineLength(op, 30.0)
         self.assertTrue(pqtest.is_pointer_text(m.Operation_ToStatus(op), '_p_util__Status'))
-        # Copies are fresh objects; the traffic class lives in the record. Both travel between operations.
+        # Copies are fresh objects that travel between operations.
         self.assertNotEqual(m.Operation_GetDeadline(op), m.Operation_GetDeadline(op))
-        self.assertEqual(m.Operation_traffic_class(op), m.Operation_traffic_class(op))
         a, b = m.new_Operation(), m.new_Operation()
-        m.Operation_set_priority(b, m.Operation_priority(a))
-        m.Operation_set_traffic_class(b, m.Operation_traffic_class(a))
         m.Operation_SetDeadlineLength(a, -1.0)
         m.Operation_SetAbsoluteDeadline(b, m.Operation_GetDeadline(a))
         assert_results(self, [m.Operation_HasDeadline(b), m.File_ExistsWithOp('/', b), m.Operation_error(b)],
@@ -67,13 +57,6 @@ class OperationAndWatcherTest(pqtest.TestCase):
         self.assertIs(m.AsyncIOWatcher_Abandon(w), None)
         self.assertIntResult(m.AsyncIOWatcher_WaitWithTimeout(w, 1000), 0)
         m.delete_AsyncIOWatcher(w)
-
-    def test_detached_watcher_frees_itself_and_null_objects_delete_as_nothing(self):
-        w = m.new_AsyncIOWatcher()
-        m.AsyncIOWatcher_Detach(w)
-        m.AsyncIOWatcher_Finish(w, 0, 5)  # the last use of w
-        self.assertEqual([f(null) for f in (m.delete_AsyncIO, m.delete_AsyncIOWatcher, m.delete_AsyncIOForSS)
-                          for null in (None, 'NULL')], [None] * 6)
 
 
 @pqtest.on_each_file_system

@@ -74,23 +74,6 @@ class ReachTest(pqtest.TestCase):
         self.assertTrue(pqtest.is_pointer_text(st.this, '_p_FileStat'))
         m.delete_File(f)
 
-    def test_import_with_a_partial_extension(self):
-        # Functions taken away before the proxy module is imported are left out and listed as missing.
-        code = '\n'.join([
-            'import _file_base_pyquarry as m',
-            'for n in ("new_FileStat", "FileStat_length_get", "ErrorToString", "File_Close",',
-            '          "InputBuffer_swigregister"):',
-            '    delattr(m, n)',
-            'import file_base_pyquarry as fb',
-            'assert not hasattr(fb, "ErrorToString") and not hasattr(fb.File, "Close") and hasattr(fb.File, "Open")',
-            'assert fb.FileStat.length.fget is None and fb.FileStat.length.fset is not None',
-            'assert "new_FileStat" in fb.missing() and "InputBuffer_swigregister" in fb.missing()',
-            'fb.FileStat()',
-        ])
-        status, out, err = pqtest.run_python(code)
-        self.assertEqual(status, 1, err)
-        self.assertRegexpMatches(err, 'NotImplementedError: .*this build of _file_base_pyquarry has no new_FileStat\n$')
-
 
 class CallTest(pqtest.TestCase):
     def setUp(self):
@@ -121,7 +104,6 @@ class CallTest(pqtest.TestCase):
         self.assertTypeError('Type error. Got _p_FileVersion, expected _p_FileStat',
                              fb.FileStat.length.fget, fb.FileVersion())
         self.assertRaises(TypeError, fb.File)  # no constructor where the table has none
-        self.assertRaises(TypeError, fb.FileFactory)
 
 
 class OwnershipTest(pqtest.TestCase):

@@ -52,9 +52,7 @@ class FileCommandTest(QuarryCase):
         d = self.dir
         self.assertFailures([(('records', 'verify', d + 'missing'), 1, 'No such file'), (('records',), 2, 'subcommand'),
                              (('records', 'write', '-z', 'gzip', d + 'x'), 2, 'gzip'),
-                             (('mkdir', '-m', '9', d + 'e'), 1, 'not an octal mode'),
                              (('cp', d + 'f', d + 'no/such/x'), 1, d + 'no/such/x'),
-                             (('records', 'cat', d + 'nothing*'), 1, 'no match'),
                              (('cat', d + 'd'), 1, 'is a directory'), (('rm', d + 'd'), 1, 'is a directory')])
         self.assertEqual(sorted(os.listdir(self.dir)), ['d', 'f'])  # nothing half-written
 
@@ -73,12 +71,10 @@ class FileCommandTest(QuarryCase):
         data = os.urandom((1 << 20) + 3)
         src = self.put('src', data)
         os.chmod(src, 0o640)
-        for existing in ('', 'old and longer than nothing ' * 100000):
-            if existing:
-                self.put('dst', existing)
-            self.assertEqual(run('cp', src, self.dir + 'dst'), (0, '', ''))
-            self.assertEqual(pyquarry.read_file(self.dir + 'dst'), data)
-            self.assertEqual(os.stat(self.dir + 'dst').st_mode & 0o7777, 0o640)
+        self.put('dst', 'old and longer than nothing ' * 100000)
+        self.assertEqual(run('cp', src, self.dir + 'dst'), (0, '', ''))
+        self.assertEqual(pyquarry.read_file(self.dir + 'dst'), data)
+        self.assertEqual(os.stat(self.dir + 'dst').st_mode & 0o7777, 0o640)
         self.assertEqual(sorted(os.listdir(self.dir)), ['dst', 'src'])
 
     def test_remote_file_system_loads_on_first_use_only(self):
@@ -101,12 +97,7 @@ class FileCommandTest(QuarryCase):
         self.put('.hidden', '123456789')  # CRC-64/XZ's published check value: 995dc9bbdf1939fa
         code, out, _ = run('ls', self.dir)
         self.assertEqual((code, out.split()), (0, [self.dir + 'a.txt', self.dir + 'b.txt']))
-        self.assertEqual(run('ls', '-a', self.dir + '*')[1].split(),
-                         [self.dir + '.hidden', self.dir + 'a.txt', self.dir + 'b.txt'])
-        fields = run('ls', '-l', self.dir + 'a.txt')[1].split()
-        self.assertEqual((fields[0][0], fields[3], fields[-1]), ('-', '6', self.dir + 'a.txt'))
         self.assertEqual(run('cat', self.dir + '*.txt'), (0, 'alpha\nbeta\n', ''))
-        self.assertIn('size: 6', run('stat', self.dir + 'a.txt')[1])
         self.assertEqual(run('checksum', self.dir + '.hidden')[1].split()[:2], ['995dc9bbdf1939fa', '9'])
         for args, status in ((('mkdir', '-p', 'x/y/z'), 0), (('mkdir', '-p', 'x/y/z'), 0), (('mkdir', 'x'), 1),
                              (('rm', '-r', 'x'), 0), (('rm', '*.txt'), 0), (('rm', '-f', 'missing'), 0)):
@@ -149,7 +140,6 @@ class RecordsCommandTest(QuarryCase):
 
     def test_sound_files(self):
         self.assertEqual(run('records', 'cat', self.dir + 'zstd'), (0, ''.join(r + '\n' for r in self.RECORDS), ''))
-        self.assertEqual(run('records', 'cat', '-0', self.dir + 'plain')[1], ''.join(r + '\0' for r in self.RECORDS))
         self.assertEqual(run('records', 'count', self.dir + '[pz]*'),
                          (0, '%12d  %splain\n%12d  %szstd\n' % (50, self.dir, 50, self.dir), ''))
         code, out, err = run('records', 'verify', self.dir + 'plain', self.dir + 'zstd')
