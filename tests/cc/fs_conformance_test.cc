@@ -506,7 +506,7 @@ TEST_P(FsConformance, DirectoryLifecycleAndRecursiveDelete) {
   EXPECT_FALSE(Exists("x"));
 }
 
-TEST_P(FsConformance, ModesMtimesAndGroups) {
+TEST_P(FsConformance, ModesMtimesGroupsAndStatfs) {
   Put("f", "");
   ASSERT_TRUE(File::SetMode(P("f").c_str(), 0640));
   const long before = StatOf("f").mtime;  // NOLINT
@@ -518,6 +518,9 @@ TEST_P(FsConformance, ModesMtimesAndGroups) {
   EXPECT_FALSE(File::SetMode(P("f").c_str(), 010000));
   EXPECT_EQ(File::SetGroup(P("f").c_str(), st.group.c_str()), caps().set_group);
   EXPECT_FALSE(File::SetGroup(P("f").c_str(), "no-such-group-pq"));
+  int64 total = -1, free_bytes = -1, available = -1;
+  ASSERT_TRUE(File::Statfs(dir_.c_str(), &total, &free_bytes, &available));
+  EXPECT_TRUE(total > 0 && total >= free_bytes && free_bytes >= available) << total << " " << free_bytes;
 }
 
 TEST_P(FsConformance, BulkOperationsGiveOneFlagPerName) {

@@ -206,4 +206,24 @@ TEST_F(LocalFileTest, LimitedCopiesKeepBytesAndMtime) {
   EXPECT_EQ(StatOf("g").mtime, 1000000000L);
 }
 
+
+// Calls made without an Operation are not tagged or timed, yet their
+// failures still count.
+TEST_F(LocalFileTest, FailedCallsCountAndOnlyACallersOperationIsTagged) {
+  FileOpStats* stats = File::opstats();
+  Put("f", "12345");
+  for (const bool with_op : {false, true}) {
+    for (const char* name : {"f", "missing"}) {
+      const int64 errors = stats->errors;
+      file::Operation op;
+      FileStat st;
+      const bool ok = File::StatWithOp(P(name).c_str(), &st, with_op ? &op : nullptr);
+      EXPECT_EQ(ok, name == ::string("f")) << name;
+      EXPECT_EQ(stats->errors, errors + (ok ? 0 : 1)) << name << with_op;
+      EXPECT_EQ(op.descriptor(), with_op ? "Stat(" + P(name) + ")" : "") << name;
+      EXPECT_EQ(op.ok(), ok || !with_op) << name;
+    }
+  }
+}
+
 }  // namespace
